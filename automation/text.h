@@ -1,0 +1,41 @@
+#pragma once
+// Text functions of the platform, and the UTF-8 edges.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace qorvintr::automation {
+
+// UTF-8 <-> UTF-16 at the edges. Invalid UTF-8 becomes U+FFFD; a lone surrogate becomes U+FFFD.
+std::u16string FromUtf8(std::string_view s);
+std::string ToUtf8(std::u16string_view s);
+
+// The platform's text comparison modes.
+enum class CompareMode : int { Binary = 0, Text = 1 };
+
+// Trim, LTrim, RTrim remove blanks (character 32) only.
+std::u16string Trim(std::u16string_view s);
+std::u16string LTrim(std::u16string_view s);
+std::u16string RTrim(std::u16string_view s);
+std::u16string_view TrimView(std::u16string_view s) noexcept;
+std::u16string UCase(std::u16string_view s);
+std::u16string LCase(std::u16string_view s);
+std::int32_t Len(std::u16string_view s) noexcept;
+// Mid(s, start[, length]): start is 1-based; start < 1 or length < 0 raise 5.
+std::u16string Mid(std::u16string_view s, std::int32_t start, std::int32_t length = -1);
+std::u16string Left(std::u16string_view s, std::int32_t length);   // length < 0 raises 5
+std::u16string Right(std::u16string_view s, std::int32_t length);  // length < 0 raises 5
+// InStr([start,] s, find[, compare]): 1-based position or 0; start < 1 raises 5.
+std::int32_t InStr(std::int32_t start, std::u16string_view s, std::u16string_view find,
+                   CompareMode mode = CompareMode::Binary);
+// Replace(s, find, replacement[, start[, count[, compare]]]): the result begins at position
+// start (the characters before it are dropped); count -1 replaces all. start < 1 or
+// count < -1 raise 5.
+std::u16string Replace(std::u16string_view s, std::u16string_view find,
+                       std::u16string_view replacement, std::int32_t start = 1,
+                       std::int32_t count = -1, CompareMode mode = CompareMode::Binary);
+// StrComp-style comparison: -1, 0, 1.
+int CompareText(std::u16string_view a, std::u16string_view b, CompareMode mode) noexcept;
+
+}  // namespace qorvintr::automation
