@@ -1,8 +1,18 @@
 #pragma once
-// The platform's operators on tagged values, with its result kinds: Integer overflow widens to
-// Long then Double, Long to Double; Booleans count as -1/0 and give Integer; Single stays
-// Single; "/" on whole numbers gives Double; "\" rounds both sides half to even, then truncates;
-// "+" joins two texts; "-", "*", "/", "\" convert texts to numbers; Null in gives Null out.
+// The platform's operators on tagged values, with its result kinds:
+// - whole numbers: Integer overflow widens to Long then Double, Long to Double; Booleans count as
+//   -1/0 and give Integer; Empty counts as 0 of the other side's kind (Empty with Empty: Integer);
+// - Single stays Single, except with a Long or a Double (Double) and when a sum, difference or
+//   product leaves the Single range (Double; a quotient out of range raises 6);
+// - dates: a date with a number gives a date, the difference of two dates a Double, "*" and "/"
+//   a Double; a date sum outside the calendar raises 6, and so does a Long or Double outside it
+//   subtracted from or with a date (it is made a date first);
+// - "/" on whole numbers gives Double; "\" rounds both sides half to even, then truncates
+//   (Integer for 16-bit, Boolean and Empty operands, Long otherwise);
+// - texts: "+" joins two texts (Empty beside a text is the empty text); otherwise a text is
+//   converted to Double with the number parser (13 when it is not a number);
+// - Null in gives Null out; a Double result out of range raises 6; division by zero (Empty counts
+//   as zero) raises 11, 0 / 0 raises 6; an omitted argument raises 13.
 // Objects stand for their default member.
 
 #include "automation/value.h"
@@ -14,9 +24,14 @@ Value Subtract(const Value& a, const Value& b);
 Value Multiply(const Value& a, const Value& b);
 Value Divide(const Value& a, const Value& b);          // by zero raises 11
 Value IntegerDivide(const Value& a, const Value& b);   // by zero raises 11
-Value Concatenate(const Value& a, const Value& b);     // "&": both as text; Null as ""
+// "&": both as their text (Booleans "True"/"False", dates their general date); Null and Empty as
+// ""; Null with Null gives Null.
+Value Concatenate(const Value& a, const Value& b);
 
-// The platform's comparison of two values.
+// The platform's comparison of two values: texts by UTF-16 code unit (the binary mode); numbers,
+// Booleans (-1/0) and dates (their serial) numerically, in Single precision when either side is
+// a Single; any number is less than any text; Empty is 0 beside a number and "" beside a text;
+// Null with anything gives Null.
 enum class Comparison { Less, Equal, Greater, Null };
 Comparison Compare(const Value& a, const Value& b);
 

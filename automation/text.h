@@ -11,7 +11,8 @@ namespace qorvintr::automation {
 std::u16string FromUtf8(std::string_view s);
 std::string ToUtf8(std::u16string_view s);
 
-// The platform's text comparison modes.
+// The platform's text comparison modes. Binary compares UTF-16 code units; Text compares them
+// after the simple lower-case mapping (case-insensitive; no further linguistic rules).
 enum class CompareMode : int { Binary = 0, Text = 1 };
 
 // Trim, LTrim, RTrim remove blanks (character 32) only.
@@ -19,19 +20,25 @@ std::u16string Trim(std::u16string_view s);
 std::u16string LTrim(std::u16string_view s);
 std::u16string RTrim(std::u16string_view s);
 std::u16string_view TrimView(std::u16string_view s) noexcept;
+// One character to one character (the Unicode simple case mappings inside the Basic Multilingual
+// Plane; characters whose only capital is two letters, such as sharp s, stay). Lengths and
+// positions never change; surrogates are left alone.
 std::u16string UCase(std::u16string_view s);
 std::u16string LCase(std::u16string_view s);
 std::int32_t Len(std::u16string_view s) noexcept;
-// Mid(s, start[, length]): start is 1-based; start < 1 or length < 0 raise 5.
+// Mid(s, start[, length]): start is 1-based; length -1 (left out) takes the rest; start < 1 or
+// length < -1 raise 5.
 std::u16string Mid(std::u16string_view s, std::int32_t start, std::int32_t length = -1);
 std::u16string Left(std::u16string_view s, std::int32_t length);   // length < 0 raises 5
 std::u16string Right(std::u16string_view s, std::int32_t length);  // length < 0 raises 5
-// InStr([start,] s, find[, compare]): 1-based position or 0; start < 1 raises 5.
+// InStr([start,] s, find[, compare]): 1-based position or 0; start < 1 raises 5. A start past
+// the end gives 0 (so does an empty s); otherwise an empty find gives start.
 std::int32_t InStr(std::int32_t start, std::u16string_view s, std::u16string_view find,
                    CompareMode mode = CompareMode::Binary);
 // Replace(s, find, replacement[, start[, count[, compare]]]): the result begins at position
 // start (the characters before it are dropped); count -1 replaces all. start < 1 or
-// count < -1 raise 5.
+// count < -1 raise 5. A start past the end gives ""; an empty find or a count of 0 gives the
+// text from start unchanged.
 std::u16string Replace(std::u16string_view s, std::u16string_view find,
                        std::u16string_view replacement, std::int32_t start = 1,
                        std::int32_t count = -1, CompareMode mode = CompareMode::Binary);
