@@ -4,7 +4,7 @@ namespace qorvintr::automation {
 
 const LocaleData& CurrentLocale() noexcept {
   static constexpr LocaleData kEnUs{
-      u".", u",", u"/", u":", u"AM", u"PM", u"$", u"M/d/yyyy", u"dddd, MMMM dd, yyyy",
+      u".", u",", u"/", u":", u"AM", u"PM", u"$", u"M/d/yyyy", u"dddd, MMMM d, yyyy",
       u"h:mm:ss tt",
       {u"January", u"February", u"March", u"April", u"May", u"June", u"July", u"August",
        u"September", u"October", u"November", u"December"},

@@ -1,0 +1,576 @@
+#include "automation/datetime.h"
+
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <ctime>
+#include <mutex>
+#include <utility>
+
+#include "automation/error.h"
+#include "automation/locale.h"
+
+namespace qorvintr::automation {
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// Calendar arithmetic (proleptic Gregorian), on whole days relative to 30 December 1899.
+
+constexpr std::int64_t DaysFromCivil(std::int64_t y, unsigned m, unsigned d) noexcept {
+  y -= m <= 2 ? 1 : 0;
+  const std::int64_t era = (y >= 0 ? y : y - 399) / 400;
+  const auto yoe = static_cast<unsigned>(y - era * 400);
+  const unsigned doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
+  const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+  return era * 146097 + static_cast<std::int64_t>(doe) - 719468;
+}
+
+constexpr std::int64_t kEpochDays = DaysFromCivil(1899, 12, 30);
+
+struct Civil {
+  std::int64_t year;
+  int month;
+  int day;
+};
+
+constexpr Civil CivilFromDays(std::int64_t z) noexcept {
+  z += 719468;
+  const std::int64_t era = (z >= 0 ? z : z - 146096) / 146097;
+  const auto doe = static_cast<unsigned>(z - era * 146097);
+  const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  const std::int64_t y = static_cast<std::int64_t>(yoe) + era * 400;
+  const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  const unsigned mp = (5 * doy + 2) / 153;
+  const unsigned d = doy - (153 * mp + 2) / 5 + 1;
+  const unsigned m = mp < 10 ? mp + 3 : mp - 9;
+  return {y + (m <= 2 ? 1 : 0), static_cast<int>(m), static_cast<int>(d)};
+}
+
+constexpr bool IsLeap(std::int64_t y) noexcept {
+  return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
+}
+
+constexpr int DaysInMonth(std::int64_t y, int m) noexcept {
+  constexpr int kDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  return m == 2 && IsLeap(y) ? 29 : kDays[m - 1];
+}
+
+// A serial from a whole day number and seconds into that day: before 30 December 1899 the
+// fraction still counts forward, so it is subtracted from the (negative) day. Hours, minutes and
+// seconds are added one after the other, as the platform adds them, so that the serial comes out
+// the same to the last bit.
+double Compose(std::int64_t day, std::int64_t seconds) noexcept {
+  const double h = static_cast<double>(seconds / 3600) / 24.0;
+  const double m = static_cast<double>(seconds / 60 % 60) / 1440.0;
+  const double s = static_cast<double>(seconds % 60) / 86400.0;
+  const auto d = static_cast<double>(day);
+  return day >= 0 ? d + h + m + s : d - h - m - s;
+}
+
+// The serial's whole day and its time of day in seconds, rounded to the nearest second; a time
+// that rounds up to midnight moves to the next calendar day (for a negative serial too).
+void SplitSerial(double serial, std::int64_t& day, std::int64_t& seconds) noexcept {
+  double whole = std::trunc(serial);
+  // A hundred-billionth of a day (under a microsecond) of slack, so that a time a hair short of
+  // the half second still rounds up, as the platform does.
+  double frac = std::fabs(serial - whole) + 1e-11;
+  auto secs = static_cast<std::int64_t>(std::floor(frac * 86400.0 + 0.5));
+  auto d = static_cast<std::int64_t>(whole);
+  if (secs >= 86400) {
+    secs -= 86400;
+    d += 1;
+  }
+  day = d;
+  seconds = secs;
+}
+
+// Serials the platform accepts as dates (its conversion to text refuses the rest).
+bool InDateRange(double serial) noexcept {
+  return serial > -657435.0 && serial < 2958466.0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The clock seam.
+
+std::mutex& ClockMutex() {
+  static std::mutex m;
+  return m;
+}
+
+Clock& ClockSlot() {
+  static Clock clock;
+  return clock;
+}
+
+double SystemNow() noexcept {
+  const std::time_t t = std::time(nullptr);
+  std::tm local{};
+#if defined(_WIN32)
+  localtime_s(&local, &t);
+#else
+  localtime_r(&t, &local);
+#endif
+  const std::int64_t day =
+      DaysFromCivil(local.tm_year + 1900, static_cast<unsigned>(local.tm_mon + 1),
+                    static_cast<unsigned>(local.tm_mday)) -
+      kEpochDays;
+  const std::int64_t secs = local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec;
+  return Compose(day, secs);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Text to date.
+
+constexpr bool IsDigit(char16_t c) noexcept { return c >= u'0' && c <= u'9'; }
+constexpr bool IsAsciiLetter(char16_t c) noexcept {
+  return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+}
+constexpr char16_t Lower(char16_t c) noexcept {
+  return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + 32) : c;
+}
+
+// Blanks the parser steps over: the space characters of the platform's character tables.
+constexpr bool IsBlank(char16_t c) noexcept {
+  switch (c) {
+    case 0x09: case 0x0A: case 0x0B: case 0x0C: case 0x0D: case 0x20: case 0x85: case 0xA0:
+    case 0x1680: case 0x2028: case 0x2029: case 0x202F: case 0x205F: case 0x3000:
+      return true;
+    default:
+      return c >= 0x2000 && c <= 0x200A;
+  }
+}
+
+bool EqualsIgnoreCase(std::u16string_view word, std::u16string_view name) noexcept {
+  if (word.size() != name.size()) return false;
+  for (std::size_t i = 0; i < word.size(); ++i) {
+    if (Lower(word[i]) != Lower(name[i])) return false;
+  }
+  return true;
+}
+
+// The platform reads a date text into a short list of entries (numbers and month names), each
+// marking what followed it: a time separator, an AM/PM designator.
+struct Entry {
+  std::int32_t value;  // the number, or the month 1-12 of a month name
+  bool is_month_name;
+  bool time_sep;       // followed by ":" or "."
+  std::uint8_t ampm;   // 0 none, 1 AM, 2 PM
+};
+
+constexpr std::size_t kMaxEntries = 16;
+
+// Words: month names and abbreviations (a month), day names and abbreviations (skipped), the
+// AM/PM designators and their first letters. Anything else rejects the text.
+enum class WordKind { Month, Day, Am, Pm, Unknown };
+
+WordKind ClassifyWord(std::u16string_view word, std::int32_t& month) noexcept {
+  const LocaleData& loc = CurrentLocale();
+  // The designators first: they are the short words, and the common ones after a time.
+  if (word.size() <= 2) {
+    if (EqualsIgnoreCase(word, loc.am) ||
+        (word.size() == 1 && !loc.am.empty() && Lower(word[0]) == Lower(loc.am[0]))) {
+      return WordKind::Am;
+    }
+    if (EqualsIgnoreCase(word, loc.pm) ||
+        (word.size() == 1 && !loc.pm.empty() && Lower(word[0]) == Lower(loc.pm[0]))) {
+      return WordKind::Pm;
+    }
+  }
+  for (int i = 0; i < 12; ++i) {
+    if (EqualsIgnoreCase(word, loc.month_names[i]) ||
+        EqualsIgnoreCase(word, loc.month_abbreviations[i])) {
+      month = i + 1;
+      return WordKind::Month;
+    }
+  }
+  for (int i = 0; i < 7; ++i) {
+    if (EqualsIgnoreCase(word, loc.day_names[i]) ||
+        EqualsIgnoreCase(word, loc.day_abbreviations[i])) {
+      return WordKind::Day;
+    }
+  }
+  return WordKind::Unknown;
+}
+
+// Two-digit years: 0-29 are 2000-2029, 30-99 are 1930-1999.
+constexpr std::int32_t ExpandYear(std::int32_t y) noexcept {
+  if (y < 30) return y + 2000;
+  if (y < 100) return y + 1900;
+  return y;
+}
+
+// Tries one order of the date items; the order names the role of each item (m, d, y).
+bool TryOrder(const Entry* items, int count, const char* order, std::int32_t current_year,
+              std::int32_t& y, std::int32_t& m, std::int32_t& d) noexcept {
+  std::int32_t year = -1;
+  std::int32_t month = -1;
+  std::int32_t day = -1;
+  bool any_name = false;
+  for (int i = 0; i < count; ++i) any_name = any_name || items[i].is_month_name;
+  for (int i = 0; i < count; ++i) {
+    const Entry& it = items[i];
+    switch (order[i]) {
+      case 'm':
+        // With a month name among the items, the month is taken from a name.
+        if (any_name && !it.is_month_name) return false;
+        month = it.value;
+        break;
+      case 'd':
+        day = it.value;
+        break;
+      default:
+        year = it.value;
+        break;
+    }
+  }
+  if (year < 0) {
+    year = current_year;
+  } else {
+    year = ExpandYear(year);
+  }
+  if (day < 0) day = 1;
+  if (month < 1 || month > 12) return false;
+  if (year < 100 || year > 9999) return false;
+  if (day < 1 || day > DaysInMonth(year, month)) return false;
+  y = year;
+  m = month;
+  d = day;
+  return true;
+}
+
+int CurrentYear() noexcept {
+  double now = 0;
+  try {
+    now = Now();
+  } catch (...) {
+    now = SystemNow();
+  }
+  if (!InDateRange(now)) now = SystemNow();
+  return SplitDate(now).year;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+
+DateParts SplitDate(double serial) noexcept {
+  DateParts p;
+  if (!(serial > -1e9 && serial < 1e9)) return p;  // not a date: keep the zero date
+  std::int64_t day = 0;
+  std::int64_t secs = 0;
+  SplitSerial(serial, day, secs);
+  const Civil c = CivilFromDays(day + kEpochDays);
+  p.year = static_cast<int>(c.year);
+  p.month = c.month;
+  p.day = c.day;
+  p.hour = static_cast<int>(secs / 3600);
+  p.minute = static_cast<int>(secs / 60 % 60);
+  p.second = static_cast<int>(secs % 60);
+  // 30 December 1899 was a Saturday (7).
+  p.weekday = static_cast<int>(((day % 7) + 7 + 6) % 7) + 1;
+  p.day_of_year = static_cast<int>(day + kEpochDays - DaysFromCivil(c.year, 1, 1)) + 1;
+  return p;
+}
+
+double DaySerial(int year, int month, int day) noexcept {
+  // Months outside 1-12 fold into the year so that any combination gives a day.
+  std::int64_t total = static_cast<std::int64_t>(year) * 12 + (month - 1);
+  std::int64_t y = total >= 0 ? total / 12 : (total - 11) / 12;
+  auto m = static_cast<unsigned>(total - y * 12 + 1);
+  return static_cast<double>(DaysFromCivil(y, m, 1) - kEpochDays + (day - 1));
+}
+
+double DateSerial(int year, int month, int day) {
+  std::int64_t y = year;
+  if (y >= 0 && y <= 29) {
+    y += 2000;
+  } else if (y >= 30 && y <= 99) {
+    y += 1900;
+  }
+  std::int64_t total = y * 12 + (static_cast<std::int64_t>(month) - 1);
+  std::int64_t yy = total >= 0 ? total / 12 : (total - 11) / 12;
+  auto mm = static_cast<unsigned>(total - yy * 12 + 1);
+  if (yy < -1000000 || yy > 1000000) Raise(err::InvalidProcedureCall);
+  const std::int64_t serial =
+      DaysFromCivil(yy, mm, 1) - kEpochDays + (static_cast<std::int64_t>(day) - 1);
+  if (serial < static_cast<std::int64_t>(kMinDateSerial) ||
+      serial > static_cast<std::int64_t>(kMaxDateSerial)) {
+    Raise(err::InvalidProcedureCall);
+  }
+  return static_cast<double>(serial);
+}
+
+double TimeSerial(int hour, int minute, int second) {
+  const std::int64_t total = static_cast<std::int64_t>(hour) * 3600 +
+                             static_cast<std::int64_t>(minute) * 60 + second;
+  // A negative total is a moment before 30 December 1899, written the platform's way.
+  const std::int64_t day = total >= 0 ? total / 86400 : -((-total + 86399) / 86400);
+  const std::int64_t secs = total - day * 86400;
+  const double serial = Compose(day, secs);
+  if (!InDateRange(serial)) Raise(err::Overflow);
+  return serial;
+}
+
+namespace {
+
+// The serial a DateValue / TimeValue argument stands for: a text is parsed as a date, a date is
+// itself, a number is taken as a serial (outside the date range it overflows), True is -1 and
+// Empty is 0.
+double ValueAsSerial(const Value& v) {
+  if (v.IsObject()) return ValueAsSerial(Dereference(v));
+  double serial = 0;
+  switch (v.Type()) {
+    case VarType::String:
+      return TextToDate(v.GetString());
+    case VarType::Empty:
+      return 0;
+    case VarType::Null:
+      Raise(err::InvalidUseOfNull);
+    case VarType::Boolean:
+      return v.GetBoolean() ? -1 : 0;
+    case VarType::Integer:
+      return v.GetInteger();
+    case VarType::Long:
+      return v.GetLong();
+    case VarType::Single:
+      serial = v.GetSingle();
+      break;
+    case VarType::Double:
+      serial = v.GetDouble();
+      break;
+    case VarType::Date:
+      serial = v.GetDate();
+      break;
+    default:
+      Raise(err::TypeMismatch);
+  }
+  if (!InDateRange(serial)) Raise(err::Overflow);
+  return serial;
+}
+
+}  // namespace
+
+double DateValue(const Value& v) {
+  std::int64_t day = 0;
+  std::int64_t secs = 0;
+  SplitSerial(ValueAsSerial(v), day, secs);
+  return static_cast<double>(day);
+}
+
+double TimeValue(const Value& v) {
+  std::int64_t day = 0;
+  std::int64_t secs = 0;
+  SplitSerial(ValueAsSerial(v), day, secs);
+  return static_cast<double>(secs) / 86400.0;
+}
+
+std::optional<double> ParseDate(std::u16string_view text) noexcept {
+  // The platform reads a text up to its first NUL.
+  if (const std::size_t nul = text.find(u'\0'); nul != std::u16string_view::npos) {
+    text = text.substr(0, nul);
+  }
+  const std::size_t len = text.size();
+  // A separator as the very last character rejects the text (blanks after it do not).
+  if (len > 0) {
+    const char16_t last = text[len - 1];
+    if (last == u',' || last == u'/' || last == u'-' || last == u':' || last == u'.') {
+      return std::nullopt;
+    }
+  }
+  std::array<Entry, kMaxEntries> entries{};
+  std::size_t n = 0;
+  int date_seps = 0;
+  bool have_ampm = false;
+  std::size_t i = 0;
+  while (i < len) {
+    const char16_t c = text[i];
+    if (IsBlank(c) || c == u',') {
+      ++i;
+      continue;
+    }
+    if (IsDigit(c)) {
+      if (n >= kMaxEntries) return std::nullopt;
+      std::int32_t value = 0;
+      while (i < len && IsDigit(text[i])) {
+        if (value < 100000000) value = value * 10 + (text[i] - u'0');
+        ++i;
+      }
+      entries[n++] = {value, false, false, 0};
+      continue;
+    }
+    if (IsAsciiLetter(c)) {
+      const std::size_t start = i;
+      while (i < len && IsAsciiLetter(text[i])) ++i;
+      std::int32_t month = 0;
+      const WordKind kind = ClassifyWord(text.substr(start, i - start), month);
+      switch (kind) {
+        case WordKind::Month:
+          if (n >= kMaxEntries) return std::nullopt;
+          entries[n++] = {month, true, false, 0};
+          break;
+        case WordKind::Day:
+          break;
+        case WordKind::Am:
+        case WordKind::Pm:
+          // The designator belongs to the entry before it, and only one is allowed.
+          if (n == 0 || have_ampm) return std::nullopt;
+          have_ampm = true;
+          entries[n - 1].ampm = kind == WordKind::Am ? 1 : 2;
+          break;
+        case WordKind::Unknown:
+          return std::nullopt;
+      }
+      continue;
+    }
+    if (c == u'/' || c == u'-') {
+      if (n == 0 || ++date_seps > 2) return std::nullopt;
+      ++i;
+      continue;
+    }
+    if (c == u':' || c == u'.') {
+      if (n == 0) return std::nullopt;
+      entries[n - 1].time_sep = true;
+      ++i;
+      continue;
+    }
+    return std::nullopt;
+  }
+  if (n == 0) return std::nullopt;
+
+  // The time: from the first entry marked by a time separator or a designator, through the
+  // entries its separators join on (hour, minute, second). The other entries are the date; they
+  // must lie all before or all after the time.
+  std::size_t t = 0;
+  while (t < n && !entries[t].time_sep && entries[t].ampm == 0) ++t;
+  std::size_t e = t;  // one past the time
+  std::int64_t secs = 0;
+  if (t < n) {
+    std::int32_t parts[3] = {0, 0, 0};
+    int count = 0;
+    int ampm = 0;
+    while (true) {
+      if (e >= n || count >= 3) return std::nullopt;
+      parts[count++] = entries[e].value;
+      if (entries[e].ampm != 0) ampm = entries[e].ampm;
+      if (!entries[e++].time_sep) break;
+    }
+    for (std::size_t k = e; k < n; ++k) {
+      if (entries[k].time_sep || entries[k].ampm != 0) return std::nullopt;
+    }
+    if (t > 0 && e < n) return std::nullopt;
+    std::int32_t h = parts[0];
+    if (h > 23 || parts[1] > 59 || parts[2] > 59) return std::nullopt;
+    if (ampm == 1 && h == 12) h = 0;
+    if (ampm == 2 && h < 12) h += 12;
+    secs = static_cast<std::int64_t>(h) * 3600 + parts[1] * 60 + parts[2];
+  }
+
+  const Entry* items = t > 0 ? entries.data() : entries.data() + e;
+  const int item_count = static_cast<int>(t > 0 ? t : n - e);
+  if (item_count == 1 || item_count > 3) return std::nullopt;  // a lone number is no date
+
+  std::int64_t day = 0;
+  if (item_count > 0) {
+    static constexpr const char* kTwo[] = {"md", "dm", "my", "ym"};
+    static constexpr const char* kThree[] = {"mdy", "ymd", "dmy", "ydm"};
+    const std::int32_t current_year = item_count == 2 ? CurrentYear() : 0;
+    std::int32_t y = 0;
+    std::int32_t m = 0;
+    std::int32_t d = 0;
+    bool ok = false;
+    const auto& orders = item_count == 2 ? kTwo : kThree;
+    for (const char* order : orders) {
+      if (TryOrder(items, item_count, order, current_year, y, m, d)) {
+        ok = true;
+        break;
+      }
+    }
+    if (!ok) return std::nullopt;
+    day = DaysFromCivil(y, static_cast<unsigned>(m), static_cast<unsigned>(d)) - kEpochDays;
+  }
+  return Compose(day, secs);
+}
+
+double TextToDate(std::u16string_view text) {
+  if (auto d = ParseDate(text)) return *d;
+  Raise(err::TypeMismatch);
+}
+
+namespace {
+
+void AppendNumber(std::u16string& out, std::int64_t n, int min_digits) {
+  char16_t buf[24];
+  int len = 0;
+  if (n < 0) {
+    out.push_back(u'-');
+    n = -n;
+  }
+  do {
+    buf[len++] = static_cast<char16_t>(u'0' + n % 10);
+    n /= 10;
+  } while (n != 0);
+  while (len < min_digits) buf[len++] = u'0';
+  while (len > 0) out.push_back(buf[--len]);
+}
+
+}  // namespace
+
+std::u16string DateToText(double serial) {
+  std::int64_t day = 0;
+  std::int64_t secs = 0;
+  bool show_date = true;
+  bool show_time = true;
+  if (std::isnan(serial)) {
+    // The platform writes NaN as the zero date with the zero time, both shown.
+  } else {
+    if (!InDateRange(serial)) Raise(err::InvalidProcedureCall);
+    // What is shown is decided on the serial as given, before the time is rounded.
+    const double whole = std::trunc(serial);
+    show_date = whole != 0.0;
+    show_time = serial != whole;
+    SplitSerial(serial, day, secs);
+  }
+  const LocaleData& loc = CurrentLocale();
+  std::u16string out;
+  out.reserve(24);
+  if (show_date) {
+    const Civil c = CivilFromDays(day + kEpochDays);
+    AppendNumber(out, c.month, 1);
+    out.append(loc.date_separator);
+    AppendNumber(out, c.day, 1);
+    out.append(loc.date_separator);
+    AppendNumber(out, c.year, 1);
+  }
+  if (show_time || !show_date) {
+    if (show_date) out.push_back(u' ');
+    const std::int64_t h = secs / 3600;
+    const std::int64_t h12 = h % 12 == 0 ? 12 : h % 12;
+    AppendNumber(out, h12, 1);
+    out.append(loc.time_separator);
+    AppendNumber(out, secs / 60 % 60, 2);
+    out.append(loc.time_separator);
+    AppendNumber(out, secs % 60, 2);
+    out.push_back(u' ');
+    out.append(h < 12 ? loc.am : loc.pm);
+  }
+  return out;
+}
+
+void SetClock(Clock clock) {
+  std::lock_guard<std::mutex> lock(ClockMutex());
+  ClockSlot() = std::move(clock);
+}
+
+double Now() {
+  Clock clock;
+  {
+    std::lock_guard<std::mutex> lock(ClockMutex());
+    clock = ClockSlot();
+  }
+  if (clock) return clock();
+  return SystemNow();
+}
+
+}  // namespace qorvintr::automation
