@@ -1,0 +1,736 @@
+#include "automation/convert.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "automation/datetime.h"
+#include "automation/error.h"
+#include "automation/locale.h"
+
+namespace qorvintr::automation {
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// Text to number.
+//
+// The platform reads a number in three stages, and its rules are looser than they look:
+//  - before the number: blanks, and at most one each of "+", "-", "(" and the currency sign, in
+//    any order;
+//  - the number: "&H" / "&O" digits (not after a currency sign), or decimal digits with
+//    thousands separators (anywhere after the first digit or the decimal point, even in the
+//    fraction), one decimal point, and an exponent (not after a leading currency sign) whose
+//    sign may be written more than once and whose digits a thousands separator ends (digits after
+//    that belong to the mantissa again, even when the exponent came first);
+//  - after the number: blanks, thousands separators, currency signs, ")" when "(" opened, and
+//    "+" / "-" unless the same sign came before the number (repeating them is allowed);
+//    a "(" must be closed unless a "-" stands somewhere.
+// The platform takes a zero-terminated text, so a NUL character ends the text.
+// A hexadecimal or octal number ignores its signs and parentheses, and is sized by the kind
+// asked for: an Integer takes a 16-bit pattern ("&HFFFF" is -1), a Long a 32-bit pattern
+// ("&HFFFF" is 65535, "&HFFFFFFFF" is -1), the other kinds the value up to 2^31 (exactly 2^31
+// reads as -2^31, as the platform runtime answers); anything wider overflows.
+
+enum class ScanStatus : unsigned char { Ok, Mismatch, Overflow };
+
+// Enough significant digits to round any decimal text to the nearest double (a double's exact
+// decimal expansion has at most 767 significant digits); further digits only mark the text as
+// "more than shown".
+constexpr int kMaxDigits = 800;
+// Exponents beyond this over- or underflow whatever the digits (no text is that long); capping
+// keeps the arithmetic in range for any number of exponent digits.
+constexpr std::int64_t kExponentCap = 1000000000000;
+
+struct NumberScan {
+  bool negative = false;
+  bool radix = false;            // &H / &O
+  std::uint32_t radix_value = 0;  // the bits as written (at most 32)
+  // Decimal: value = digits * 10^scale; digits hold no leading zeros.
+  int digit_count = 0;
+  bool sticky = false;           // nonzero digits dropped beyond kMaxDigits
+  std::int64_t scale = 0;
+  std::array<char, kMaxDigits> digits;   // filled up to digit_count; left unset for speed
+};
+
+inline bool IsBlank(char16_t c) noexcept {
+  // The characters the platform skips as blanks: the Unicode white space.
+  if (c == u' ' || (c >= 0x09 && c <= 0x0D)) return true;
+  if (c < 0x85) return false;
+  return c == 0x85 || c == 0xA0 || c == 0x1680 || (c >= 0x2000 && c <= 0x200A) ||
+         c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
+}
+
+inline bool IsDigit(char16_t c) noexcept { return c >= u'0' && c <= u'9'; }
+
+inline int HexDigit(char16_t c) noexcept {
+  if (c >= u'0' && c <= u'9') return c - u'0';
+  if (c >= u'A' && c <= u'F') return c - u'A' + 10;
+  if (c >= u'a' && c <= u'f') return c - u'a' + 10;
+  return -1;
+}
+
+// The locale's one-character symbols (en-US: "." "," "$"); a longer symbol never matches here.
+struct NumberSymbols {
+  char16_t decimal_point;
+  char16_t thousands;
+  char16_t currency;
+};
+
+NumberSymbols Symbols() noexcept {
+  const LocaleData& loc = CurrentLocale();
+  auto one = [](std::u16string_view s, char16_t fallback) {
+    return s.size() == 1 ? s[0] : fallback;
+  };
+  return {one(loc.decimal_point, u'.'), one(loc.thousands_separator, u','),
+          one(loc.currency_symbol, u'$')};
+}
+
+ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
+  static const NumberSymbols sym = Symbols();
+  const std::size_t nul = text.find(u'\0');
+  const std::size_t n = nul == std::u16string_view::npos ? text.size() : nul;
+  std::size_t i = 0;
+
+  bool lead_plus = false, lead_minus = false, paren = false, lead_currency = false;
+  for (; i < n; ++i) {
+    const char16_t c = text[i];
+    if (IsBlank(c)) continue;
+    if (c == u'+') {
+      if (lead_plus) break;
+      lead_plus = true;
+    } else if (c == u'-') {
+      if (lead_minus) break;
+      lead_minus = true;
+    } else if (c == u'(') {
+      if (paren) break;
+      paren = true;
+    } else if (c == sym.currency) {
+      if (lead_currency) break;
+      lead_currency = true;
+    } else {
+      break;
+    }
+  }
+  if (i == n) return ScanStatus::Mismatch;
+
+  if (text[i] == u'&') {
+    if (lead_currency || i + 1 >= n) return ScanStatus::Mismatch;
+    const char16_t kind = text[i + 1];
+    int shift;
+    if (kind == u'H' || kind == u'h') shift = 4;
+    else if (kind == u'O' || kind == u'o') shift = 3;
+    else return ScanStatus::Mismatch;
+    i += 2;
+    std::uint64_t value = 0;
+    bool wide = false, any = false;
+    for (; i < n; ++i) {
+      const int d = HexDigit(text[i]);
+      if (d < 0 || d >= (1 << shift)) break;
+      any = true;
+      if (!wide) {
+        value = (value << shift) | static_cast<unsigned>(d);
+        if (value > 0xFFFFFFFFull) wide = true;
+      }
+    }
+    if (!any) return ScanStatus::Mismatch;
+    bool closed = false, trail_minus = false;
+    for (; i < n; ++i) {
+      const char16_t c = text[i];
+      if (IsBlank(c)) continue;
+      if (c == u'+') {
+        if (lead_plus) return ScanStatus::Mismatch;
+      } else if (c == u'-') {
+        if (lead_minus) return ScanStatus::Mismatch;
+        trail_minus = true;
+      } else if (c == u')') {
+        if (!paren) return ScanStatus::Mismatch;
+        closed = true;
+      } else {
+        return ScanStatus::Mismatch;
+      }
+    }
+    if (paren && !closed && !lead_minus && !trail_minus) return ScanStatus::Mismatch;
+    if (wide) return ScanStatus::Overflow;
+    out.radix = true;
+    out.radix_value = static_cast<std::uint32_t>(value);
+    return ScanStatus::Ok;
+  }
+
+  bool any_digit = false, dot = false, exp = false, exp_digit = false, exp_closed = false;
+  bool exp_negative = false;
+  std::int64_t exponent = 0;
+  int count = 0;
+  bool sticky = false;
+  std::int64_t scale = 0;
+  for (; i < n; ++i) {
+    const char16_t c = text[i];
+    if (IsDigit(c)) {
+      if (exp && !exp_closed) {
+        exp_digit = true;
+        if (exponent < kExponentCap) exponent = exponent * 10 + (c - u'0');
+        continue;
+      }
+      any_digit = true;
+      if (c == u'0' && count == 0) {
+        if (dot) --scale;   // a leading zero of the fraction
+        continue;
+      }
+      if (count < kMaxDigits) {
+        out.digits[static_cast<std::size_t>(count++)] = static_cast<char>(c);
+        if (dot) --scale;
+      } else {
+        if (c != u'0') sticky = true;
+        if (!dot) ++scale;
+      }
+    } else if (c == sym.thousands) {
+      if (!any_digit && !dot && !exp_digit) break;
+      if (exp && exp_digit) exp_closed = true;
+    } else if (c == sym.decimal_point) {
+      if (dot || exp) break;
+      dot = true;
+    } else if (c == u'e' || c == u'E') {
+      if (exp || lead_currency) break;
+      exp = true;
+    } else if ((c == u'+' || c == u'-') && exp && !exp_digit) {
+      if (c == u'-') exp_negative = true;
+    } else {
+      break;
+    }
+  }
+  if (!any_digit || (exp && !exp_digit)) return ScanStatus::Mismatch;
+
+  bool trail_minus = false, closed = false;
+  for (; i < n; ++i) {
+    const char16_t c = text[i];
+    if (IsBlank(c) || c == sym.thousands || c == sym.currency) continue;
+    if (c == u'+') {
+      if (lead_plus) return ScanStatus::Mismatch;
+    } else if (c == u'-') {
+      if (lead_minus) return ScanStatus::Mismatch;
+      trail_minus = true;
+    } else if (c == u')') {
+      if (!paren) return ScanStatus::Mismatch;
+      closed = true;
+    } else {
+      return ScanStatus::Mismatch;
+    }
+  }
+  if (paren && !closed && !lead_minus && !trail_minus) return ScanStatus::Mismatch;
+
+  out.negative = lead_minus || trail_minus || paren;
+  out.digit_count = count;
+  out.sticky = sticky;
+  out.scale = scale + (exp_negative ? -exponent : exponent);
+  return ScanStatus::Ok;
+}
+
+// Powers of ten that a double holds exactly.
+constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                   1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                   1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// The scanned decimal as the nearest double; Overflow when it passes the largest double.
+ScanStatus DecimalValue(const NumberScan& s, double& out) noexcept {
+  const double sign = s.negative ? -1.0 : 1.0;
+  if (s.digit_count == 0) {
+    out = sign * 0.0;
+    return ScanStatus::Ok;
+  }
+  // Position of the leading digit: the value lies in [10^lead, 10^(lead+1)).
+  const std::int64_t lead = s.digit_count + s.scale - 1;
+  if (lead > 310) return ScanStatus::Overflow;
+  if (lead < -330) {
+    out = sign * 0.0;
+    return ScanStatus::Ok;
+  }
+  if (s.digit_count <= 15 && !s.sticky && s.scale >= -22 && s.scale <= 22) {
+    // Both factors are exact, so one operation rounds correctly.
+    std::int64_t m = 0;
+    for (int k = 0; k < s.digit_count; ++k) m = m * 10 + (s.digits[static_cast<std::size_t>(k)] - '0');
+    const double dm = static_cast<double>(m);
+    out = sign * (s.scale >= 0 ? dm * kExactPowers[s.scale] : dm / kExactPowers[-s.scale]);
+    return ScanStatus::Ok;
+  }
+  char buf[kMaxDigits + 32];
+  std::memcpy(buf, s.digits.data(), static_cast<std::size_t>(s.digit_count));
+  std::size_t len = static_cast<std::size_t>(s.digit_count);
+  std::int64_t scale = s.scale;
+  if (s.sticky) {
+    // A nonzero digit past everything kept stands for the dropped ones: it keeps the text off
+    // any halfway point without moving it across one.
+    buf[len++] = '1';
+    --scale;
+  }
+  buf[len++] = 'e';
+  auto [end, ec] = std::to_chars(buf + len, buf + sizeof buf, scale);
+  if (ec != std::errc{}) return ScanStatus::Overflow;
+  double value = 0;
+  auto result = std::from_chars(buf, end, value);
+  if (result.ec == std::errc::result_out_of_range) {
+    if (lead > 0) return ScanStatus::Overflow;
+    value = 0;
+  } else if (result.ec != std::errc{}) {
+    return ScanStatus::Overflow;
+  }
+  if (std::isinf(value)) return ScanStatus::Overflow;
+  out = sign * value;
+  return ScanStatus::Ok;
+}
+
+// How wide a whole-number target reads a hexadecimal or octal pattern.
+enum class RadixWidth { Other, Integer, Long };
+
+ScanStatus RadixValue(std::uint32_t bits, RadixWidth width, double& out) noexcept {
+  switch (width) {
+    case RadixWidth::Integer:
+      if (bits > 0xFFFFu) return ScanStatus::Overflow;
+      out = static_cast<std::int16_t>(static_cast<std::uint16_t>(bits));
+      return ScanStatus::Ok;
+    case RadixWidth::Long:
+      out = static_cast<std::int32_t>(bits);
+      return ScanStatus::Ok;
+    case RadixWidth::Other:
+      break;
+  }
+  if (bits > 0x80000000u) return ScanStatus::Overflow;
+  out = bits == 0x80000000u ? -2147483648.0 : static_cast<double>(bits);
+  return ScanStatus::Ok;
+}
+
+ScanStatus ParseToDouble(std::u16string_view text, double& out) noexcept {
+  NumberScan s;
+  const ScanStatus st = Scan(text, s);
+  if (st != ScanStatus::Ok) return st;
+  if (s.radix) return RadixValue(s.radix_value, RadixWidth::Other, out);
+  return DecimalValue(s, out);
+}
+
+// The scanned text rounded to a whole number, halves to even, decided on the decimal digits as
+// written (so "2.50000000000000000001" rounds up although it reads as the double 2.5).
+ScanStatus ParseToWhole(std::u16string_view text, RadixWidth width, double& out) noexcept {
+  NumberScan s;
+  const ScanStatus st = Scan(text, s);
+  if (st != ScanStatus::Ok) return st;
+  if (s.radix) return RadixValue(s.radix_value, width, out);
+  const std::int64_t int_digits = s.digit_count + s.scale;   // digits before the point
+  if (s.digit_count == 0 || int_digits < 0) {
+    out = 0;
+    return ScanStatus::Ok;
+  }
+  if (int_digits > 18) {
+    // Far beyond any whole-number kind: the double says how far.
+    return DecimalValue(s, out);
+  }
+  std::int64_t whole = 0;
+  const int n = s.digit_count;
+  for (std::int64_t k = 0; k < int_digits; ++k) {
+    whole = whole * 10 + (k < n ? s.digits[static_cast<std::size_t>(k)] - '0' : 0);
+  }
+  bool up = false;
+  if (int_digits < n) {
+    const int first = s.digits[static_cast<std::size_t>(int_digits)] - '0';
+    if (first > 5) {
+      up = true;
+    } else if (first == 5) {
+      bool more = s.sticky;
+      for (int k = static_cast<int>(int_digits) + 1; k < n && !more; ++k) {
+        more = s.digits[static_cast<std::size_t>(k)] != '0';
+      }
+      up = more || (whole & 1) != 0;
+    }
+  }
+  if (up) ++whole;
+  out = static_cast<double>(whole);
+  if (s.negative) out = -out;
+  return ScanStatus::Ok;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Number to text.
+
+// Writes |d| (finite, nonzero) rounded to `digits` significant digits, halves away from zero as
+// the platform rounds: the digits (no trailing zeros) and the decimal exponent of the first.
+struct Rounded {
+  char mant[24];
+  int count;
+  int exp10;
+};
+
+Rounded RoundSignificant(double a, int digits) noexcept {
+  Rounded r{};
+  // One digit more than wanted, correctly rounded, tells whether the cut could be a halfway case.
+  char buf[40];
+  auto res = std::to_chars(buf, buf + sizeof buf, a, std::chars_format::scientific, digits);
+  // buf: d.ddd...de[+-]xx
+  const char* e = static_cast<const char*>(std::memchr(buf, 'e', static_cast<std::size_t>(res.ptr - buf)));
+  int exp10 = 0;
+  std::from_chars(e + 1 + (e[1] == '+' ? 1 : 0), res.ptr, exp10);
+  char d[24];
+  int nd = 0;
+  for (const char* q = buf; q < e; ++q) {
+    if (*q != '.') d[nd++] = *q;
+  }
+  // d holds digits+1 digits; the last one decides, unless it is a 5, which may have been
+  // rounded up from below: then the exact expansion decides (a double's never needs more than
+  // 767 significant digits, so 781 show it whole). Halves go away from zero.
+  bool up = d[digits] > '5';
+  if (d[digits] == '5') {
+    char exact[800];
+    auto ex = std::to_chars(exact, exact + sizeof exact, a, std::chars_format::scientific, 780);
+    (void)ex;
+    // exact: d.ddd..., the digit at the cut is at index digits + 1 (past the point).
+    up = exact[digits + 1] >= '5';
+  }
+  int count = digits;
+  if (up) {
+    int k = digits - 1;
+    while (k >= 0 && d[k] == '9') d[k--] = '0';
+    if (k < 0) {
+      d[0] = '1';
+      for (int j = 1; j < digits; ++j) d[j] = '0';
+      ++exp10;
+    } else {
+      ++d[k];
+    }
+  }
+  while (count > 1 && d[count - 1] == '0') --count;
+  std::memcpy(r.mant, d, static_cast<std::size_t>(count));
+  r.count = count;
+  r.exp10 = exp10;
+  return r;
+}
+
+// The platform's general number text: `digits` significant digits, plain for decimal exponents
+// from -4 up to digits-1, otherwise "d.dddE+xx" (the exponent with at least two digits).
+std::u16string NumberText(double d, int digits) {
+  if (std::isnan(d)) return u"NAN";
+  if (std::isinf(d)) return d < 0 ? u"-INF" : u"INF";
+  if (d == 0) return u"0";   // also for -0
+  const Rounded r = RoundSignificant(std::fabs(d), digits);
+  char out[64];
+  int n = 0;
+  if (d < 0) out[n++] = '-';
+  if (r.exp10 < -4 || r.exp10 >= digits) {
+    out[n++] = r.mant[0];
+    if (r.count > 1) {
+      out[n++] = '.';
+      for (int k = 1; k < r.count; ++k) out[n++] = r.mant[k];
+    }
+    out[n++] = 'E';
+    out[n++] = r.exp10 < 0 ? '-' : '+';
+    const int ax = r.exp10 < 0 ? -r.exp10 : r.exp10;
+    if (ax >= 100) out[n++] = static_cast<char>('0' + ax / 100);
+    out[n++] = static_cast<char>('0' + ax / 10 % 10);
+    out[n++] = static_cast<char>('0' + ax % 10);
+  } else if (r.exp10 < 0) {
+    out[n++] = '0';
+    out[n++] = '.';
+    for (int k = -1; k > r.exp10; --k) out[n++] = '0';
+    for (int k = 0; k < r.count; ++k) out[n++] = r.mant[k];
+  } else {
+    for (int k = 0; k <= r.exp10; ++k) out[n++] = k < r.count ? r.mant[k] : '0';
+    if (r.count > r.exp10 + 1) {
+      out[n++] = '.';
+      for (int k = r.exp10 + 1; k < r.count; ++k) out[n++] = r.mant[k];
+    }
+  }
+  return std::u16string(out, out + n);
+}
+
+std::u16string IntegerText(std::int32_t v) {
+  char buf[16];
+  auto res = std::to_chars(buf, buf + sizeof buf, v);
+  return std::u16string(buf, res.ptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Kind conversions.
+
+// The largest magnitude a Single accepts: the platform's limit sits a little past the largest
+// float, where rounding would otherwise give infinity.
+constexpr double kSingleLimit = 3.402823567797336e38;
+
+// The number an Error value names as a run-time error ("Error 5"): the language's CVErr values
+// carry 800A0000 plus the number; an omitted argument is 448.
+std::int32_t ErrorNumber(std::int32_t scode) noexcept {
+  const auto u = static_cast<std::uint32_t>(scode);
+  if (scode == kParamNotFound) return 448;
+  if ((u & 0xFFFF0000u) == 0x800A0000u) return static_cast<std::int32_t>(u & 0xFFFFu);
+  return scode;
+}
+
+[[noreturn]] void RaiseScan(ScanStatus st) {
+  Raise(st == ScanStatus::Overflow ? err::Overflow : err::TypeMismatch);
+}
+
+double TextToWhole(std::u16string_view text, RadixWidth width) {
+  double d = 0;
+  const ScanStatus st = ParseToWhole(text, width, d);
+  if (st != ScanStatus::Ok) RaiseScan(st);
+  return d;
+}
+
+// A value for a whole-number kind: already rounded (half to even) and finite, or not a number.
+double WholeOf(const Value& in, RadixWidth width) {
+  const Value v = in.IsObject() ? Dereference(in) : in;
+  switch (v.Type()) {
+    case VarType::Empty: return 0;
+    case VarType::Null: Raise(err::InvalidUseOfNull);
+    case VarType::Boolean: return v.GetBoolean() ? -1 : 0;
+    case VarType::Integer: return v.GetInteger();
+    case VarType::Long: return v.GetLong();
+    case VarType::Single: return RoundHalfEven(static_cast<double>(v.GetSingle()));
+    case VarType::Double: return RoundHalfEven(v.GetDouble());
+    case VarType::Date: return RoundHalfEven(v.GetDate());
+    case VarType::String: return TextToWhole(v.GetString(), width);
+    case VarType::Object:
+    case VarType::Error: break;
+  }
+  Raise(err::TypeMismatch);
+}
+
+bool TextToBoolean(std::u16string_view text) {
+  const std::size_t nul = text.find(u'\0');
+  if (nul != std::u16string_view::npos) text = text.substr(0, nul);
+  auto equals_ci = [](std::u16string_view a, std::u16string_view b) {
+    if (a.size() != b.size()) return false;
+    for (std::size_t k = 0; k < a.size(); ++k) {
+      char16_t c = a[k];
+      if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - 32);
+      char16_t e = b[k];
+      if (e >= u'a' && e <= u'z') e = static_cast<char16_t>(e - 32);
+      if (c != e) return false;
+    }
+    return true;
+  };
+  if (equals_ci(text, u"True") || text == u"#TRUE#") return true;
+  if (equals_ci(text, u"False") || text == u"#FALSE#") return false;
+  double d = 0;
+  const ScanStatus st = ParseToDouble(text, d);
+  if (st != ScanStatus::Ok) RaiseScan(st);
+  return d != 0;
+}
+
+double CheckDate(double serial) {
+  // The platform keeps dates from 1 January 100 up to the end of 31 December 9999; a negative
+  // serial's fraction counts forward, so the whole day before -657434 still belongs to it.
+  if (!(serial > kMinDateSerial - 1.0 && serial < std::floor(kMaxDateSerial) + 1.0)) {
+    Raise(err::Overflow);
+  }
+  return serial;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+
+std::optional<double> ParseNumber(std::u16string_view text) noexcept {
+  double d = 0;
+  if (ParseToDouble(text, d) != ScanStatus::Ok) return std::nullopt;
+  return d;
+}
+
+double TextToDouble(std::u16string_view text) {
+  double d = 0;
+  const ScanStatus st = ParseToDouble(text, d);
+  if (st != ScanStatus::Ok) RaiseScan(st);
+  return d;
+}
+
+std::u16string DoubleToText(double d) { return NumberText(d, 15); }
+
+std::u16string SingleToText(float f) { return NumberText(static_cast<double>(f), 7); }
+
+double RoundHalfEven(double d) noexcept {
+  // From 2^52 on every double is whole (and infinities and NaN stay as they are).
+  if (!(std::fabs(d) < 4503599627370496.0)) return d;
+  const double t = std::trunc(d);
+  const double frac = std::fabs(d - t);
+  double r = t;
+  if (frac > 0.5 || (frac == 0.5 && std::fmod(t, 2.0) != 0)) r = t + (d < 0 ? -1.0 : 1.0);
+  return r == 0 ? std::copysign(0.0, d) : r;
+}
+
+std::u16string CStr(const Value& in) {
+  const Value v = in.IsObject() ? Dereference(in) : in;
+  switch (v.Type()) {
+    case VarType::Empty: return {};
+    case VarType::Null: Raise(err::InvalidUseOfNull);
+    case VarType::Boolean: return v.GetBoolean() ? u"True" : u"False";
+    case VarType::Integer: return IntegerText(v.GetInteger());
+    case VarType::Long: return IntegerText(v.GetLong());
+    case VarType::Single: return SingleToText(v.GetSingle());
+    case VarType::Double: return DoubleToText(v.GetDouble());
+    case VarType::Date: return DateToText(v.GetDate());
+    case VarType::String: return v.GetString();
+    case VarType::Error: return u"Error " + IntegerText(ErrorNumber(v.GetError()));
+    case VarType::Object: break;
+  }
+  Raise(err::TypeMismatch);
+}
+
+bool CBool(const Value& in) {
+  const Value v = in.IsObject() ? Dereference(in) : in;
+  switch (v.Type()) {
+    case VarType::Empty: return false;
+    case VarType::Null: Raise(err::InvalidUseOfNull);
+    case VarType::Boolean: return v.GetBoolean();
+    case VarType::Integer: return v.GetInteger() != 0;
+    case VarType::Long: return v.GetLong() != 0;
+    case VarType::Single: return v.GetSingle() != 0;
+    case VarType::Double: return v.GetDouble() != 0;
+    case VarType::Date: return v.GetDate() != 0;
+    case VarType::String: return TextToBoolean(v.GetString());
+    case VarType::Object:
+    case VarType::Error: break;
+  }
+  Raise(err::TypeMismatch);
+}
+
+std::int16_t CInt(const Value& v) {
+  const double d = WholeOf(v, RadixWidth::Integer);
+  if (!(d >= -32768.0 && d <= 32767.0)) Raise(err::Overflow);
+  return static_cast<std::int16_t>(d);
+}
+
+std::int32_t CLng(const Value& v) {
+  const double d = WholeOf(v, RadixWidth::Long);
+  if (!(d >= -2147483648.0 && d <= 2147483647.0)) Raise(err::Overflow);
+  return static_cast<std::int32_t>(d);
+}
+
+float CSng(const Value& v) {
+  const double d = CDbl(v);
+  if (std::isnan(d)) return std::numeric_limits<float>::quiet_NaN();
+  if (std::fabs(d) > kSingleLimit) Raise(err::Overflow);
+  const float f = static_cast<float>(d);
+  // Between the largest float and the limit the platform settles on the largest float.
+  if (std::isinf(f)) return std::copysign(std::numeric_limits<float>::max(), f);
+  return f;
+}
+
+double CDbl(const Value& in) {
+  const Value v = in.IsObject() ? Dereference(in) : in;
+  switch (v.Type()) {
+    case VarType::Empty: return 0;
+    case VarType::Null: Raise(err::InvalidUseOfNull);
+    case VarType::Boolean: return v.GetBoolean() ? -1 : 0;
+    case VarType::Integer: return v.GetInteger();
+    case VarType::Long: return v.GetLong();
+    case VarType::Single: return v.GetSingle();
+    case VarType::Double: return v.GetDouble();
+    case VarType::Date: return v.GetDate();
+    case VarType::String: return TextToDouble(v.GetString());
+    case VarType::Object:
+    case VarType::Error: break;
+  }
+  Raise(err::TypeMismatch);
+}
+
+double CDate(const Value& in) {
+  const Value v = in.IsObject() ? Dereference(in) : in;
+  switch (v.Type()) {
+    case VarType::Empty: return 0;
+    case VarType::Null: Raise(err::InvalidUseOfNull);
+    case VarType::Boolean: return v.GetBoolean() ? -1 : 0;
+    case VarType::Integer: return v.GetInteger();
+    case VarType::Long: return CheckDate(v.GetLong());
+    case VarType::Single: return CheckDate(v.GetSingle());
+    case VarType::Double: return CheckDate(v.GetDouble());
+    case VarType::Date: return v.GetDate();
+    case VarType::String: {
+      if (std::optional<double> date = ParseDate(v.GetString())) return *date;
+      // No date: a number will do, but a text that is no Double either (too large included)
+      // stays a type mismatch, as the failed date reading reported.
+      std::optional<double> d = ParseNumber(v.GetString());
+      if (!d) Raise(err::TypeMismatch);
+      return CheckDate(*d);
+    }
+    case VarType::Object:
+    case VarType::Error: break;
+  }
+  Raise(err::TypeMismatch);
+}
+
+Value ChangeType(const Value& in, VarType to) {
+  if (to == VarType::Null) return Value::Null();
+  if (in.IsNull()) Raise(err::InvalidUseOfNull);
+  if (to == VarType::Empty) return Value();
+  if (to == VarType::Object) {
+    if (in.IsObject()) return in;
+    Raise(err::TypeMismatch);
+  }
+  const Value v = in.IsObject() ? Dereference(in) : in;
+  if (v.Type() == to) return v;
+  if (v.Type() == VarType::Error) Raise(err::TypeMismatch);
+  switch (to) {
+    case VarType::Integer: return Value::Integer(CInt(v));
+    case VarType::Long: return Value::Long(CLng(v));
+    case VarType::Single: return Value::Single(CSng(v));
+    case VarType::Double: return Value::Double(CDbl(v));
+    // Only CDate falls back to a text's numeric value; the platform's change of kind takes
+    // dates only.
+    case VarType::Date:
+      return Value::Date(v.IsString() ? TextToDate(v.GetString()) : CDate(v));
+    case VarType::String: return Value::String(CStr(v));
+    case VarType::Boolean: return Value::Boolean(CBool(v));
+    case VarType::Empty:
+    case VarType::Null:
+    case VarType::Object:
+    case VarType::Error: break;
+  }
+  Raise(err::TypeMismatch);
+}
+
+bool IsNumeric(const Value& in) {
+  const Value* p = &in;
+  Value deref;
+  if (in.IsObject()) {
+    // An object is numeric when its default member is; one that has none is not.
+    if (!in.GetObject()) return false;
+    try {
+      deref = Dereference(in);
+    } catch (const AutomationError&) {
+      return false;
+    }
+    p = &deref;
+  }
+  switch (p->Type()) {
+    case VarType::Empty:
+    case VarType::Boolean:
+    case VarType::Integer:
+    case VarType::Long:
+    case VarType::Single:
+    case VarType::Double: return true;
+    case VarType::String: return ParseNumber(p->GetString()).has_value();
+    case VarType::Null:
+    case VarType::Date:
+    case VarType::Error:
+    case VarType::Object: return false;
+  }
+  return false;
+}
+
+bool IsDate(const Value& in) {
+  const Value* p = &in;
+  Value deref;
+  if (in.IsObject()) {
+    if (!in.GetObject()) return false;
+    try {
+      deref = Dereference(in);
+    } catch (const AutomationError&) {
+      return false;
+    }
+    p = &deref;
+  }
+  switch (p->Type()) {
+    case VarType::Date: return true;
+    case VarType::String: return ParseDate(p->GetString()).has_value();
+    default: return false;
+  }
+}
+
+}  // namespace qorvintr::automation
