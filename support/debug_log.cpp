@@ -1,0 +1,133 @@
+#include "support/debug_log.h"
+
+#include <limits>
+#include <utility>
+
+#include "automation/convert.h"
+#include "automation/datetime.h"
+#include "automation/error.h"
+#include "automation/text.h"
+#include "automation/value.h"
+#include "contract/creation.h"
+#include "support/error_trap.h"
+#include "support/profile.h"
+
+namespace qorvintr::support::modDebugLog {
+
+namespace {
+
+using automation::Value;
+
+struct ModuleState {
+  DebugLogSettings settings;
+  contract::LogWriterRef log;
+  std::u16string ini_file;
+};
+
+thread_local ModuleState t_state;
+
+// The platform's private-profile read into a buffer of 128 characters, blanks trimmed.
+std::u16string ReadSetting(std::u16string_view key) {
+  return automation::Trim(
+      ReadProfileString(kIniSection, key, u"", t_state.ini_file, 128));
+}
+
+}  // namespace
+
+void SetIniFileName(std::u16string file_name) { t_state.ini_file = std::move(file_name); }
+
+const std::u16string& IniFileName() noexcept { return t_state.ini_file; }
+
+const DebugLogSettings& Settings() noexcept { return t_state.settings; }
+
+bool IsDebugLogEnabled() noexcept { return t_state.settings.enabled; }
+
+contract::LogWriterRef LogObject() noexcept { return t_state.log; }
+
+bool ReadDebugLogSettings() {
+  ModuleState& m = t_state;
+  if (m.ini_file.empty()) return false;
+
+  m.settings.log_path = ReadSetting(u"DebugLogPath");
+
+  std::u16string size = ReadSetting(u"LogSize");
+  Value size_value = Value::String(std::move(size));
+  if (automation::IsNumeric(size_value)) {
+    std::int64_t bytes = std::int64_t{automation::CLng(size_value)} * kDefaultLogSize;
+    if (bytes > std::numeric_limits<std::int32_t>::max() ||
+        bytes < std::numeric_limits<std::int32_t>::min()) {
+      automation::Raise(automation::err::Overflow);
+    }
+    m.settings.log_size = static_cast<std::int32_t>(bytes);
+  } else {
+    m.settings.log_size = kDefaultLogSize;
+  }
+
+  Value logs_value = Value::String(ReadSetting(u"NumLogs"));
+  m.settings.number_of_logs =
+      automation::IsNumeric(logs_value) ? automation::CLng(logs_value) : kDefaultNumLogs;
+
+  std::u16string separator = ReadSetting(u"Separator");
+  m.settings.separator =
+      separator.empty() ? std::u16string(kDefaultSeparator) : std::move(separator);
+
+  m.settings.enabled = ReadSetting(u"WriteDebugLog") == u"True";
+  return true;
+}
+
+std::int32_t InitDebugLog(std::u16string& start_message) noexcept {
+  return RunTrapped<std::int32_t>(
+      0,
+      [&]() -> std::int32_t {
+        ModuleState& m = t_state;
+        if (!m.settings.enabled) ReadDebugLogSettings();
+        if (!m.settings.enabled) return -1;
+
+        m.log = contract::CreateObjectAs<contract::LogWriter>(contract::kLogProgId);
+        // The log object sees the module's own variables by reference.
+        std::int16_t number_of_logs =
+            automation::CInt(Value::Long(m.settings.number_of_logs));
+        (void)automation::CLng(m.log->Init(u"OrUpDebg", u"Log", m.settings.log_path,
+                                           number_of_logs, m.settings.log_size, true,
+                                           m.settings.separator, u"Debug Log"));
+        if (automation::TrimView(start_message).empty()) {
+          start_message = u"Debug Log Initialized";
+        }
+        return WriteDebugLog(automation::TrimView(start_message)) != 0 ? -3 : 0;
+      },
+      [](const TrappedError& e) { LogErrorTrap(u"modDebugLog", u"InitDebugLog", e); });
+}
+
+std::int32_t WriteDebugLog(std::u16string_view message) {
+  ModuleState& m = t_state;
+  if (!m.settings.enabled) return 0;
+  std::u16string entry;
+  std::u16string when = automation::DateToText(automation::Now());
+  entry.reserve(when.size() + message.size() + 4);
+  entry += u"\r\n";
+  entry += when;
+  entry += u"\r\n";
+  entry += message;
+  // Hold our own reference: the log object may be released while it writes.
+  contract::LogWriterRef log = m.log;
+  if (!log) automation::Raise(automation::err::ObjectVariableNotSet);
+  return automation::CLng(log->WriteLogMsg(entry));
+}
+
+void ReleaseDebugLog() noexcept { t_state.log.reset(); }
+
+void ResetDebugLog() noexcept {
+  t_state.log.reset();
+  DebugLogSettings& s = t_state.settings;
+  s.enabled = false;
+  s.log_path.clear();
+  s.log_size = kDefaultLogSize;
+  s.number_of_logs = kDefaultNumLogs;
+  try {
+    s.separator.assign(kDefaultSeparator);
+  } catch (...) {
+    s.separator.clear();
+  }
+}
+
+}  // namespace qorvintr::support::modDebugLog

@@ -1,0 +1,197 @@
+#pragma once
+// Dynamic arrays with the platform's rules: an array is "never dimensioned" until ReDim (and
+// again after Erase); UBound/LBound and element access then raise 9 "Subscript out of range",
+// as does an index outside the bounds. ReDim discards the contents, ReDim Preserve keeps them
+// and may change only the upper bound of the last dimension.
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "automation/error.h"
+
+namespace qorvintr::support {
+
+namespace detail {
+// More elements than this are refused with 7 "Out of memory" rather than attempted: the
+// platform's arrays stop far below what would exhaust the machine.
+inline constexpr std::int64_t kMaxArrayElements = std::int64_t{1} << 26;
+
+inline std::size_t CheckedExtent(std::int32_t lower, std::int32_t upper) {
+  if (upper < lower) automation::Raise(automation::err::SubscriptOutOfRange);
+  std::int64_t n = std::int64_t{upper} - std::int64_t{lower} + 1;
+  if (n > kMaxArrayElements) automation::Raise(automation::err::OutOfMemory);
+  return static_cast<std::size_t>(n);
+}
+
+template <class Vector>
+void ResizeOrRaise(Vector& v, std::size_t n) {
+  try {
+    v.resize(n);
+  } catch (const std::bad_alloc&) {
+    automation::Raise(automation::err::OutOfMemory);
+  } catch (const std::length_error&) {
+    automation::Raise(automation::err::OutOfMemory);
+  }
+}
+}  // namespace detail
+
+// One dimension, lower bound of choice (0 when not given).
+template <class T>
+class DynArray {
+ public:
+  bool IsDimensioned() const noexcept { return dimensioned_; }
+
+  // ReDim a(lower To upper): new, default-valued elements.
+  void ReDim(std::int32_t lower, std::int32_t upper) {
+    std::size_t n = detail::CheckedExtent(lower, upper);
+    std::vector<T> fresh;
+    detail::ResizeOrRaise(fresh, n);
+    items_ = std::move(fresh);
+    lower_ = lower;
+    dimensioned_ = true;
+  }
+  void ReDim(std::int32_t upper) { ReDim(0, upper); }
+
+  // ReDim Preserve a(lower To upper): keeps the elements that stay in range. The lower bound
+  // cannot change (9). An array never dimensioned is simply dimensioned.
+  void ReDimPreserve(std::int32_t lower, std::int32_t upper) {
+    if (!dimensioned_) {
+      ReDim(lower, upper);
+      return;
+    }
+    if (lower != lower_) automation::Raise(automation::err::SubscriptOutOfRange);
+    std::size_t n = detail::CheckedExtent(lower, upper);
+    detail::ResizeOrRaise(items_, n);
+  }
+  void ReDimPreserve(std::int32_t upper) { ReDimPreserve(dimensioned_ ? lower_ : 0, upper); }
+
+  // Erase: back to "never dimensioned".
+  void Erase() noexcept {
+    std::vector<T>().swap(items_);
+    lower_ = 0;
+    dimensioned_ = false;
+  }
+
+  std::int32_t LBound() const {
+    if (!dimensioned_) automation::Raise(automation::err::SubscriptOutOfRange);
+    return lower_;
+  }
+  std::int32_t UBound() const {
+    if (!dimensioned_) automation::Raise(automation::err::SubscriptOutOfRange);
+    return static_cast<std::int32_t>(lower_ + static_cast<std::int64_t>(items_.size()) - 1);
+  }
+
+  T& operator()(std::int32_t index) { return items_[Offset(index)]; }
+  const T& operator()(std::int32_t index) const { return items_[Offset(index)]; }
+
+ private:
+  std::size_t Offset(std::int32_t index) const {
+    std::int64_t off = std::int64_t{index} - lower_;
+    if (!dimensioned_ || off < 0 || off >= static_cast<std::int64_t>(items_.size())) {
+      automation::Raise(automation::err::SubscriptOutOfRange);
+    }
+    return static_cast<std::size_t>(off);
+  }
+
+  std::vector<T> items_;
+  std::int32_t lower_ = 0;
+  bool dimensioned_ = false;
+};
+
+// Two dimensions. Stored column by column (the first subscript varies fastest) as the platform
+// stores them, so that ReDim Preserve, which may change only the last dimension, keeps every
+// element in place.
+template <class T>
+class DynArray2D {
+ public:
+  bool IsDimensioned() const noexcept { return dimensioned_; }
+
+  void ReDim(std::int32_t lower1, std::int32_t upper1, std::int32_t lower2, std::int32_t upper2) {
+    std::size_t n1 = detail::CheckedExtent(lower1, upper1);
+    std::size_t n2 = detail::CheckedExtent(lower2, upper2);
+    if (static_cast<std::int64_t>(n1) * static_cast<std::int64_t>(n2) >
+        detail::kMaxArrayElements) {
+      automation::Raise(automation::err::OutOfMemory);
+    }
+    std::vector<T> fresh;
+    detail::ResizeOrRaise(fresh, n1 * n2);
+    items_ = std::move(fresh);
+    lower1_ = lower1;
+    lower2_ = lower2;
+    n1_ = n1;
+    n2_ = n2;
+    dimensioned_ = true;
+  }
+
+  // Keeps the contents; the first dimension and the lower bound of the second must stay as they
+  // are (9 otherwise). An array never dimensioned is simply dimensioned.
+  void ReDimPreserve(std::int32_t lower1, std::int32_t upper1, std::int32_t lower2,
+                     std::int32_t upper2) {
+    if (!dimensioned_) {
+      ReDim(lower1, upper1, lower2, upper2);
+      return;
+    }
+    std::size_t n1 = detail::CheckedExtent(lower1, upper1);
+    std::size_t n2 = detail::CheckedExtent(lower2, upper2);
+    if (lower1 != lower1_ || n1 != n1_ || lower2 != lower2_) {
+      automation::Raise(automation::err::SubscriptOutOfRange);
+    }
+    if (static_cast<std::int64_t>(n1) * static_cast<std::int64_t>(n2) >
+        detail::kMaxArrayElements) {
+      automation::Raise(automation::err::OutOfMemory);
+    }
+    detail::ResizeOrRaise(items_, n1 * n2);
+    n2_ = n2;
+  }
+
+  void Erase() noexcept {
+    std::vector<T>().swap(items_);
+    lower1_ = lower2_ = 0;
+    n1_ = n2_ = 0;
+    dimensioned_ = false;
+  }
+
+  // dimension is 1 or 2; anything else, or an array never dimensioned, raises 9.
+  std::int32_t LBound(int dimension = 1) const {
+    CheckDimension(dimension);
+    return dimension == 1 ? lower1_ : lower2_;
+  }
+  std::int32_t UBound(int dimension = 1) const {
+    CheckDimension(dimension);
+    return dimension == 1
+               ? static_cast<std::int32_t>(lower1_ + static_cast<std::int64_t>(n1_) - 1)
+               : static_cast<std::int32_t>(lower2_ + static_cast<std::int64_t>(n2_) - 1);
+  }
+
+  T& operator()(std::int32_t i, std::int32_t j) { return items_[Offset(i, j)]; }
+  const T& operator()(std::int32_t i, std::int32_t j) const { return items_[Offset(i, j)]; }
+
+ private:
+  void CheckDimension(int dimension) const {
+    if (!dimensioned_ || dimension < 1 || dimension > 2) {
+      automation::Raise(automation::err::SubscriptOutOfRange);
+    }
+  }
+  std::size_t Offset(std::int32_t i, std::int32_t j) const {
+    std::int64_t a = std::int64_t{i} - lower1_;
+    std::int64_t b = std::int64_t{j} - lower2_;
+    if (!dimensioned_ || a < 0 || b < 0 || a >= static_cast<std::int64_t>(n1_) ||
+        b >= static_cast<std::int64_t>(n2_)) {
+      automation::Raise(automation::err::SubscriptOutOfRange);
+    }
+    return static_cast<std::size_t>(a) + static_cast<std::size_t>(b) * n1_;
+  }
+
+  std::vector<T> items_;
+  std::int32_t lower1_ = 0;
+  std::int32_t lower2_ = 0;
+  std::size_t n1_ = 0;
+  std::size_t n2_ = 0;
+  bool dimensioned_ = false;
+};
+
+}  // namespace qorvintr::support

@@ -1,0 +1,60 @@
+#pragma once
+// The operand stack of one interpreter instance: a last-in-first-out chain of cells, each
+// holding a counted reference to a data field.
+
+#include <memory>
+#include <string>
+
+#include "automation/value.h"
+#include "contract/data_field.h"
+
+namespace qorvintr::support {
+
+class StackCell : public automation::Object {
+ public:
+  StackCell() = default;
+  StackCell(const StackCell&) = delete;
+  StackCell& operator=(const StackCell&) = delete;
+  // Releases the chain below iteratively, so a deep stack cannot exhaust the call stack.
+  ~StackCell() override;
+
+  contract::DataFieldRef objValue;
+  std::shared_ptr<StackCell> objNextCell;
+
+  std::u16string ClassName() const override { return u"StackCell"; }
+  automation::Value DefaultValue() override;
+};
+
+// The members keep the order of the class's dispatch interface.
+class Stack : public automation::Object {
+ public:
+  Stack() = default;
+  Stack(const Stack&) = delete;
+  Stack& operator=(const Stack&) = delete;
+
+  // The top item, removed. An empty stack raises 91.
+  contract::DataFieldRef Pop();
+  // The top item, left in place; none when the stack is empty (no error).
+  contract::DataFieldRef PeekStack() const noexcept;
+  // The second item from the top, left in place; fewer than two items raise 91.
+  contract::DataFieldRef PeekStackItem2() const;
+  // Removes the second item and keeps the top. Fewer than two items raise 91. The answer is
+  // always False.
+  bool DeleteStackItem2();
+  // Puts the caller's object itself on top. Never fails: on any error the stack stays as it was.
+  void Push(const contract::DataFieldRef& objValue) noexcept;
+  bool IsStackEmpty() const noexcept;
+  // "Name<TAB>Data<TAB>DataType<CR><LF>" per item, top first; raises what reading an item raises.
+  std::u16string AsText() const;
+  // Walks the chain and changes nothing: the items stay until the Stack itself is released.
+  void EmptyStack() noexcept;
+
+  std::u16string ClassName() const override { return u"Stack"; }
+  automation::Value DefaultValue() override;
+
+ private:
+  std::shared_ptr<StackCell> objTopCell;
+};
+using StackRef = std::shared_ptr<Stack>;
+
+}  // namespace qorvintr::support

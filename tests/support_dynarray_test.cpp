@@ -1,0 +1,168 @@
+#include "support/dynarray.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "automation/error.h"
+
+namespace {
+
+using qorvintr::automation::AutomationError;
+using qorvintr::support::DynArray;
+using qorvintr::support::DynArray2D;
+
+int ErrorOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const AutomationError& e) {
+    return e.Number();
+  }
+  return 0;
+}
+
+TEST(DynArray, NeverDimensionedBoundsAndElementsRaise9) {
+  DynArray<std::u16string> a;
+  EXPECT_FALSE(a.IsDimensioned());
+  EXPECT_EQ(ErrorOf([&] { a.UBound(); }), 9);
+  EXPECT_EQ(ErrorOf([&] { a.LBound(); }), 9);
+  EXPECT_EQ(ErrorOf([&] { a(0); }), 9);
+}
+
+TEST(DynArray, ReDimGivesDefaultElementsWithinTheBounds) {
+  DynArray<std::int16_t> a;
+  a.ReDim(0, 5);
+  EXPECT_EQ(a.LBound(), 0);
+  EXPECT_EQ(a.UBound(), 5);
+  for (int i = 0; i <= 5; ++i) EXPECT_EQ(a(i), 0);
+  EXPECT_EQ(ErrorOf([&] { a(6); }), 9);
+  EXPECT_EQ(ErrorOf([&] { a(-1); }), 9);
+}
+
+TEST(DynArray, ReDimDiscardsTheContents) {
+  DynArray<std::u16string> a;
+  a.ReDim(5);
+  a(3) = u"kept?";
+  a.ReDim(0, 5);
+  EXPECT_EQ(a(3), u"");
+}
+
+TEST(DynArray, ReDimPreserveGrowsKeepingTheContents) {
+  DynArray<std::u16string> a;
+  a.ReDim(0, 5);
+  for (int i = 0; i <= 5; ++i) a(i) = std::u16string(1, static_cast<char16_t>(u'a' + i));
+  a.ReDimPreserve(0, 11);
+  EXPECT_EQ(a.UBound(), 11);
+  for (int i = 0; i <= 5; ++i) EXPECT_EQ(a(i), std::u16string(1, static_cast<char16_t>(u'a' + i)));
+  EXPECT_EQ(a(11), u"");
+}
+
+TEST(DynArray, ReDimPreserveMayShrinkAndCannotMoveTheLowerBound) {
+  DynArray<int> a;
+  a.ReDim(1, 4);
+  a(1) = 10;
+  a(4) = 40;
+  a.ReDimPreserve(2);
+  EXPECT_EQ(a.UBound(), 2);
+  EXPECT_EQ(a(1), 10);
+  EXPECT_EQ(ErrorOf([&] { a.ReDimPreserve(0, 9); }), 9);
+  EXPECT_EQ(a.UBound(), 2);
+}
+
+TEST(DynArray, ReDimPreserveOfANeverDimensionedArrayDimensionsIt) {
+  DynArray<int> a;
+  a.ReDimPreserve(0, 3);
+  EXPECT_EQ(a.UBound(), 3);
+}
+
+TEST(DynArray, UpperBelowLowerRaises9AndLeavesTheArray) {
+  DynArray<int> a;
+  EXPECT_EQ(ErrorOf([&] { a.ReDim(5, 2); }), 9);
+  EXPECT_FALSE(a.IsDimensioned());
+  a.ReDim(0, 1);
+  EXPECT_EQ(ErrorOf([&] { a.ReDim(0, -1); }), 9);
+  EXPECT_EQ(a.UBound(), 1);
+}
+
+TEST(DynArray, AHugeArrayIsRefusedAsOutOfMemory) {
+  DynArray<std::u16string> a;
+  EXPECT_EQ(ErrorOf([&] { a.ReDim(0, 2147483647); }), 7);
+  EXPECT_FALSE(a.IsDimensioned());
+}
+
+TEST(DynArray, EraseMakesItNeverDimensionedAgain) {
+  DynArray<int> a;
+  a.ReDim(0, 5);
+  a.Erase();
+  EXPECT_FALSE(a.IsDimensioned());
+  EXPECT_EQ(ErrorOf([&] { a.UBound(); }), 9);
+}
+
+TEST(DynArray2D, NeverDimensionedRaises9) {
+  DynArray2D<std::u16string> h;
+  EXPECT_EQ(ErrorOf([&] { h.UBound(1); }), 9);
+  EXPECT_EQ(ErrorOf([&] { h.UBound(2); }), 9);
+  EXPECT_EQ(ErrorOf([&] { h(0, 0); }), 9);
+}
+
+TEST(DynArray2D, BoundsOfEachDimensionAndNoThird) {
+  DynArray2D<std::u16string> h;
+  h.ReDim(0, 15, 0, 1);
+  EXPECT_EQ(h.LBound(1), 0);
+  EXPECT_EQ(h.UBound(1), 15);
+  EXPECT_EQ(h.LBound(2), 0);
+  EXPECT_EQ(h.UBound(2), 1);
+  EXPECT_EQ(ErrorOf([&] { h.UBound(3); }), 9);
+  EXPECT_EQ(ErrorOf([&] { h.UBound(0); }), 9);
+  EXPECT_EQ(ErrorOf([&] { h(16, 0); }), 9);
+  EXPECT_EQ(ErrorOf([&] { h(0, 2); }), 9);
+}
+
+TEST(DynArray2D, HoldTableGrowsItsSlotsKeepingEveryLevelsNames) {
+  // 16 levels by 2 slots; a third name at one level grows the slots to 0..6 for all levels.
+  DynArray2D<std::u16string> h;
+  h.ReDim(0, 15, 0, 1);
+  for (int level = 0; level <= 15; ++level) {
+    h(level, 0) = u"L" + std::u16string(1, static_cast<char16_t>(u'A' + level)) + u"0";
+    h(level, 1) = u"L" + std::u16string(1, static_cast<char16_t>(u'A' + level)) + u"1";
+  }
+  h.ReDimPreserve(0, 15, 0, 1 + 5);
+  EXPECT_EQ(h.UBound(2), 6);
+  for (int level = 0; level <= 15; ++level) {
+    EXPECT_EQ(h(level, 0), u"L" + std::u16string(1, static_cast<char16_t>(u'A' + level)) + u"0");
+    EXPECT_EQ(h(level, 1), u"L" + std::u16string(1, static_cast<char16_t>(u'A' + level)) + u"1");
+    for (int slot = 2; slot <= 6; ++slot) EXPECT_EQ(h(level, slot), u"");
+  }
+}
+
+TEST(DynArray2D, PreserveCannotChangeTheFirstDimension) {
+  // A table first dimensioned to levels 0..3 cannot grow to 0..15 while keeping contents.
+  DynArray2D<std::u16string> h;
+  h.ReDim(0, 3, 0, 5);
+  h(3, 5) = u"x";
+  EXPECT_EQ(ErrorOf([&] { h.ReDimPreserve(0, 15, 0, 10); }), 9);
+  EXPECT_EQ(ErrorOf([&] { h.ReDimPreserve(0, 3, 1, 10); }), 9);
+  EXPECT_EQ(h.UBound(1), 3);
+  EXPECT_EQ(h.UBound(2), 5);
+  EXPECT_EQ(h(3, 5), u"x");
+}
+
+TEST(DynArray2D, ReDimDiscardsAndEraseUndimensions) {
+  DynArray2D<int> h;
+  h.ReDim(0, 15, 0, 1);
+  h(7, 1) = 3;
+  h.ReDim(0, 15, 0, 1);
+  EXPECT_EQ(h(7, 1), 0);
+  h.Erase();
+  EXPECT_FALSE(h.IsDimensioned());
+  EXPECT_EQ(ErrorOf([&] { h(0, 0); }), 9);
+}
+
+TEST(DynArray2D, AHugeTableIsRefusedAsOutOfMemory) {
+  DynArray2D<int> h;
+  EXPECT_EQ(ErrorOf([&] { h.ReDim(0, 100000, 0, 100000); }), 7);
+  EXPECT_FALSE(h.IsDimensioned());
+}
+
+}  // namespace
