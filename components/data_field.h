@@ -1,0 +1,45 @@
+#pragma once
+// The stock data field ("QorvDFld.DataField"): four members, stored as given.
+
+#include <memory>
+#include <string>
+
+#include "automation/value.h"
+#include "contract/data_field.h"
+
+namespace qorvintr::components {
+
+// Data is kept exactly as assigned: no conversion to the kind that DataType names (the type
+// word is the writer's statement about the value, and the interpreter always writes both).
+class DataFieldObject : public contract::DataField {
+ public:
+  DataFieldObject() = default;
+  DataFieldObject(std::u16string name, automation::Value data, std::u16string data_type,
+                  std::u16string data_class = {});
+
+  automation::Value Data() override { return data_; }
+  void SetData(const automation::Value& value) override { data_ = value; }
+  std::u16string DataType() override { return data_type_; }
+  void SetDataType(std::u16string type) override { data_type_ = std::move(type); }
+  std::u16string Name() override { return name_; }
+  void SetName(std::u16string name) override { name_ = std::move(name); }
+  std::u16string DataClass() override { return data_class_; }
+  void SetDataClass(std::u16string data_class) override { data_class_ = std::move(data_class); }
+
+  // Reads without copies, for C++ hosts.
+  const automation::Value& DataRef() const noexcept { return data_; }
+  const std::u16string& NameRef() const noexcept { return name_; }
+
+ private:
+  automation::Value data_;
+  std::u16string data_type_;
+  std::u16string name_;
+  std::u16string data_class_;
+};
+
+// A new field, ready for a collection.
+std::shared_ptr<DataFieldObject> MakeDataField(std::u16string name, automation::Value data,
+                                               std::u16string data_type,
+                                               std::u16string data_class = {});
+
+}  // namespace qorvintr::components

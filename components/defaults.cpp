@@ -1,0 +1,27 @@
+#include "components/defaults.h"
+
+#include <memory>
+
+#include "components/data_field.h"
+#include "components/log_writer.h"
+#include "contract/creation.h"
+
+namespace qorvintr::components {
+
+int RegisterDefaultComponents() {
+  int registered = 0;
+  if (contract::RegisterCreatorIfAbsent(contract::kDataFieldProgId, [] {
+        return std::static_pointer_cast<automation::Object>(std::make_shared<DataFieldObject>());
+      })) {
+    ++registered;
+  }
+  if (contract::RegisterCreatorIfAbsent(contract::kLogProgId, [] {
+        return std::static_pointer_cast<automation::Object>(
+            std::make_shared<RotatingLogWriter>());
+      })) {
+    ++registered;
+  }
+  return registered;
+}
+
+}  // namespace qorvintr::components
