@@ -38,10 +38,11 @@ werror=-DQORVINTR_WERROR=ON
 log "Windows cross build (mingw-w64)"
 cmake --preset windows $werror >/dev/null
 cmake --build --preset windows -j "$jobs"
-oracle_exe=$root/build/windows/tests/oracle/oracle_win.exe
+oracle_dir=$root/build/windows/tests/oracle
 
 log "Linux build"
-cmake --preset default $werror -DQORVINTR_ORACLE_EXE="$oracle_exe" >/dev/null
+cmake --preset default $werror -DQORVINTR_ORACLE_EXE="$oracle_dir/oracle_win.exe" \
+  -DQORVINTR_ORACLE_OURS_EXE="$oracle_dir/oracle_ours.exe" >/dev/null
 cmake --build --preset default -j "$jobs"
 
 log "Linux tests (unit tests and the Wine oracle)"

@@ -1,0 +1,181 @@
+// The expression evaluator: reduces an instance's stack three items at a time (right operand,
+// operator, left operand) into new temporaries, with no precedence of its own.
+#include <string>
+
+#include "automation/convert.h"
+#include "automation/operators.h"
+#include "automation/text.h"
+#include "interpreter/interpreter.h"
+#include "interpreter/trap.h"
+
+namespace qorvintr {
+
+using automation::Value;
+using automation::VarType;
+
+namespace {
+
+// The text of a field's Data, as a String parameter receives it.
+std::u16string DataText(const contract::DataFieldRef& field) {
+  return automation::CStr(field->Data());
+}
+
+// "If value = 0": a numeric comparison with the whole number 0, as the language compares a
+// value with a number (a text that is no number is a type mismatch; Null is never equal).
+bool EqualsZero(const Value& value) {
+  Value v = automation::Dereference(value);
+  if (v.IsNull()) return false;
+  return automation::CDbl(v) == 0.0;
+}
+
+// Brings both operands to one kind before the operator applies. The first rule that applies
+// decides; when none of the numeric kinds is named, both values keep what they held (the
+// previous reduction's values, Empty at first).
+void Unify(const contract::DataFieldRef& left, const contract::DataFieldRef& right, Value& lv,
+           Value& rv) {
+  // The date test is made on the left item only (twice on the platform; once suffices, it has
+  // no side effects).
+  Value left_data = left->Data();
+  if (automation::IsDate(left_data)) {
+    lv = Value::Date(automation::CDate(left_data));
+    rv = Value::Date(automation::CDate(right->Data()));
+    return;
+  }
+  std::u16string left_type = left->DataType();
+  std::u16string right_type = right->DataType();
+  if (left_type == right_type) {
+    lv = std::move(left_data);
+    rv = right->Data();
+    return;
+  }
+  if ((left_type == u"Date" && right_type != u"Date") || !automation::IsNumeric(left_data)) {
+    lv = Value::String(automation::CStr(left_data));
+    rv = Value::String(automation::CStr(right->Data()));
+    return;
+  }
+  Value right_data = right->Data();
+  if (!automation::IsNumeric(right_data)) {
+    lv = Value::String(automation::CStr(left_data));
+    rv = Value::String(automation::CStr(right_data));
+    return;
+  }
+  auto either = [&](std::u16string_view type) { return left_type == type || right_type == type; };
+  if (either(u"Double")) {
+    lv = Value::Double(automation::CDbl(left_data));
+    rv = Value::Double(automation::CDbl(right_data));
+  } else if (either(u"Single")) {
+    lv = Value::Single(automation::CSng(left_data));
+    rv = Value::Single(automation::CSng(right_data));
+  } else if (either(u"Long")) {
+    lv = Value::Long(automation::CLng(left_data));
+    rv = Value::Long(automation::CLng(right_data));
+  } else if (either(u"Integer")) {
+    lv = Value::Integer(automation::CInt(left_data));
+    rv = Value::Integer(automation::CInt(right_data));
+  } else if (either(u"Boolean")) {
+    lv = Value::Boolean(automation::CBool(left_data));
+    rv = Value::Boolean(automation::CBool(right_data));
+  }
+}
+
+[[noreturn]] void RaiseFromEvaluator(std::int32_t code, std::u16string description) {
+  automation::Raise(automation::err::ObjectError(code), u"Interpreter.EvaluateExpression",
+                    std::move(description));
+}
+
+// Applies the operator to the unified values. "&" on anything but two texts leaves the result
+// as it was.
+void Apply(std::u16string_view op, const Value& lv, const Value& rv, Value& result) {
+  if (op == u"<") {
+    result = automation::LessThan(lv, rv);
+  } else if (op == u">") {
+    result = automation::GreaterThan(lv, rv);
+  } else if (op == u"<=") {
+    result = automation::LessOrEqual(lv, rv);
+  } else if (op == u">=") {
+    result = automation::GreaterOrEqual(lv, rv);
+  } else if (op == u"<>" || op == u"!=") {
+    result = automation::NotEqual(lv, rv);
+  } else if (op == u"=" || op == u"==") {
+    result = automation::Equal(lv, rv);
+  } else if (op == u"+") {
+    result = automation::Add(lv, rv);
+  } else if (op == u"-") {
+    result = automation::Subtract(lv, rv);
+  } else if (op == u"*") {
+    result = automation::Multiply(lv, rv);
+  } else if (op == u"/") {
+    if (EqualsZero(rv)) RaiseFromEvaluator(11, u"Division by zero");
+    result = automation::Divide(lv, rv);
+  } else if (op == u"\\") {
+    if (EqualsZero(rv)) RaiseFromEvaluator(11, u"Division by zero");
+    result = automation::IntegerDivide(lv, rv);
+  } else if (op == u"&") {
+    if (lv.IsString() && rv.IsString()) result = automation::Concatenate(lv, rv);
+  } else {
+    RaiseFromEvaluator(5, u"Invalid procedure call or argument");
+  }
+}
+
+}  // namespace
+
+bool Interpreter::EvaluateExpression(std::int16_t& intInstance) {
+  bool result = false;
+  Trapped(u"EvaluateExpression", u"EvaluateExpression", false, [&] {
+    support::Stack& stack = InstanceStack(intInstance);
+    contract::DataFieldRef right;
+    contract::DataFieldRef op;
+    contract::DataFieldRef left;
+    std::u16string op_text;
+    Value lv;
+    Value rv;
+    Value value;
+    std::u16string result_name;
+    bool done = false;
+    while (!done) {
+      if (!stack.IsStackEmpty()) right = stack.Pop();
+      if (!stack.IsStackEmpty()) {
+        op = stack.Pop();
+      } else {
+        op.reset();
+      }
+      if (!op) {
+        stack.Push(right);
+        done = true;
+        result = true;
+        continue;
+      }
+      std::u16string op_data = DataText(op);
+      if (IsRightParenthesis(op_data) || IsLeftParenthesis(op_data)) {
+        stack.Push(right);
+        done = true;
+        continue;
+      }
+      if (op->DataType() != u"Operator") {
+        op_text.clear();
+        continue;
+      }
+      op_text = std::move(op_data);
+      if (!stack.IsStackEmpty()) {
+        left = stack.Pop();
+        if (!op_text.empty()) {
+          Unify(left, right, lv, rv);
+          Apply(op_text, lv, rv, value);
+          result_name = CreateDataFieldFromVariant(value);
+          AddNameToHoldArray(result_name, intInstance);
+        }
+      }
+      // Publish: the latest result of this call, or the right item when there is none yet.
+      if (automation::TrimView(result_name).empty()) {
+        stack.Push(right);
+        result = true;
+      } else {
+        stack.Push(DataFields_->mCol()->Item(result_name));
+      }
+    }
+    return result;
+  });
+  return result;
+}
+
+}  // namespace qorvintr

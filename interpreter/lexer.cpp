@@ -1,0 +1,208 @@
+// The lexer: reads the script of one instance character by character and word by word, with
+// look-ahead and give-back, and classifies words.
+#include <string>
+
+#include "automation/text.h"
+#include "interpreter/interpreter.h"
+#include "interpreter/trap.h"
+#include "support/tools.h"
+
+namespace qorvintr {
+
+namespace {
+constexpr char16_t kEndOfText = 127;
+constexpr char16_t kStringDelimiter = 34;
+constexpr char16_t kDateDelimiter = 35;
+constexpr char16_t kCarriageReturn = 13;
+constexpr char16_t kLineFeed = 10;
+constexpr std::u16string_view kEol = u"<EOL>";
+
+// GetNextChar answers the empty text when its trap fired; everything else is one character.
+constexpr char16_t kNoChar = 0xFFFF;
+// A one-character view of a character answered by GetNextChar (empty for kNoChar).
+std::u16string_view CharView(const char16_t& c) noexcept {
+  return c == kNoChar ? std::u16string_view{} : std::u16string_view(&c, 1);
+}
+
+bool HasNonBlank(std::u16string_view s) noexcept {
+  for (char16_t c : s) {
+    if (c != u' ') return true;
+  }
+  return false;
+}
+}  // namespace
+
+char16_t Interpreter::GetNextChar(std::int16_t& intInstance) {
+  return Trapped(u"GetNextChar", u"GetNextChar", kNoChar, [&]() -> char16_t {
+    std::int16_t& position = ReadPosition(intInstance);
+    if (position < 32767) {
+      ++position;
+    } else {
+      automation::Raise(automation::err::ObjectError(9), u"Interpreter.GetNextChar",
+                        u"Subscript out of range");
+    }
+    const std::u16string& text = InstanceText(intInstance);
+    if (static_cast<std::size_t>(position) > text.size()) return kEndOfText;
+    // A position moved before the text by give-backs is an invalid character position.
+    if (position < 1) automation::Raise(automation::err::InvalidProcedureCall);
+    return text[position - 1];
+  });
+}
+
+bool Interpreter::PutLastChar(std::int16_t& intInstance) {
+  return Trapped(u"PutLastChar", u"PutLastChar", false, [&] {
+    std::int16_t& position = ReadPosition(intInstance);
+    position = Add16(position, -1);
+    return true;
+  });
+}
+
+char16_t Interpreter::PeekNextChar(std::int16_t& intInstance) {
+  return Trapped(u"PeekNextChar", u"PeekNextChar", kNoChar, [&] {
+    char16_t c = GetNextChar(intInstance);
+    PutLastChar(intInstance);
+    return c;
+  });
+}
+
+std::u16string Interpreter::GetNextWord(std::int16_t& intInstance) {
+  return Trapped(u"GetNextWord", u"GetNextWord", std::u16string{}, [&] {
+    std::u16string buffer;
+    bool done = false;
+    while (!done) {
+      char16_t c = GetNextChar(intInstance);
+      std::u16string literal;  // a literal replaces the delimiter that opened it
+      bool use_literal = false;
+      bool drop = false;  // the character is replaced by the empty text
+      if (c == kEndOfText || c == kCarriageReturn || c == u'(' || c == u',' || c == u')') {
+        done = true;
+      } else if (c == kStringDelimiter) {
+        literal = GetLiteralString(intInstance);
+        use_literal = true;
+      } else if (c == kDateDelimiter) {
+        literal = GetLiteralDate(intInstance);
+        use_literal = true;
+      } else if (IsDelimiter(CharView(c))) {
+        if (HasNonBlank(buffer) || c != u' ') done = true;
+      } else if (c == kLineFeed) {
+        done = true;
+        drop = true;
+      } else if (IsOperator(CharView(c))) {
+        if (HasNonBlank(buffer) && !IsOperator(buffer)) {
+          PutLastChar(intInstance);
+          drop = true;
+          done = true;
+        }
+        char16_t next = PeekNextChar(intInstance);
+        if (!IsOperator(CharView(next))) done = true;
+      }
+      if (use_literal) {
+        buffer += literal;
+      } else if (!drop && c != kNoChar && !(c == kEndOfText && !buffer.empty())) {
+        buffer += c;
+      }
+    }
+    if (buffer.size() == 1 && (buffer[0] == kEndOfText || buffer[0] == kCarriageReturn)) {
+      return std::u16string(kEol);
+    }
+    return automation::Trim(buffer);
+  });
+}
+
+bool Interpreter::PutLastWord(std::int16_t& intInstance, std::u16string_view strWord) {
+  return Trapped(u"PutLastWord", u"PutLastWord", false, [&] {
+    if (!strWord.empty()) {
+      std::int16_t& position = ReadPosition(intInstance);
+      // The one extra character stands for the character that ended the word.
+      position = Add16(position, -(static_cast<std::int64_t>(strWord.size()) + 1));
+    }
+    return true;
+  });
+}
+
+std::u16string Interpreter::PeekNextWord(std::int16_t& intInstance) {
+  return Trapped(u"PeekNextWord", u"PeekNextWord", std::u16string{}, [&] {
+    std::u16string word = GetNextWord(intInstance);
+    if (!word.empty() && word.back() == kCarriageReturn) word.pop_back();
+    if (word != kEol) {
+      PutLastWord(intInstance, word);
+      return word;
+    }
+    return std::u16string{};
+  });
+}
+
+std::u16string Interpreter::GetLiteral(std::int16_t& intInstance, char16_t delimiter) {
+  std::u16string buffer(1, delimiter);
+  for (;;) {
+    char16_t c = GetNextChar(intInstance);
+    // The empty text means GetNextChar has reached its limit and will answer nothing else:
+    // the literal ends there instead of waiting for a character that cannot come.
+    if (c == kNoChar) break;
+    buffer += c;
+    if (c == kEndOfText || c == delimiter) break;
+  }
+  if (automation::TrimView(buffer) == std::u16string_view(&kEndOfText, 1)) {
+    return std::u16string(kEol);
+  }
+  return buffer;
+}
+
+std::u16string Interpreter::GetLiteralString(std::int16_t& intInstance) {
+  // The trap reports GetLiteralDate's name and carries the other title: both are kept.
+  return Trapped(u"GetStringLiteral", u"GetLiteralDate", std::u16string{},
+                 [&] { return GetLiteral(intInstance, kStringDelimiter); });
+}
+
+std::u16string Interpreter::GetLiteralDate(std::int16_t& intInstance) {
+  return Trapped(u"GetLiteralDate", u"GetLiteralDate", std::u16string{},
+                 [&] { return GetLiteral(intInstance, kDateDelimiter); });
+}
+
+bool Interpreter::IsFunction(std::u16string_view strWord) {
+  return Trapped(u"IsFunction", u"IsFunction", false, [&] {
+    std::u16string word = automation::UCase(automation::TrimView(strWord));
+    if (word.empty() || word == u" ") return false;
+    return function_list_upper_.find(word) != std::u16string::npos;
+  });
+}
+
+bool Interpreter::IsOperator(std::u16string_view strWord) {
+  return Trapped(u"IsOperator", u"IsOperator", false, [&] {
+    std::u16string_view word = automation::TrimView(strWord);
+    if (word.empty() || word == u" ") return false;
+    return operator_list_.find(word) != std::u16string::npos;
+  });
+}
+
+bool Interpreter::IsDelimiter(std::u16string_view strChar) {
+  return Trapped(u"IsDelimiter", u"IsDelimiter", false, [&] {
+    // The empty text is found at the start of any text, so a blank is always a delimiter.
+    return delimiter_list_.find(automation::TrimView(strChar)) != std::u16string::npos;
+  });
+}
+
+bool Interpreter::IsStringLiteral(std::u16string_view strWord) {
+  // The title's spelling is the component's own and is kept.
+  return Trapped(u"IsAtringLiteral", u"IsStringLiteral", false, [&] {
+    std::u16string_view word = automation::TrimView(strWord);
+    return !word.empty() && word.front() == kStringDelimiter && word.back() == kStringDelimiter;
+  });
+}
+
+bool Interpreter::IsDateLiteral(std::u16string_view strWord) {
+  return Trapped(u"IsDateLiteral", u"IsDateLiteral", false, [&] {
+    std::u16string_view word = automation::TrimView(strWord);
+    return !word.empty() && word.front() == kDateDelimiter && word.back() == kDateDelimiter;
+  });
+}
+
+bool Interpreter::IsDataField(std::u16string_view strWord) {
+  return Trapped(u"IsDataField", kNoReport, false, [&] {
+    std::u16string name = support::modTools::ProperCase(automation::TrimView(strWord));
+    if (!DataFields_) automation::Raise(automation::err::ObjectVariableNotSet);
+    return DataFields_->Exists(name);
+  });
+}
+
+}  // namespace qorvintr

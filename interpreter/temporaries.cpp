@@ -1,0 +1,210 @@
+// Temporary data fields: every intermediate value is an "Auto" data field in the host's
+// collection, named Autodf1, Autodf2, ..., and recorded in the hold table of the level that made
+// it so that the level can remove it again.
+#include <string>
+
+#include "automation/convert.h"
+#include "automation/datetime.h"
+#include "automation/text.h"
+#include "contract/creation.h"
+#include "interpreter/interpreter.h"
+#include "interpreter/trap.h"
+#include "support/tools.h"
+
+namespace qorvintr {
+
+using automation::Value;
+namespace modTools = support::modTools;
+
+namespace {
+constexpr std::u16string_view kAuto = u"Auto";
+
+std::u16string StripDelimiters(std::u16string_view text, char16_t delimiter) {
+  std::u16string_view t = automation::TrimView(text);
+  if (!t.empty() && t.front() == delimiter) {
+    t.remove_prefix(1);
+    if (!t.empty() && t.back() == delimiter) t.remove_suffix(1);
+  }
+  return std::u16string(t);
+}
+}  // namespace
+
+std::u16string Interpreter::StripStringDelimiters(std::u16string_view strText) {
+  return StripDelimiters(strText, u'"');
+}
+
+std::u16string Interpreter::StripDateDelimiters(std::u16string_view strText) {
+  return StripDelimiters(strText, u'#');
+}
+
+contract::DataFieldRef Interpreter::NewDataField() {
+  return contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
+}
+
+std::u16string Interpreter::AddAutoField(contract::DataFieldRef& field) {
+  if (!DataFields_) automation::Raise(automation::err::ObjectVariableNotSet);
+  std::int16_t answer = DataFields_->AddObject(field);
+  if (answer == 0) return field->Name();
+  return {};
+}
+
+std::u16string Interpreter::CreateStringDataField(std::u16string_view strText) {
+  return Trapped(u"CreateStringDataField", u"CreateStringDataField", std::u16string{}, [&] {
+    contract::DataFieldRef field = NewDataField();
+    field->SetName(GetNewDataFieldName());
+    field->SetDataType(u"String");
+    field->SetData(Value::String(StripStringDelimiters(strText)));
+    field->SetDataClass(std::u16string(kAuto));
+    return AddAutoField(field);
+  });
+}
+
+std::u16string Interpreter::CreateOperatorDataField(std::u16string_view strText) {
+  return Trapped(u"CreateOperatorDataField", u"CreateOperatorDataField", std::u16string{}, [&] {
+    contract::DataFieldRef field = NewDataField();
+    field->SetName(GetNewDataFieldName());
+    field->SetDataType(u"Operator");
+    field->SetDataClass(std::u16string(kAuto));
+    field->SetData(Value::String(StripStringDelimiters(strText)));
+    return AddAutoField(field);
+  });
+}
+
+std::u16string Interpreter::CreateNumericDataField(std::u16string_view strText) {
+  return Trapped(u"CreateNumericDataField", u"CreateNumericDataField", std::u16string{}, [&] {
+    contract::DataFieldRef field = NewDataField();
+    field->SetName(GetNewDataFieldName());
+    field->SetDataClass(std::u16string(kAuto));
+    Value text = Value::String(strText);
+    double x = automation::CDbl(text);
+    // A whole number that does not fit 32 bits overflows here: it is not kept as a Double.
+    std::int32_t r = automation::CLng(Value::Double(x));
+    if (x != static_cast<double>(r)) {
+      field->SetDataType(u"Double");
+      field->SetData(Value::Double(x));
+    } else {
+      field->SetDataType(u"Long");
+      field->SetData(Value::Long(automation::CLng(text)));
+    }
+    return AddAutoField(field);
+  });
+}
+
+std::u16string Interpreter::CreateDateDataField(std::u16string_view strText) {
+  return Trapped(u"CreateDateDataField", u"CreateDateDataField", std::u16string{}, [&] {
+    contract::DataFieldRef field = NewDataField();
+    field->SetName(GetNewDataFieldName());
+    field->SetDataType(u"Date");
+    field->SetDataClass(std::u16string(kAuto));
+    field->SetData(Value::Date(automation::CDate(Value::String(StripDateDelimiters(strText)))));
+    return AddAutoField(field);
+  });
+}
+
+std::u16string Interpreter::CreateDataFieldFromVariant(const Value& vntValue) {
+  return Trapped(u"CreateDataFieldFromVariant", u"CreateDataFieldFromVariant", std::u16string{},
+                 [&] {
+    contract::DataFieldRef field = NewDataField();
+    field->SetName(GetNewDataFieldName());
+    // The type name decides; an object's type name is its class name, so objects, Empty and
+    // Null are kept unchanged as "Variant".
+    switch (vntValue.Type()) {
+      case automation::VarType::String:
+        field->SetDataType(u"String");
+        field->SetData(Value::String(StripStringDelimiters(vntValue.GetString())));
+        break;
+      case automation::VarType::Long:
+        field->SetDataType(u"Long");
+        field->SetData(vntValue);
+        break;
+      case automation::VarType::Integer:
+        field->SetDataType(u"Integer");
+        field->SetData(vntValue);
+        break;
+      case automation::VarType::Boolean:
+        field->SetDataType(u"Boolean");
+        field->SetData(vntValue);
+        break;
+      case automation::VarType::Single:
+        field->SetDataType(u"Single");
+        field->SetData(vntValue);
+        break;
+      case automation::VarType::Double:
+        field->SetDataType(u"Double");
+        field->SetData(vntValue);
+        break;
+      case automation::VarType::Date: {
+        // A deliberate round trip through the date's text.
+        std::u16string text = StripDateDelimiters(automation::DateToText(vntValue.GetDate()));
+        field->SetDataType(u"Date");
+        field->SetData(Value::Date(automation::CDate(Value::String(std::move(text)))));
+        break;
+      }
+      default:
+        field->SetDataType(u"Variant");
+        field->SetData(vntValue);
+        break;
+    }
+    field->SetDataClass(std::u16string(kAuto));
+    return AddAutoField(field);
+  });
+}
+
+std::u16string Interpreter::GetNewDataFieldName() {
+  return Trapped(u"GetNewDataFieldName", u"GetNewDataFieldName", std::u16string{}, [&] {
+    for (;;) {
+      AutoNameTop = Add16(AutoNameTop, 1);
+      if (modTools::IsArrayEmpty(AutoNameList)) {
+        AutoNameList.ReDim(0, 5);
+        AutoNameTop = 0;
+      } else if (AutoNameTop > AutoNameList.UBound()) {
+        AutoNameList.ReDimPreserve(0, Add16(AutoNameTop, 5));
+      }
+      std::u16string base = AutoNameTop >= 1 ? AutoNameList(AutoNameTop - 1)
+                                             : modTools::ProperCase(u"AUTODF0");
+      std::int16_t n =
+          automation::CInt(Value::String(automation::Mid(base, 7)));
+      std::int16_t next = Add16(n, 1);
+      std::u16string candidate = automation::Left(base, 6);
+      std::string digits = std::to_string(next);
+      candidate.append(digits.begin(), digits.end());
+      candidate = modTools::ProperCase(candidate);
+      AutoNameList(AutoNameTop) = candidate;
+      if (!IsDataField(candidate)) return candidate;
+    }
+  });
+}
+
+bool Interpreter::RemoveAutoDataFieldNameFromList(std::u16string_view strName) {
+  return Trapped(u"RemoveAutoDataFieldNameFromList", u"RemoveAutoDataFieldNameFromList", false,
+                 [&] {
+    std::int32_t i = AutoNameTop;
+    while (i >= 0 && AutoNameList(i) != strName) --i;
+    // The shift is incomplete on purpose: every later name is copied into the same slot i. A
+    // name that is not found leaves i at -1, which fails here when there is anything to copy.
+    for (std::int32_t j = i + 1; j <= AutoNameTop - 1; ++j) AutoNameList(i) = AutoNameList(j);
+    AutoNameList(AutoNameTop).clear();
+    AutoNameTop = Add16(AutoNameTop, -1);
+    return true;
+  });
+}
+
+std::u16string Interpreter::AddNameToHoldArray(const std::u16string& strName,
+                                               std::int16_t intLevel) {
+  return Trapped(u"AddNameToHoldArray", u"AddNameToHoldArray", std::u16string{}, [&] {
+    if (modTools::IsArrayEmpty(HoldArray)) {
+      HoldArray.ReDim(0, intLevel, 0, 5);
+      HoldTop.ReDim(0, intLevel);
+      HoldTop(intLevel) = -1;
+    } else if (HoldTop(intLevel) == HoldArray.UBound(2)) {
+      std::int16_t upper = Add16(HoldTop(intLevel), 5);
+      HoldArray.ReDimPreserve(0, 15, 0, upper);
+      HoldTop.ReDimPreserve(0, 15);
+    }
+    HoldTop(intLevel) = Add16(HoldTop(intLevel), 1);
+    HoldArray(intLevel, HoldTop(intLevel)) = strName;
+    return strName;
+  });
+}
+
+}  // namespace qorvintr

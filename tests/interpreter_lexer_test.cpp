@@ -1,0 +1,272 @@
+// The lexer: characters, words, look-ahead, give-back and the word tests.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "interpreter_fixture.h"
+
+namespace qorvintr::testing_support {
+namespace {
+
+class Lexer : public InterpreterTest {
+ protected:
+  std::int16_t Open(const std::u16string& text) { return seam().AddInstance(text); }
+  std::vector<std::u16string> Words(std::int16_t n, int count) {
+    std::vector<std::u16string> words;
+    auto s = seam();
+    for (int i = 0; i < count; ++i) words.push_back(s.GetNextWord(n));
+    return words;
+  }
+  using W = std::vector<std::u16string>;
+};
+
+TEST_F(Lexer, SpacedAssignmentReadsNameOperatorNameOperatorNumberThenEolForever) {
+  std::int16_t n = Open(u"A = B + 1");
+  EXPECT_EQ(Words(n, 8), (W{u"A", u"=", u"B", u"+", u"1", u"<EOL>", u"<EOL>", u"<EOL>"}));
+}
+
+TEST_F(Lexer, OperatorCharacterEndsTheNameBeforeItAndIsReadAgain) {
+  std::int16_t n = Open(u"A=B+1");
+  EXPECT_EQ(Words(n, 6), (W{u"A", u"=", u"B", u"+", u"1", u"<EOL>"}));
+}
+
+TEST_F(Lexer, LessOrEqualIsOneWord) {
+  std::int16_t n = Open(u"X <= 5");
+  EXPECT_EQ(Words(n, 3), (W{u"X", u"<=", u"5"}));
+}
+
+TEST_F(Lexer, OperatorCharactersRunTogetherIntoOneWord) {
+  std::int16_t n = Open(u"5+-3");
+  EXPECT_EQ(Words(n, 4), (W{u"5", u"+-", u"3", u"<EOL>"}));
+}
+
+TEST_F(Lexer, ParenthesisAndCommaStayAtTheEndOfTheWordTheyEnd) {
+  std::int16_t n = Open(u"Format(A, B)");
+  EXPECT_EQ(Words(n, 4), (W{u"Format(", u"A,", u"B)", u"<EOL>"}));
+}
+
+TEST_F(Lexer, ParenthesisAloneIsAWord) {
+  std::int16_t n = Open(u"( A )");
+  EXPECT_EQ(Words(n, 4), (W{u"(", u"A", u")", u"<EOL>"}));
+}
+
+TEST_F(Lexer, CarriageReturnStaysOnTheWordAndLineFeedGivesTheEmptyWord) {
+  std::int16_t n = Open(u"5\r\nB");
+  EXPECT_EQ(Words(n, 4), (W{u"5\r", u"", u"B", u"<EOL>"}));
+}
+
+TEST_F(Lexer, CarriageReturnAloneIsEol) {
+  std::int16_t n = Open(u"A \r");
+  EXPECT_EQ(Words(n, 2), (W{u"A", u"<EOL>"}));
+}
+
+TEST_F(Lexer, StringLiteralWithItsBlankIsOneWordWithItsDelimiters) {
+  std::int16_t n = Open(u"\"a b\" C");
+  EXPECT_EQ(Words(n, 3), (W{u"\"a b\"", u"C", u"<EOL>"}));
+}
+
+TEST_F(Lexer, UnterminatedLiteralEndsWithTheEndOfTextMarker) {
+  std::int16_t n = Open(u"\"abc");
+  EXPECT_EQ(Words(n, 1), (W{u"\"abc\x7f"}));
+}
+
+TEST_F(Lexer, LiteralRunsOnIntoTheLettersAfterIt) {
+  std::int16_t n = Open(u"\"ab\"cd E");
+  EXPECT_EQ(Words(n, 2), (W{u"\"ab\"cd", u"E"}));
+}
+
+TEST_F(Lexer, DoubledDelimiterComesBackAsOneWord) {
+  std::int16_t n = Open(u"\"a\"\"b\"");
+  EXPECT_EQ(Words(n, 2), (W{u"\"a\"\"b\"", u"<EOL>"}));
+}
+
+TEST_F(Lexer, DateLiteralKeepsBothDelimiters) {
+  std::int16_t n = Open(u"#1/2/2002#");
+  EXPECT_EQ(Words(n, 2), (W{u"#1/2/2002#", u"<EOL>"}));
+}
+
+TEST_F(Lexer, TabsStayInsideWords) {
+  std::int16_t n = Open(u"A\tB C");
+  EXPECT_EQ(Words(n, 2), (W{u"A\tB", u"C"}));
+}
+
+TEST_F(Lexer, ExclamationEndsANameAsAnOperatorCharacter) {
+  std::int16_t n = Open(u"A!=B");
+  EXPECT_EQ(Words(n, 3), (W{u"A", u"!=", u"B"}));
+}
+
+TEST_F(Lexer, PeekNextWordBeforeABlankGivesTheWordAndLeavesItToBeReadAgain) {
+  std::int16_t n = Open(u"B )");
+  auto s = seam();
+  EXPECT_EQ(s.PeekNextWord(n), u"B");
+  EXPECT_EQ(s.ReadPosition(n), 0);
+  EXPECT_EQ(s.GetNextWord(n), u"B");
+}
+
+TEST_F(Lexer, PeekNextWordBeforeAnOperatorMovesBackOneCharacterTooFar) {
+  std::int16_t n = Open(u"1 B+1");
+  auto s = seam();
+  EXPECT_EQ(s.GetNextWord(n), u"1");
+  EXPECT_EQ(s.ReadPosition(n), 2);
+  EXPECT_EQ(s.PeekNextWord(n), u"B");
+  // B ended at the operator, which was given back; the word's give-back takes one more.
+  EXPECT_EQ(s.ReadPosition(n), 1);
+  EXPECT_EQ(s.GetNextWord(n), u"B");
+}
+
+TEST_F(Lexer, PeekNextWordAtTheEndGivesTheEmptyTextAndConsumesTheEnd) {
+  std::int16_t n = Open(u"A");
+  auto s = seam();
+  s.GetNextWord(n);
+  std::int16_t before = s.ReadPosition(n);
+  EXPECT_EQ(s.PeekNextWord(n), u"");
+  EXPECT_EQ(s.ReadPosition(n), before + 1);
+}
+
+TEST_F(Lexer, PeekNextWordDropsTheCarriageReturnOfItsWord) {
+  std::int16_t n = Open(u"AB\rC");
+  EXPECT_EQ(seam().PeekNextWord(n), u"AB");
+}
+
+TEST_F(Lexer, GetNextCharPastTheEndGivesTheMarkerAndKeepsCounting) {
+  std::int16_t n = Open(u"A");
+  auto s = seam();
+  EXPECT_EQ(s.GetNextChar(n), u'A');
+  EXPECT_EQ(s.GetNextChar(n), 127);
+  EXPECT_EQ(s.GetNextChar(n), 127);
+  EXPECT_EQ(s.ReadPosition(n), 3);
+  EXPECT_TRUE(s.PutLastChar(n));
+  EXPECT_EQ(s.ReadPosition(n), 2);
+}
+
+TEST_F(Lexer, PeekNextCharDoesNotConsume) {
+  std::int16_t n = Open(u"AB");
+  auto s = seam();
+  EXPECT_EQ(s.PeekNextChar(n), u'A');
+  EXPECT_EQ(s.GetNextChar(n), u'A');
+  EXPECT_EQ(s.PeekNextChar(n), u'B');
+}
+
+TEST_F(Lexer, ReadPositionLimitRaisesSubscriptOutOfRangeIntoGetNextCharsTrap) {
+  std::int16_t n = Open(u"A");
+  auto s = seam();
+  s.ReadPosition(n) = 32767;
+  EXPECT_EQ(s.GetNextChar(n), 0xFFFF);
+  EXPECT_EQ(s.ReadPosition(n), 32767);
+  ASSERT_EQ(errors->Calls().size(), 1u);
+  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: -2147220983 - Subscript out of range");
+  EXPECT_EQ(errors->Calls()[0][10].GetString(), u"GetNextChar");
+}
+
+TEST_F(Lexer, TextBeyond32766CharactersCannotBeRead) {
+  std::u16string text(32766, u'A');
+  text += u"BC";
+  std::int16_t n = Open(text);
+  auto s = seam();
+  s.ReadPosition(n) = 32766;
+  EXPECT_EQ(s.GetNextChar(n), u'B');
+  EXPECT_EQ(s.GetNextChar(n), 0xFFFF);
+}
+
+TEST_F(Lexer, ALiteralOpenAtTheLimitEndsThereInsteadOfLooping) {
+  std::u16string text(32765, u'A');
+  text += u" \"abc";
+  std::int16_t n = Open(text);
+  auto s = seam();
+  s.ReadPosition(n) = 32766;
+  EXPECT_EQ(s.GetNextWord(n), u"\"");
+}
+
+TEST_F(Lexer, PositionBeforeTheTextIsAnInvalidCall) {
+  std::int16_t n = Open(u"B+1");
+  auto s = seam();
+  EXPECT_EQ(s.PeekNextWord(n), u"B");
+  EXPECT_EQ(s.ReadPosition(n), -1);
+  EXPECT_EQ(s.GetNextChar(n), 0xFFFF);
+  ASSERT_EQ(errors->Calls().size(), 1u);
+  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: 5 - Invalid procedure call or argument");
+}
+
+TEST_F(Lexer, PutLastWordMovesBackTheWordAndOneMoreAndNothingForTheEmptyWord) {
+  std::int16_t n = Open(u"ABCDEF");
+  auto s = seam();
+  s.ReadPosition(n) = 6;
+  EXPECT_TRUE(s.PutLastWord(n, u"DEF"));
+  EXPECT_EQ(s.ReadPosition(n), 2);
+  EXPECT_TRUE(s.PutLastWord(n, u""));
+  EXPECT_EQ(s.ReadPosition(n), 2);
+}
+
+TEST_F(Lexer, PutLastWordPast16BitsOverflows) {
+  std::int16_t n = Open(u"A");
+  auto s = seam();
+  s.ReadPosition(n) = -32767;
+  // "Always True" holds for its normal end; a handled error answers the failure value.
+  EXPECT_FALSE(s.PutLastWord(n, u"AB"));
+  EXPECT_EQ(s.ReadPosition(n), -32767);
+  ASSERT_EQ(errors->Calls().size(), 1u);
+  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: 6 - Overflow");
+}
+
+TEST_F(Lexer, IsOperatorIsASubstringSearchOfTheOperatorList) {
+  auto s = seam();
+  EXPECT_TRUE(s.IsOperator(u"!"));
+  EXPECT_TRUE(s.IsOperator(u","));
+  EXPECT_TRUE(s.IsOperator(u"+ -"));
+  EXPECT_TRUE(s.IsOperator(u" <= "));
+  EXPECT_FALSE(s.IsOperator(u" "));
+  EXPECT_FALSE(s.IsOperator(u""));
+  EXPECT_FALSE(s.IsOperator(u"A"));
+  EXPECT_FALSE(s.IsOperator(u"%"));
+}
+
+TEST_F(Lexer, IsDelimiterIsTrueForABlankAndTheEmptyTextAndFalseForATab) {
+  auto s = seam();
+  EXPECT_TRUE(s.IsDelimiter(u" "));
+  EXPECT_TRUE(s.IsDelimiter(u""));
+  EXPECT_TRUE(s.IsDelimiter(u"("));
+  EXPECT_TRUE(s.IsDelimiter(u","));
+  EXPECT_TRUE(s.IsDelimiter(u"\""));
+  EXPECT_FALSE(s.IsDelimiter(u"\t"));
+  EXPECT_FALSE(s.IsDelimiter(u")"));
+}
+
+TEST_F(Lexer, IsFunctionIsACaseBlindSubstringSearch) {
+  auto s = seam();
+  EXPECT_TRUE(s.IsFunction(u"if"));
+  EXPECT_TRUE(s.IsFunction(u"FORMAT"));
+  EXPECT_TRUE(s.IsFunction(u"formathl7datetime"));
+  EXPECT_TRUE(s.IsFunction(u"DATE"));
+  EXPECT_TRUE(s.IsFunction(u"AT"));
+  EXPECT_FALSE(s.IsFunction(u"Format("));
+  EXPECT_FALSE(s.IsFunction(u"  "));
+  EXPECT_FALSE(s.IsFunction(u"Sum"));
+}
+
+TEST_F(Lexer, LiteralTestsLookAtBothEndsOfTheTrimmedWord) {
+  auto s = seam();
+  EXPECT_TRUE(s.IsStringLiteral(u" \"abc\" "));
+  EXPECT_TRUE(s.IsStringLiteral(u"\""));
+  EXPECT_FALSE(s.IsStringLiteral(u"abc\""));
+  EXPECT_FALSE(s.IsStringLiteral(u""));
+  EXPECT_TRUE(s.IsDateLiteral(u"#1/2/2002#"));
+  EXPECT_TRUE(s.IsDateLiteral(u"#"));
+  EXPECT_FALSE(s.IsDateLiteral(u"#1/2/2002"));
+}
+
+TEST_F(Lexer, IsDataFieldLooksUpTheProperCasedTrimmedWord) {
+  AddField("Patient Name", automation::Value::String(u"Smith"), "String");
+  auto s = seam();
+  EXPECT_TRUE(s.IsDataField(u" PATIENT NAME "));
+  EXPECT_FALSE(s.IsDataField(u"Patient"));
+}
+
+TEST_F(Lexer, ParenthesisTestsCompareTheWholeUntrimmedWord) {
+  EXPECT_TRUE(InterpreterSeam::IsLeftParenthesis(u"("));
+  EXPECT_FALSE(InterpreterSeam::IsLeftParenthesis(u" ("));
+  EXPECT_TRUE(InterpreterSeam::IsRightParenthesis(u")"));
+  EXPECT_FALSE(InterpreterSeam::IsRightParenthesis(u"A)"));
+}
+
+}  // namespace
+}  // namespace qorvintr::testing_support
