@@ -1,0 +1,186 @@
+// DateCompare and DateCat: compare two dates to -1, 0 or 1 (with a trace in the debug log), and
+// join a date field and a time field into one date/time temporary.
+#include <string>
+
+#include "automation/convert.h"
+#include "automation/datetime.h"
+#include "automation/error.h"
+#include "automation/text.h"
+#include "interpreter/interpreter.h"
+#include "interpreter/trap.h"
+#include "support/debug_log.h"
+
+namespace qorvintr {
+
+using automation::Value;
+namespace modDebugLog = support::modDebugLog;
+
+namespace {
+
+constexpr std::u16string_view kCrLf = u"\r\n";
+
+std::u16string NumberText(std::int32_t n) {
+  const std::string digits = std::to_string(n);
+  return std::u16string(digits.begin(), digits.end());
+}
+
+// A value as the trace joins it onto its text: Null joins as nothing.
+std::u16string TraceText(const Value& value) {
+  return value.IsNull() ? std::u16string() : automation::CStr(value);
+}
+
+}  // namespace
+
+Value Interpreter::RemoveCommas(const Value& vntText) {
+  std::u16string converted;
+  if (!vntText.IsString()) converted = automation::CStr(vntText);
+  const std::u16string& text = vntText.IsString() ? vntText.GetString() : converted;
+  if (text.empty()) return Value::String(std::u16string());
+  // The walk counts with a 16-bit counter from 1 to the length: a length beyond 32767 does not
+  // fit it, and one of exactly 32767 overflows on the step past the last character.
+  if (text.size() >= 32767) automation::Raise(automation::err::Overflow);
+  std::u16string result;
+  result.reserve(text.size());
+  for (char16_t c : text) {
+    if (c != u',') result += c;
+  }
+  return Value::String(std::move(result));
+}
+
+std::int16_t Interpreter::PerformDateCompare(std::int16_t& intInstance) {
+  return Trapped(u"PerformDateCompare", u"PerformDateCompare", std::int16_t{0}, [&] {
+    // Each argument loses its commas, then its quotes, then its "#" delimiters.
+    auto next_date = [&] {
+      std::u16string word = GetNextWord(intInstance);
+      const Value without_commas = RemoveCommas(Value::String(automation::TrimView(word)));
+      return Value::String(
+          StripDateDelimiters(StripStringDelimiters(without_commas.GetString())));
+    };
+    Value vntDate1 = next_date();
+    Value vntDate2 = next_date();
+
+    if (modDebugLog::IsDebugLogEnabled()) {
+      std::u16string trace = u"Interpreter - PerformDateCompare";
+      trace += kCrLf;
+      trace += u"Calling DateCompare with: ";
+      trace += kCrLf;
+      trace += u"vntDate1: ";
+      trace += vntDate1.GetString();
+      trace += kCrLf;
+      trace += u"vntDate2: ";
+      trace += vntDate2.GetString();
+      modDebugLog::WriteDebugLog(trace);
+    }
+    const std::int16_t result = DateCompare(vntDate1, vntDate2);
+    if (modDebugLog::IsDebugLogEnabled()) {
+      std::u16string trace = u"Interpreter - PerformDateCompare";
+      trace += kCrLf;
+      trace += u"Return From Call to DateCompare: ";
+      trace += NumberText(result);
+      modDebugLog::WriteDebugLog(trace);
+    }
+    return result;
+  });
+}
+
+std::int16_t Interpreter::DateCompare(Value& vntDate1, Value& vntDate2) {
+  return Trapped(u"DateCompare", kNoReport, std::int16_t{0}, [&]() -> std::int16_t {
+    // Conversions that fail leave their date at zero (30 December 1899, midnight); the first
+    // trace is written under the same indulgence.
+    double dte1 = 0;
+    double dte2 = 0;
+    try {
+      dte1 = automation::CDate(vntDate1);
+    } catch (...) {
+    }
+    try {
+      dte2 = automation::CDate(vntDate2);
+    } catch (...) {
+    }
+    if (modDebugLog::IsDebugLogEnabled()) {
+      try {
+        std::u16string trace = u"Interpreter - DateCompare";
+        trace += kCrLf;
+        trace += u"date1: ";
+        trace += TraceText(vntDate1);
+        trace += kCrLf;
+        trace += u"date2: ";
+        trace += TraceText(vntDate2);
+        trace += kCrLf;
+        trace += u"dte1: ";
+        trace += automation::DateToText(dte1);
+        trace += kCrLf;
+        trace += u"dte2: ";
+        trace += automation::DateToText(dte2);
+        modDebugLog::WriteDebugLog(trace);
+      } catch (...) {
+      }
+    }
+
+    // From here on a failure is the trap's. A value that is no date may name a data field, whose
+    // Data is then the date; the two blanks before "(After Conversion)" are the trace's own.
+    auto from_field = [&](Value& vntDate, double& dte, std::u16string_view label) {
+      if (automation::IsDate(vntDate)) return;
+      std::u16string name = automation::CStr(vntDate);
+      if (IsDataField(name)) dte = automation::CDate(HostField(name)->Data());
+      if (modDebugLog::IsDebugLogEnabled()) {
+        std::u16string trace = u"Interpreter - DateCompare";
+        trace += kCrLf;
+        trace += label;
+        trace += automation::DateToText(dte);
+        modDebugLog::WriteDebugLog(trace);
+      }
+    };
+    from_field(vntDate1, dte1, u"dte1  (After Conversion): ");
+    from_field(vntDate2, dte2, u"dte2  (After Conversion): ");
+
+    // Day and time of day both count.
+    std::int16_t result = 0;
+    if (dte1 < dte2) {
+      result = -1;
+    } else if (dte1 > dte2) {
+      result = 1;
+    }
+
+    if (modDebugLog::IsDebugLogEnabled()) {
+      std::u16string trace = u"Interpreter - DateCompare";
+      trace += kCrLf;
+      trace += u"(After Comparison)";
+      trace += kCrLf;
+      trace += u"dte1: ";
+      trace += automation::DateToText(dte1);
+      trace += kCrLf;
+      trace += u"dte2: ";
+      trace += automation::DateToText(dte2);
+      trace += kCrLf;
+      trace += u"Result: ";
+      trace += NumberText(result);
+      modDebugLog::WriteDebugLog(trace);
+    }
+    return result;
+  });
+}
+
+bool Interpreter::PerformDateCat(std::int16_t& intInstance) {
+  return Trapped(u"PerformDateCat", kNoReport, false, [&] {
+    // No literal is accepted: a word that is not empty must name a field, or the lookup fails.
+    std::u16string word = GetNextWord(intInstance);
+    std::u16string text =
+        word.empty() ? std::u16string(u"01/01/1900")
+                     : automation::CStr(HostField(word)->Data());
+    text += u' ';
+    word = GetNextWord(intInstance);
+    if (word.empty()) {
+      text += u"12:00 AM";
+    } else {
+      text += automation::CStr(HostField(word)->Data());
+    }
+    const double when = automation::CDate(Value::String(std::move(text)));
+    std::u16string name = CreateDataFieldFromVariant(Value::Date(when));
+    InstanceStack(intInstance).Push(HostField(name));
+    AddNameToHoldArray(name, intInstance);
+    return true;
+  });
+}
+
+}  // namespace qorvintr

@@ -1,0 +1,122 @@
+// Replace: substitutes text inside a data field's value and leaves the result as a temporary on
+// the level's stack.
+#include <string>
+
+#include "automation/convert.h"
+#include "automation/error.h"
+#include "automation/text.h"
+#include "interpreter/interpreter.h"
+#include "interpreter/trap.h"
+
+namespace qorvintr {
+
+using automation::Value;
+
+namespace {
+
+constexpr std::u16string_view kEol = u"<EOL>";
+
+[[noreturn]] void RaiseWrongArguments() {
+  automation::Raise(automation::err::WrongNumberOfArguments, {},
+                    u"Wrong number of arguments or invalid property assignment");
+}
+
+// The replace operation's compare argument: -1 is the module's own comparison, which is the
+// binary one; 0 binary, 1 text. Any other value is refused by the operation (5), the database
+// comparison (2) included, since no database supplies its rules here.
+automation::CompareMode CompareModeOf(std::int32_t compare) {
+  switch (compare) {
+    case -1:
+    case 0:
+      return automation::CompareMode::Binary;
+    case 1:
+      return automation::CompareMode::Text;
+    default:
+      automation::Raise(automation::err::InvalidProcedureCall);
+  }
+}
+
+}  // namespace
+
+bool Interpreter::GetReplaceArguments(std::int16_t& intLevel, contract::DataFieldRef& objSource,
+                                      std::u16string& strFind, std::u16string& strReplacement,
+                                      std::int32_t& lngStart, std::int32_t& lngCount,
+                                      std::int32_t& lngCompare) {
+  return Trapped(u"GetReplaceArguments", u"GetReplaceArguments", false, [&] {
+    lngStart = 1;
+    lngCount = -1;
+    lngCompare = -1;
+
+    // Source: a data field; only here is a final comma removed before the field test, and the
+    // word after an opening parenthesis keeps its own.
+    std::u16string word = GetNextWord(intLevel);
+    if (!word.empty() && word.back() == u',') word.pop_back();
+    if (word == u"(") word = GetNextWord(intLevel);
+    if (!IsDataField(word)) RaiseWrongArguments();
+    objSource = MColField(word);
+
+    // Find and replacement are tested as the lexer gave them: a name that carries its comma or
+    // closing parenthesis is no field and is taken as text. Whatever comes next is taken, even
+    // the end of the text.
+    auto text_argument = [&](std::u16string& out) {
+      word = GetNextWord(intLevel);
+      if (word == u",") word = GetNextWord(intLevel);
+      if (IsDataField(word)) {
+        out = automation::CStr(MColField(word)->Data());
+      } else {
+        out = std::move(word);
+      }
+    };
+    text_argument(strFind);
+    strFind = StripStringDelimiters(strFind);
+    text_argument(strReplacement);
+    // The closing parenthesis comes off the chosen value, so a field's value ending in ")"
+    // loses it too.
+    if (!strReplacement.empty() && strReplacement.back() == u')') strReplacement.pop_back();
+    strReplacement = StripStringDelimiters(strReplacement);
+
+    // Start, count and compare are optional whole numbers; the first one missing ends the list.
+    auto number_argument = [&](std::int32_t& out) {
+      word = GetNextWord(intLevel);
+      if (word == u",") word = GetNextWord(intLevel);
+      if (!word.empty() && word.back() == u')') word.pop_back();
+      if (word.empty() || word == kEol) return false;
+      if (IsDataField(word)) {
+        Value data = MColField(word)->Data();
+        if (!automation::IsNumeric(data)) RaiseWrongArguments();
+        out = automation::CLng(data);
+      } else {
+        if (!automation::ParseNumber(word)) RaiseWrongArguments();
+        out = automation::CLng(Value::String(std::move(word)));
+      }
+      return true;
+    };
+    if (number_argument(lngStart) && number_argument(lngCount)) number_argument(lngCompare);
+    return true;
+  });
+}
+
+bool Interpreter::PerformReplace(std::int16_t& intLevel) {
+  return Trapped(u"PerformReplace", u"PerformReplace", false, [&] {
+    // A fresh field stands in until the reader hands over the source; when the reader fails
+    // first, the empty stand-in's text (nothing) is what gets replaced in.
+    contract::DataFieldRef source = NewDataField();
+    std::u16string find;
+    std::u16string replacement;
+    std::int32_t start = 1;
+    std::int32_t count = -1;
+    std::int32_t compare = -1;
+    GetReplaceArguments(intLevel, source, find, replacement, start, count, compare);
+    if (!source) automation::Raise(automation::err::ObjectVariableNotSet);
+    const std::u16string text = automation::CStr(source->Data());
+    std::u16string result =
+        automation::Replace(text, find, replacement, start, count, CompareModeOf(compare));
+    std::u16string name = CreateDataFieldFromVariant(Value::String(std::move(result)));
+    InstanceStack(intLevel).Push(HostField(name));
+    AddNameToHoldArray(name, intLevel);
+    source.reset();
+    return true;
+  });
+}
+
+}  // namespace qorvintr
