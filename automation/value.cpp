@@ -42,8 +42,10 @@ std::u16string TypeName(const Value& v) {
 Value Dereference(const Value& v) {
   if (!v.IsObject()) return v;
   Value current = v;
-  // A default member that keeps answering objects would never end; the platform gives up too.
-  for (int depth = 0; depth < 16; ++depth) {
+  // Values wrap values (an IF's value holds its branch's field, an ELSEIF chain one per link),
+  // so the chain is followed as far as it goes; only a default member that keeps answering
+  // objects without end (a cycle) is given up on.
+  for (int depth = 0; depth < 1 << 20; ++depth) {
     const ObjectRef& obj = current.GetObject();
     if (!obj) Raise(err::ObjectVariableNotSet);
     Value next = obj->DefaultValue();

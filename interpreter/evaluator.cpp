@@ -15,9 +15,15 @@ using automation::VarType;
 
 namespace {
 
+// A stack item used as a field; an empty reference is the platform's 91.
+contract::DataField& Item(const contract::DataFieldRef& item) {
+  if (!item) automation::Raise(automation::err::ObjectVariableNotSet);
+  return *item;
+}
+
 // The text of a field's Data, as a String parameter receives it.
 std::u16string DataText(const contract::DataFieldRef& field) {
-  return automation::CStr(field->Data());
+  return automation::CStr(Item(field).Data());
 }
 
 // "If value = 0": a numeric comparison with the whole number 0, as the language compares a
@@ -31,29 +37,28 @@ bool EqualsZero(const Value& value) {
 // Brings both operands to one kind before the operator applies. The first rule that applies
 // decides; when none of the numeric kinds is named, both values keep what they held (the
 // previous reduction's values, Empty at first).
-void Unify(const contract::DataFieldRef& left, const contract::DataFieldRef& right, Value& lv,
-           Value& rv) {
+void Unify(contract::DataField& left, contract::DataField& right, Value& lv, Value& rv) {
   // The date test is made on the left item only (twice on the platform; once suffices, it has
   // no side effects).
-  Value left_data = left->Data();
+  Value left_data = left.Data();
   if (automation::IsDate(left_data)) {
     lv = Value::Date(automation::CDate(left_data));
-    rv = Value::Date(automation::CDate(right->Data()));
+    rv = Value::Date(automation::CDate(right.Data()));
     return;
   }
-  std::u16string left_type = left->DataType();
-  std::u16string right_type = right->DataType();
+  std::u16string left_type = left.DataType();
+  std::u16string right_type = right.DataType();
   if (left_type == right_type) {
     lv = std::move(left_data);
-    rv = right->Data();
+    rv = right.Data();
     return;
   }
   if ((left_type == u"Date" && right_type != u"Date") || !automation::IsNumeric(left_data)) {
     lv = Value::String(automation::CStr(left_data));
-    rv = Value::String(automation::CStr(right->Data()));
+    rv = Value::String(automation::CStr(right.Data()));
     return;
   }
-  Value right_data = right->Data();
+  Value right_data = right.Data();
   if (!automation::IsNumeric(right_data)) {
     lv = Value::String(automation::CStr(left_data));
     rv = Value::String(automation::CStr(right_data));
@@ -151,7 +156,7 @@ bool Interpreter::EvaluateExpression(std::int16_t& intInstance) {
         done = true;
         continue;
       }
-      if (op->DataType() != u"Operator") {
+      if (Item(op).DataType() != u"Operator") {
         op_text.clear();
         continue;
       }
@@ -159,7 +164,7 @@ bool Interpreter::EvaluateExpression(std::int16_t& intInstance) {
       if (!stack.IsStackEmpty()) {
         left = stack.Pop();
         if (!op_text.empty()) {
-          Unify(left, right, lv, rv);
+          Unify(Item(left), Item(right), lv, rv);
           Apply(op_text, lv, rv, value);
           result_name = CreateDataFieldFromVariant(value);
           AddNameToHoldArray(result_name, intInstance);
@@ -170,7 +175,7 @@ bool Interpreter::EvaluateExpression(std::int16_t& intInstance) {
         stack.Push(right);
         result = true;
       } else {
-        stack.Push(DataFields_->mCol()->Item(result_name));
+        stack.Push(MColField(result_name));
       }
     }
     return result;

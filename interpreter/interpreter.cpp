@@ -215,6 +215,25 @@ void Interpreter::ResetMemory() noexcept {
 
 // ---- Per-instance state ---------------------------------------------------------------------
 
+contract::DataFieldsRef Interpreter::HostFields() const {
+  if (!DataFields_) automation::Raise(automation::err::ObjectVariableNotSet);
+  return DataFields_;
+}
+
+contract::DataFieldRef Interpreter::HostField(std::u16string& name) const {
+  contract::DataFieldRef field = HostFields()->Item(name);
+  if (!field) automation::Raise(automation::err::ObjectVariableNotSet);
+  return field;
+}
+
+contract::DataFieldRef Interpreter::MColField(std::u16string_view name) const {
+  contract::KeyedCollectionRef inner = HostFields()->mCol();
+  if (!inner) automation::Raise(automation::err::ObjectVariableNotSet);
+  contract::DataFieldRef field = inner->Item(name);
+  if (!field) automation::Raise(automation::err::ObjectVariableNotSet);
+  return field;
+}
+
 support::Stack& Interpreter::InstanceStack(std::int16_t intInstance) {
   support::StackRef& stack = stacks_(intInstance);
   if (!stack) automation::Raise(automation::err::ObjectVariableNotSet);

@@ -74,9 +74,11 @@ class Interpreter {
   std::int16_t AddInstance(std::u16string& strExpression);
 
   // ---- Lexer ----------------------------------------------------------------------------
-  char16_t GetNextChar(std::int16_t& intInstance);
+  // A character, or kNoChar for the empty text the reader answers when its trap fired.
+  static constexpr std::int32_t kNoChar = -1;
+  std::int32_t GetNextChar(std::int16_t& intInstance);
   bool PutLastChar(std::int16_t& intInstance);
-  char16_t PeekNextChar(std::int16_t& intInstance);
+  std::int32_t PeekNextChar(std::int16_t& intInstance);
   std::u16string GetNextWord(std::int16_t& intInstance);
   bool PutLastWord(std::int16_t& intInstance, std::u16string_view strWord);
   std::u16string PeekNextWord(std::int16_t& intInstance);
@@ -114,6 +116,7 @@ class Interpreter {
   // ---- Built-in functions (builtins/, one file per family) --------------------------------
   automation::Value PerformFunction(std::u16string_view strFunction, std::int16_t& intLevel);
   bool PerformIf(std::int16_t& intLevel);
+  void FinishIf(std::int16_t& intLevel, const automation::Value& r);
   std::u16string GetIfCondition(std::int16_t& intLevel);
   std::u16string GetStatements(std::int16_t& intLevel, std::int16_t& intBranch);
   bool RemoveEndIf(std::int16_t& intLevel);
@@ -139,6 +142,13 @@ class Interpreter {
   bool PerformDateCat(std::int16_t& intInstance);
 
   // ---- Shared pieces --------------------------------------------------------------------
+  // The host's collection; none set raises 91 (object variable not set).
+  contract::DataFieldsRef HostFields() const;
+  // The host's field of that name (the name by reference, as the collection takes it); an
+  // answer of no object raises 91 too.
+  contract::DataFieldRef HostField(std::u16string& name) const;
+  // The same through the collection underneath (its mCol).
+  contract::DataFieldRef MColField(std::u16string_view name) const;
   support::Stack& InstanceStack(std::int16_t intInstance);
   const std::u16string& InstanceText(std::int16_t intInstance) const;
   std::int16_t& ReadPosition(std::int16_t intInstance);

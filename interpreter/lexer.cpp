@@ -17,12 +17,15 @@ constexpr char16_t kCarriageReturn = 13;
 constexpr char16_t kLineFeed = 10;
 constexpr std::u16string_view kEol = u"<EOL>";
 
-// GetNextChar answers the empty text when its trap fired; everything else is one character.
-constexpr char16_t kNoChar = 0xFFFF;
-// A one-character view of a character answered by GetNextChar (empty for kNoChar).
-std::u16string_view CharView(const char16_t& c) noexcept {
-  return c == kNoChar ? std::u16string_view{} : std::u16string_view(&c, 1);
-}
+// A one-character text of a character answered by GetNextChar (empty for the empty text).
+struct CharText {
+  explicit CharText(std::int32_t c) noexcept : unit(static_cast<char16_t>(c)), empty(c < 0) {}
+  std::u16string_view view() const noexcept {
+    return empty ? std::u16string_view{} : std::u16string_view(&unit, 1);
+  }
+  char16_t unit;
+  bool empty;
+};
 
 bool HasNonBlank(std::u16string_view s) noexcept {
   for (char16_t c : s) {
@@ -32,8 +35,8 @@ bool HasNonBlank(std::u16string_view s) noexcept {
 }
 }  // namespace
 
-char16_t Interpreter::GetNextChar(std::int16_t& intInstance) {
-  return Trapped(u"GetNextChar", u"GetNextChar", kNoChar, [&]() -> char16_t {
+std::int32_t Interpreter::GetNextChar(std::int16_t& intInstance) {
+  return Trapped(u"GetNextChar", u"GetNextChar", kNoChar, [&]() -> std::int32_t {
     std::int16_t& position = ReadPosition(intInstance);
     if (position < 32767) {
       ++position;
@@ -57,9 +60,9 @@ bool Interpreter::PutLastChar(std::int16_t& intInstance) {
   });
 }
 
-char16_t Interpreter::PeekNextChar(std::int16_t& intInstance) {
+std::int32_t Interpreter::PeekNextChar(std::int16_t& intInstance) {
   return Trapped(u"PeekNextChar", u"PeekNextChar", kNoChar, [&] {
-    char16_t c = GetNextChar(intInstance);
+    std::int32_t c = GetNextChar(intInstance);
     PutLastChar(intInstance);
     return c;
   });
@@ -69,8 +72,10 @@ std::u16string Interpreter::GetNextWord(std::int16_t& intInstance) {
   return Trapped(u"GetNextWord", u"GetNextWord", std::u16string{}, [&] {
     std::u16string buffer;
     bool done = false;
+    bool reader_failed = false;
     while (!done) {
-      char16_t c = GetNextChar(intInstance);
+      const std::int32_t c = GetNextChar(intInstance);
+      if (c == kNoChar) reader_failed = true;
       std::u16string literal;  // a literal replaces the delimiter that opened it
       bool use_literal = false;
       bool drop = false;  // the character is replaced by the empty text
@@ -82,29 +87,31 @@ std::u16string Interpreter::GetNextWord(std::int16_t& intInstance) {
       } else if (c == kDateDelimiter) {
         literal = GetLiteralDate(intInstance);
         use_literal = true;
-      } else if (IsDelimiter(CharView(c))) {
+      } else if (IsDelimiter(CharText(c).view())) {
         if (HasNonBlank(buffer) || c != u' ') done = true;
       } else if (c == kLineFeed) {
         done = true;
         drop = true;
-      } else if (IsOperator(CharView(c))) {
+      } else if (IsOperator(CharText(c).view())) {
         if (HasNonBlank(buffer) && !IsOperator(buffer)) {
           PutLastChar(intInstance);
           drop = true;
           done = true;
         }
-        char16_t next = PeekNextChar(intInstance);
-        if (!IsOperator(CharView(next))) done = true;
+        if (!IsOperator(CharText(PeekNextChar(intInstance)).view())) done = true;
       }
       if (use_literal) {
         buffer += literal;
       } else if (!drop && c != kNoChar && !(c == kEndOfText && !buffer.empty())) {
-        buffer += c;
+        buffer += static_cast<char16_t>(c);
       }
     }
     if (buffer.size() == 1 && (buffer[0] == kEndOfText || buffer[0] == kCarriageReturn)) {
       return std::u16string(kEol);
     }
+    // The reader has reached its limit and will give nothing more: that is the end of the text
+    // for every caller, which would otherwise wait for a word that cannot come.
+    if (reader_failed && !HasNonBlank(buffer)) return std::u16string(kEol);
     return automation::Trim(buffer);
   });
 }
@@ -135,11 +142,11 @@ std::u16string Interpreter::PeekNextWord(std::int16_t& intInstance) {
 std::u16string Interpreter::GetLiteral(std::int16_t& intInstance, char16_t delimiter) {
   std::u16string buffer(1, delimiter);
   for (;;) {
-    char16_t c = GetNextChar(intInstance);
+    const std::int32_t c = GetNextChar(intInstance);
     // The empty text means GetNextChar has reached its limit and will answer nothing else:
     // the literal ends there instead of waiting for a character that cannot come.
     if (c == kNoChar) break;
-    buffer += c;
+    buffer += static_cast<char16_t>(c);
     if (c == kEndOfText || c == delimiter) break;
   }
   if (automation::TrimView(buffer) == std::u16string_view(&kEndOfText, 1)) {
@@ -200,8 +207,7 @@ bool Interpreter::IsDateLiteral(std::u16string_view strWord) {
 bool Interpreter::IsDataField(std::u16string_view strWord) {
   return Trapped(u"IsDataField", kNoReport, false, [&] {
     std::u16string name = support::modTools::ProperCase(automation::TrimView(strWord));
-    if (!DataFields_) automation::Raise(automation::err::ObjectVariableNotSet);
-    return DataFields_->Exists(name);
+    return HostFields()->Exists(name);
   });
 }
 

@@ -42,8 +42,7 @@ contract::DataFieldRef Interpreter::NewDataField() {
 }
 
 std::u16string Interpreter::AddAutoField(contract::DataFieldRef& field) {
-  if (!DataFields_) automation::Raise(automation::err::ObjectVariableNotSet);
-  std::int16_t answer = DataFields_->AddObject(field);
+  std::int16_t answer = HostFields()->AddObject(field);
   if (answer == 0) return field->Name();
   return {};
 }

@@ -18,10 +18,15 @@ namespace {
 
 using automation::Value;
 
+// Set once the thread's module state is gone: an interpreter that outlives it (a host's static
+// object, torn down at exit after the thread's own state) must not touch it any more.
+thread_local bool t_state_gone = false;
+
 struct ModuleState {
   DebugLogSettings settings;
   contract::LogWriterRef log;
   std::u16string ini_file;
+  ~ModuleState() { t_state_gone = true; }
 };
 
 thread_local ModuleState t_state;
@@ -114,7 +119,9 @@ std::int32_t WriteDebugLog(std::u16string_view message) {
   return automation::CLng(log->WriteLogMsg(entry));
 }
 
-void ReleaseDebugLog() noexcept { t_state.log.reset(); }
+void ReleaseDebugLog() noexcept {
+  if (!t_state_gone) t_state.log.reset();
+}
 
 void ResetDebugLog() noexcept {
   t_state.log.reset();

@@ -151,7 +151,7 @@ TEST_F(Lexer, ReadPositionLimitRaisesSubscriptOutOfRangeIntoGetNextCharsTrap) {
   std::int16_t n = Open(u"A");
   auto s = seam();
   s.ReadPosition(n) = 32767;
-  EXPECT_EQ(s.GetNextChar(n), 0xFFFF);
+  EXPECT_EQ(s.GetNextChar(n), InterpreterSeam::kNoChar);
   EXPECT_EQ(s.ReadPosition(n), 32767);
   ASSERT_EQ(errors->Calls().size(), 1u);
   EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: -2147220983 - Subscript out of range");
@@ -165,7 +165,7 @@ TEST_F(Lexer, TextBeyond32766CharactersCannotBeRead) {
   auto s = seam();
   s.ReadPosition(n) = 32766;
   EXPECT_EQ(s.GetNextChar(n), u'B');
-  EXPECT_EQ(s.GetNextChar(n), 0xFFFF);
+  EXPECT_EQ(s.GetNextChar(n), InterpreterSeam::kNoChar);
 }
 
 TEST_F(Lexer, ALiteralOpenAtTheLimitEndsThereInsteadOfLooping) {
@@ -182,7 +182,7 @@ TEST_F(Lexer, PositionBeforeTheTextIsAnInvalidCall) {
   auto s = seam();
   EXPECT_EQ(s.PeekNextWord(n), u"B");
   EXPECT_EQ(s.ReadPosition(n), -1);
-  EXPECT_EQ(s.GetNextChar(n), 0xFFFF);
+  EXPECT_EQ(s.GetNextChar(n), InterpreterSeam::kNoChar);
   ASSERT_EQ(errors->Calls().size(), 1u);
   EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: 5 - Invalid procedure call or argument");
 }

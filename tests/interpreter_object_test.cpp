@@ -180,7 +180,7 @@ TEST_F(InterpreterTest, StrExpressionLetOutsideTheArraysIsTheCallersSubscriptErr
 TEST_F(InterpreterTest, AFailingProcedureReportsElevenArgumentsWith150100FirstAndItsNameLast) {
   auto s = seam();
   s.AddInstance(u"A");
-  EXPECT_EQ(s.GetNextChar(99), 0xFFFF);  // instance 99 is outside the arrays
+  EXPECT_EQ(s.GetNextChar(99), InterpreterSeam::kNoChar);  // instance 99 is outside the arrays
   ASSERT_EQ(errors->Calls().size(), 1u);
   const auto& call = errors->Calls()[0];
   EXPECT_EQ(call[0].Type(), VarType::Long);
@@ -221,7 +221,7 @@ TEST_F(InterpreterTest, AHostThatChangesTheByReferenceArgumentsChangesTheInterpr
 
 TEST_F(InterpreterTest, AnErrorObjectThatAnswersNonZeroStillGetsTheFailureValue) {
   errors->SetResult(Value::Long(1));
-  EXPECT_EQ(seam().GetNextChar(99), 0xFFFF);
+  EXPECT_EQ(seam().GetNextChar(99), InterpreterSeam::kNoChar);
   EXPECT_EQ(errors->Calls().size(), 1u);
 }
 

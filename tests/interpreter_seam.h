@@ -42,9 +42,10 @@ class InterpreterSeam {
   void StopFailing() { i_.fault_injector_ = nullptr; }
 
   // Lexer
-  char16_t GetNextChar(std::int16_t n) { return i_.GetNextChar(n); }
+  static constexpr std::int32_t kNoChar = Interpreter::kNoChar;
+  std::int32_t GetNextChar(std::int16_t n) { return i_.GetNextChar(n); }
   bool PutLastChar(std::int16_t n) { return i_.PutLastChar(n); }
-  char16_t PeekNextChar(std::int16_t n) { return i_.PeekNextChar(n); }
+  std::int32_t PeekNextChar(std::int16_t n) { return i_.PeekNextChar(n); }
   std::u16string GetNextWord(std::int16_t n) { return i_.GetNextWord(n); }
   bool PutLastWord(std::int16_t n, std::u16string_view w) { return i_.PutLastWord(n, w); }
   std::u16string PeekNextWord(std::int16_t n) { return i_.PeekNextWord(n); }
