@@ -1,0 +1,216 @@
+#include "cli/commands.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <string_view>
+
+#include "automation/text.h"
+#include "cli/options.h"
+#include "cli/paths.h"
+#include "cli/session.h"
+#include "cli/text_io.h"
+
+namespace qorvintr::cli {
+
+namespace {
+
+constexpr std::string_view kExampleFields = "document-fields.txt";
+constexpr std::string_view kExampleScripts = "hl7-scripts.txt";
+
+bool IsErrorField(const contract::DataFieldRef& field) {
+  return field && field->Name() == u"Error";
+}
+
+void PrintResultLine(const contract::DataFieldRef& field) {
+  std::u16string line = ResultLine(field);
+  line += u'\n';
+  WriteOut(line);
+}
+
+}  // namespace
+
+int EvalCommand(const std::vector<std::string>& args) {
+  const Options options = ParseOptions(args, "eval", false);
+  if (options.operands.empty()) throw UsageError("eval: a SCRIPT is needed");
+  if (options.operands.size() > 1) {
+    throw UsageError("eval: one SCRIPT only (quote a script that has blanks); got '" +
+                     options.operands[1] + "' too");
+  }
+  Session session(options);
+  contract::DataFieldRef result = session.Run(automation::FromUtf8(options.operands[0]));
+  PrintResultLine(result);
+  if (!result) return 3;
+  return IsErrorField(result) ? 1 : 0;
+}
+
+int BatchCommand(const std::vector<std::string>& args) {
+  const Options options = ParseOptions(args, "batch", false);
+  if (options.operands.size() > 1) {
+    throw UsageError("batch: one FILE only; got '" + options.operands[1] + "' too");
+  }
+  std::vector<std::u16string> lines;
+  if (options.operands.empty() || options.operands[0] == "-") {
+    lines = ReadStandardInputLines();
+  } else {
+    lines = ReadLines(options.operands[0], "batch file");
+  }
+  Session session(options);
+  for (const std::u16string& line : lines) PrintResultLine(session.Run(Unescape(line)));
+  return 0;
+}
+
+namespace {
+
+struct ScriptLine {
+  std::u16string field;
+  std::u16string written;  // as in the file
+  std::u16string script;   // escapes read
+};
+
+std::vector<ScriptLine> ReadScriptsFile(const std::string& path) {
+  std::vector<ScriptLine> scripts;
+  const std::vector<std::u16string> lines = ReadLines(path, "scripts file");
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    std::u16string_view line = lines[i];
+    std::u16string_view content = line;
+    while (!content.empty() && (content.front() == u' ' || content.front() == u'\t')) {
+      content.remove_prefix(1);
+    }
+    if (content.empty() || content.front() == u'#') continue;
+    const std::size_t tab = line.find(u'\t');
+    if (tab == std::u16string_view::npos) {
+      throw UsageError(path + ":" + std::to_string(i + 1) +
+                       ": expected FIELD<TAB>SCRIPT, found no tab");
+    }
+    ScriptLine s;
+    s.field = automation::Trim(line.substr(0, tab));
+    if (s.field.empty()) {
+      throw UsageError(path + ":" + std::to_string(i + 1) + ": no field name before the tab");
+    }
+    s.written = std::u16string(line.substr(tab + 1));
+    s.script = Unescape(s.written);
+    scripts.push_back(std::move(s));
+  }
+  return scripts;
+}
+
+// The bundled example: beside the source tree of a build folder (build/<preset>/qorvintr),
+// or in the current folder.
+std::filesystem::path ExampleFolder(const char* argv0) {
+  std::vector<std::filesystem::path> candidates;
+  const std::filesystem::path exe = ExecutableFolder(argv0);
+  if (!exe.empty()) {
+    candidates.push_back(exe / ".." / ".." / "examples");
+    candidates.push_back(exe / "examples");
+  }
+  candidates.push_back(std::filesystem::path("examples"));
+  std::error_code ec;
+  for (const std::filesystem::path& c : candidates) {
+    if (std::filesystem::is_regular_file(c / kExampleFields, ec) &&
+        std::filesystem::is_regular_file(c / kExampleScripts, ec)) {
+      return c.lexically_normal();
+    }
+  }
+  throw UsageError(
+      "run: the bundled example (examples/document-fields.txt, examples/hl7-scripts.txt) was "
+      "not found; give --fields FILE and --scripts FILE");
+}
+
+// Columns are measured in characters (code points), which is what a terminal shows for the
+// texts of this table.
+std::size_t Width(std::u16string_view text) {
+  std::size_t n = 0;
+  for (char16_t c : text) {
+    if (c < 0xDC00 || c > 0xDFFF) ++n;
+  }
+  return n;
+}
+
+void Pad(std::u16string& line, std::u16string_view text, std::size_t width) {
+  line += text;
+  line.append(width > Width(text) ? width - Width(text) : 0, u' ');
+}
+
+}  // namespace
+
+int RunCommand(const std::vector<std::string>& args, const char* argv0) {
+  Options options = ParseOptions(args, "run", true);
+  if (!options.operands.empty()) {
+    throw UsageError("run: unexpected '" + options.operands[0] +
+                     "' (give files with --fields and --scripts)");
+  }
+  if (options.fields_files.empty()) {
+    const std::string fields_file = PathToUtf8(ExampleFolder(argv0) / kExampleFields);
+    std::vector<FieldDefinition> bundled = ReadFieldsFile(fields_file);
+    // The bundled fields come first, so that --field can change one of them.
+    options.fields.insert(options.fields.begin(), bundled.begin(), bundled.end());
+    options.fields_files.push_back(fields_file);
+  }
+  std::string scripts_file;
+  if (options.scripts) {
+    scripts_file = *options.scripts;
+  } else {
+    scripts_file = PathToUtf8(ExampleFolder(argv0) / kExampleScripts);
+  }
+  const std::vector<ScriptLine> scripts = ReadScriptsFile(scripts_file);
+
+  Session session(options);
+  struct Row {
+    std::u16string field, value, script;
+  };
+  std::vector<Row> rows;
+  rows.reserve(scripts.size());
+  int failed = 0;
+  for (const ScriptLine& s : scripts) {
+    contract::DataFieldRef result = session.Run(s.script);
+    Row row{s.field, {}, s.written};
+    if (!result) {
+      row.value = u"(nothing)";
+    } else if (IsErrorField(result)) {
+      row.value = u"Error";
+      ++failed;
+    } else {
+      row.value = EscapeLine(ValueText(result->Data()));
+    }
+    rows.push_back(std::move(row));
+  }
+
+  Row header{u"FIELD", u"VALUE", u"SCRIPT"};
+  std::size_t field_width = Width(header.field), value_width = Width(header.value);
+  for (const Row& r : rows) {
+    field_width = std::max(field_width, Width(r.field));
+    value_width = std::max(value_width, Width(r.value));
+  }
+  std::u16string out;
+  out += u"Document fields: ";
+  for (std::size_t i = 0; i < options.fields_files.size(); ++i) {
+    if (i > 0) out += u", ";
+    out += automation::FromUtf8(options.fields_files[i]);
+  }
+  out += u" (" + automation::FromUtf8(std::to_string(session.field_count())) + u" fields)\n";
+  out += u"HL7 field scripts: " + automation::FromUtf8(scripts_file) + u" (" +
+         automation::FromUtf8(std::to_string(scripts.size())) + u" scripts)\n\n";
+  auto add_row = [&](const Row& r) {
+    std::u16string line;
+    Pad(line, r.field, field_width + 2);
+    Pad(line, r.value, value_width + 2);
+    line += r.script;
+    while (!line.empty() && line.back() == u' ') line.pop_back();
+    out += line;
+    out += u'\n';
+  };
+  add_row(header);
+  add_row(Row{std::u16string(field_width, u'-'), std::u16string(value_width, u'-'),
+              std::u16string(Width(header.script), u'-')});
+  for (const Row& r : rows) add_row(r);
+  out += u'\n';
+  out += automation::FromUtf8(std::to_string(rows.size())) + u" scripts, " +
+         automation::FromUtf8(std::to_string(failed)) + u" answered Error, " +
+         automation::FromUtf8(std::to_string(session.reported_errors())) +
+         u" errors reported to the host\n";
+  WriteOut(out);
+  return failed > 0 ? 1 : 0;
+}
+
+}  // namespace qorvintr::cli

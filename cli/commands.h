@@ -1,0 +1,15 @@
+#pragma once
+// The commands of qorvintr. Each takes the words after its name, prints its results on
+// standard output and answers the exit status; a usage error is thrown as UsageError.
+
+#include <string>
+#include <vector>
+
+namespace qorvintr::cli {
+
+int EvalCommand(const std::vector<std::string>& args);
+int BatchCommand(const std::vector<std::string>& args);
+// argv0 helps find the bundled example next to the program.
+int RunCommand(const std::vector<std::string>& args, const char* argv0);
+
+}  // namespace qorvintr::cli

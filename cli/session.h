@@ -1,0 +1,67 @@
+#pragma once
+// One host: the data fields, the error object, the debug log's settings and one interpreter,
+// set up from the command's options; scripts run one after the other in it.
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "cli/options.h"
+#include "cli/paths.h"
+#include "components/field_collection.h"
+#include "contract/data_field.h"
+#include "contract/host_error.h"
+#include "interpreter/interpreter.h"
+
+namespace qorvintr::cli {
+
+// The host's error object of the command: prints each ReportError call on standard error when
+// asked to, counts the calls, and answers 0 (the error is cleared).
+class PrintingErrorObject : public contract::HostError {
+ public:
+  explicit PrintingErrorObject(bool print) : print_(print) {}
+  automation::Value ReportError(const automation::Value& code, const automation::Value& text,
+                                const automation::Value& when, const automation::Value& arg4,
+                                const automation::Value& arg5, const automation::Value& arg6,
+                                automation::Value& system, automation::Value& application,
+                                const automation::Value& release, automation::Value& module,
+                                const automation::Value& procedure) override;
+  int calls() const noexcept { return calls_; }
+
+ private:
+  bool print_;
+  int calls_ = 0;
+};
+
+// The line --errors prints for one call: "ReportError: " and the eleven arguments as text,
+// joined by " | " (an omitted argument as the empty text).
+std::u16string ReportErrorLine(const std::array<automation::Value, 11>& arguments);
+
+class Session {
+ public:
+  // Throws UsageError (an unreadable INI file, a temporary INI that cannot be written).
+  explicit Session(const Options& options);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // Runs one script; the data field of its value, or none.
+  contract::DataFieldRef Run(std::u16string script);
+
+  int reported_errors() const noexcept { return errors_->calls(); }
+  std::int32_t field_count() const noexcept { return fields_->Count(); }
+
+ private:
+  std::optional<TemporaryFile> generated_ini_;
+  std::shared_ptr<components::DataFieldCollection> fields_;
+  std::shared_ptr<PrintingErrorObject> errors_;
+  std::unique_ptr<Interpreter> interpreter_;
+  bool clock_fixed_ = false;
+};
+
+// The result line of eval and batch: Name TAB DataType TAB Data (escaped to one line), or the
+// word Nothing.
+std::u16string ResultLine(const contract::DataFieldRef& field);
+
+}  // namespace qorvintr::cli

@@ -1,0 +1,50 @@
+#pragma once
+// The command's edges: escapes that keep one script or one value on one line, reading text files
+// as UTF-8, writing UTF-8, and the text a value is shown as.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "automation/value.h"
+
+namespace qorvintr::cli {
+
+// Reads \r, \n, \t and \\ as carriage return, line feed, tab and backslash. Any other backslash
+// stands for itself, so the integer-division operator "\" can be written as it is (unless a
+// letter r, n or t or a second backslash follows it).
+std::u16string Unescape(std::u16string_view text);
+
+// Writes backslash, tab, carriage return and line feed as \\, \t, \r and \n, so that a value
+// always prints on one line and reads back with Unescape.
+std::u16string EscapeLine(std::u16string_view text);
+
+// The lines of a text file (UTF-8, an optional byte order mark, LF or CR LF line ends). A final
+// line without a line end counts; an empty file has no lines. Throws UsageError when the file
+// cannot be read.
+std::vector<std::u16string> ReadLines(const std::string& path, std::string_view what);
+// The same for standard input.
+std::vector<std::u16string> ReadStandardInputLines();
+
+// A value as the command shows it: the platform's text (CStr); an object through its default
+// member; Empty as the empty text; Null as the word Null; an object reference that is not set as
+// the word Nothing. A value that has no text (a failing default member) shows the error.
+std::u16string ValueText(const automation::Value& value);
+
+// UTF-8 writers (standard output and error), no conversion of line ends.
+void WriteOut(std::u16string_view text);
+void WriteErr(std::u16string_view text);
+void WriteErr(std::string_view utf8);
+
+// The error of the command line: the message is printed on standard error and the command exits
+// with status 2.
+class UsageError {
+ public:
+  explicit UsageError(std::string message) : message_(std::move(message)) {}
+  const std::string& message() const noexcept { return message_; }
+
+ private:
+  std::string message_;
+};
+
+}  // namespace qorvintr::cli
