@@ -1,0 +1,259 @@
+#include "com/dual_object.h"
+
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "com/errors.h"
+
+namespace qorvintr::com {
+
+namespace {
+
+bool SameName(const wchar_t* a, const wchar_t* b, UINT length) noexcept {
+  // Member names are ASCII; the platform matches them without regard to case.
+  for (UINT i = 0; i < length; ++i) {
+    wchar_t x = a[i], y = b[i];
+    if (x >= L'A' && x <= L'Z') x = static_cast<wchar_t>(x + 32);
+    if (y >= L'A' && y <= L'Z') y = static_cast<wchar_t>(y + 32);
+    if (x != y) return false;
+  }
+  return b[length] == 0;
+}
+
+// The names of an interface's own members (not those inherited from IUnknown or IDispatch),
+// read once per type information.
+struct OwnNames {
+  ITypeInfo* info;
+  std::vector<std::pair<std::wstring, MEMBERID>> members;
+};
+
+const OwnNames* NamesOf(ITypeInfo* info) {
+  static std::mutex mutex;
+  static std::vector<std::unique_ptr<OwnNames>> tables;
+  std::lock_guard<std::mutex> lock(mutex);
+  for (const auto& t : tables) {
+    if (t->info == info) return t.get();
+  }
+  auto table = std::make_unique<OwnNames>();
+  table->info = info;
+  TYPEATTR* attr = nullptr;
+  if (FAILED(info->GetTypeAttr(&attr))) return nullptr;
+  const WORD funcs = attr->cFuncs;
+  info->ReleaseTypeAttr(attr);
+  for (WORD i = 0; i < funcs; ++i) {
+    FUNCDESC* fd = nullptr;
+    if (FAILED(info->GetFuncDesc(i, &fd))) continue;
+    const MEMBERID memid = fd->memid;
+    info->ReleaseFuncDesc(fd);
+    BSTR member = nullptr;
+    UINT got = 0;
+    if (FAILED(info->GetNames(memid, &member, 1, &got)) || got == 0) continue;
+    table->members.emplace_back(std::wstring(member, SysStringLen(member)), memid);
+    SysFreeString(member);
+  }
+  tables.push_back(std::move(table));
+  return tables.back().get();
+}
+
+bool OwnMember(ITypeInfo* info, const wchar_t* name, DISPID* id) noexcept {
+  try {
+    const OwnNames* names = NamesOf(info);
+    if (!names) return false;
+    for (const auto& m : names->members) {
+      if (SameName(m.first.c_str(), name, static_cast<UINT>(m.first.size()))) {
+        *id = m.second;
+        return true;
+      }
+    }
+  } catch (...) {
+  }
+  return false;
+}
+
+// The function the call addresses, for its parameter types; null when there is none.
+FUNCDESC* FindFunction(ITypeInfo* info, DISPID id, WORD flags, ITypeInfo2** holder) noexcept {
+  *holder = nullptr;
+  ITypeInfo2* info2 = nullptr;
+  if (FAILED(info->QueryInterface(IID_ITypeInfo2, reinterpret_cast<void**>(&info2)))) {
+    return nullptr;
+  }
+  static constexpr struct {
+    WORD flag;
+    INVOKEKIND kind;
+  } kKinds[] = {{DISPATCH_METHOD, INVOKE_FUNC},
+                {DISPATCH_PROPERTYGET, INVOKE_PROPERTYGET},
+                {DISPATCH_PROPERTYPUT, INVOKE_PROPERTYPUT},
+                {DISPATCH_PROPERTYPUTREF, INVOKE_PROPERTYPUTREF}};
+  for (const auto& k : kKinds) {
+    if (!(flags & k.flag)) continue;
+    UINT index = 0;
+    if (FAILED(info2->GetFuncIndexOfMemId(id, k.kind, &index))) continue;
+    FUNCDESC* fd = nullptr;
+    if (SUCCEEDED(info2->GetFuncDesc(index, &fd))) {
+      *holder = info2;
+      return fd;
+    }
+  }
+  info2->Release();
+  return nullptr;
+}
+
+// The pointed-to type of a by-reference parameter that is not a Variant; VT_EMPTY otherwise.
+VARTYPE ByRefTarget(const ELEMDESC& param) noexcept {
+  const TYPEDESC& t = param.tdesc;
+  if (t.vt != VT_PTR || !t.lptdesc) return VT_EMPTY;
+  switch (t.lptdesc->vt) {
+    case VT_I2: case VT_I4: case VT_R4: case VT_R8: case VT_DATE: case VT_BSTR:
+    case VT_BOOL: case VT_DISPATCH: case VT_UNKNOWN: case VT_ERROR: case VT_I1: case VT_UI1:
+    case VT_UI2: case VT_UI4: case VT_INT: case VT_UINT: case VT_CY:
+      return t.lptdesc->vt;
+    default:
+      return VT_EMPTY;
+  }
+}
+
+bool SameContent(const VARIANT& a, const VARIANT& b) noexcept {
+  if (V_VT(&a) != V_VT(&b)) return false;
+  switch (V_VT(&a)) {
+    case VT_BSTR: {
+      UINT la = SysStringLen(V_BSTR(&a));
+      return la == SysStringLen(V_BSTR(&b)) &&
+             (la == 0 || std::memcmp(V_BSTR(&a), V_BSTR(&b), la * sizeof(OLECHAR)) == 0);
+    }
+    case VT_DISPATCH: return V_DISPATCH(&a) == V_DISPATCH(&b);
+    case VT_UNKNOWN: return V_UNKNOWN(&a) == V_UNKNOWN(&b);
+    default: return std::memcmp(&V_I8(&a), &V_I8(&b), sizeof(LONGLONG)) == 0;
+  }
+}
+
+// A by-reference argument given as a Variant of another type: the method works on a converted
+// copy, which goes back into the caller's Variant when the method changed it.
+struct Converted {
+  VARIANT* caller = nullptr;
+  VARIANT value;
+  VARIANT before;
+};
+
+}  // namespace
+
+HRESULT TypeLibGetIDsOfNames(ITypeInfo* info, LPOLESTR* names, UINT count,
+                             DISPID* ids) noexcept {
+  if (!info) return E_UNEXPECTED;
+  if (!names || !ids) return E_POINTER;
+  if (count == 0) return S_OK;
+  if (count == 1 && names[0]) {
+    DISPID own = DISPID_UNKNOWN;
+    if (OwnMember(info, names[0], &own)) {
+      ids[0] = own;
+      return S_OK;
+    }
+  }
+  return info->GetIDsOfNames(names, count, ids);
+}
+
+HRESULT TypeLibInvoke(ITypeInfo* info, void* instance, DISPID id, WORD flags, DISPPARAMS* params,
+                      VARIANT* result, EXCEPINFO* excep, UINT* arg_error) noexcept {
+  if (!info) return E_UNEXPECTED;
+  if (!params) return E_INVALIDARG;
+  if (excep) std::memset(excep, 0, sizeof(*excep));
+
+  const UINT count = params->cArgs;
+  bool by_ref_variant = false;
+  for (UINT k = 0; k < count && params->rgvarg; ++k) {
+    if (V_VT(&params->rgvarg[k]) == (VT_BYREF | VT_VARIANT)) by_ref_variant = true;
+  }
+
+  DISPPARAMS adapted = *params;
+  std::unique_ptr<VARIANT[]> args;
+  std::unique_ptr<Converted[]> converted;
+  UINT converted_count = 0;
+  ITypeInfo2* holder = nullptr;
+  FUNCDESC* fd = by_ref_variant ? FindFunction(info, id, flags, &holder) : nullptr;
+  if (fd) {
+    args.reset(new (std::nothrow) VARIANT[count]);
+    converted.reset(new (std::nothrow) Converted[count]);
+    if (!args || !converted) {
+      holder->ReleaseFuncDesc(fd);
+      holder->Release();
+      return E_OUTOFMEMORY;
+    }
+    // Shallow copies: the caller keeps owning its arguments.
+    std::memcpy(args.get(), params->rgvarg, count * sizeof(VARIANT));
+    const UINT named = params->cNamedArgs;
+    for (UINT k = 0; k < count; ++k) {
+      VARIANT& arg = args[k];
+      if (V_VT(&arg) != (VT_BYREF | VT_VARIANT) || !V_VARIANTREF(&arg)) continue;
+      int p = -1;
+      if (k < named) {
+        DISPID n = params->rgdispidNamedArgs[k];
+        p = (n == DISPID_PROPERTYPUT) ? fd->cParams - 1 : static_cast<int>(n);
+      } else {
+        p = static_cast<int>(count - 1 - k);
+      }
+      if (p < 0 || p >= fd->cParams) continue;
+      const VARTYPE target = ByRefTarget(fd->lprgelemdescParam[p]);
+      if (target == VT_EMPTY) continue;
+      VARIANT* inner = V_VARIANTREF(&arg);
+      while (V_VT(inner) == (VT_BYREF | VT_VARIANT) && V_VARIANTREF(inner)) {
+        inner = V_VARIANTREF(inner);
+      }
+      if (V_VT(inner) & VT_BYREF) continue;
+      if (V_VT(inner) == target) {
+        // The method works on the caller's variable itself.
+        V_VT(&arg) = static_cast<VARTYPE>(VT_BYREF | target);
+        V_BYREF(&arg) = &V_I8(inner);
+        continue;
+      }
+      Converted& c = converted[converted_count];
+      VariantInit(&c.value);
+      VariantInit(&c.before);
+      HRESULT hr = S_OK;
+      if (target == VT_DISPATCH && (V_VT(inner) == VT_EMPTY)) {
+        // An unset variable is Nothing.
+        V_VT(&c.value) = VT_DISPATCH;
+        V_DISPATCH(&c.value) = nullptr;
+      } else {
+        hr = VariantChangeTypeEx(&c.value, inner, 1033, VARIANT_ALPHABOOL, target);
+      }
+      if (FAILED(hr) || FAILED(VariantCopy(&c.before, &c.value))) {
+        VariantClear(&c.value);
+        VariantClear(&c.before);
+        continue;  // the type library's own rules answer this argument
+      }
+      c.caller = inner;
+      ++converted_count;
+      V_VT(&arg) = static_cast<VARTYPE>(VT_BYREF | target);
+      V_BYREF(&arg) = &V_I8(&c.value);
+    }
+    adapted.rgvarg = args.get();
+  }
+
+  HRESULT hr = info->Invoke(instance, id, flags, &adapted, result, excep, arg_error);
+
+  for (UINT i = 0; i < converted_count; ++i) {
+    Converted& c = converted[i];
+    if (SUCCEEDED(hr) && !SameContent(c.value, c.before)) {
+      VARIANT copy;
+      VariantInit(&copy);
+      if (SUCCEEDED(VariantCopy(&copy, &c.value))) {
+        VariantClear(c.caller);
+        *c.caller = copy;
+      }
+    }
+    VariantClear(&c.value);
+    VariantClear(&c.before);
+  }
+  if (fd) {
+    holder->ReleaseFuncDesc(fd);
+    holder->Release();
+  }
+  if (hr == DISP_E_EXCEPTION && excep) FillExcepInfo(excep, excep->scode);
+  return hr;
+}
+
+}  // namespace qorvintr::com

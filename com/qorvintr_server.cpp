@@ -1,0 +1,203 @@
+// QorvIntr.dll: the class QorvIntr.Interpreter. The COM object holds one interpreter and
+// forwards every member of _Interpreter to it. The interpreter's own failures are answers (a
+// False, an "Error" field); only a caller's mistake (an index outside the instance arrays for
+// strExpression) or running out of memory fails the call.
+#include <windows.h>
+#include <initguid.h>
+
+#include "QorvIntr.h"
+
+#include <iterator>
+#include <string>
+
+#include "com/creators.h"
+#include "com/dispatch_client.h"
+#include "com/dual_object.h"
+#include "com/errors.h"
+#include "com/server.h"
+#include "com/variant.h"
+#include "interpreter/interpreter.h"
+
+namespace qorvintr::com {
+
+namespace {
+
+// Writes the text back into a caller's by-reference BSTR when it changed.
+HRESULT WriteBack(BSTR* target, const std::u16string& text) {
+  if (BstrView(*target) == text) return S_OK;
+  BSTR replacement = ToBstr(text);
+  SysFreeString(*target);
+  *target = replacement;
+  return S_OK;
+}
+
+class InterpreterObject final : public DualObject<_Interpreter> {
+ public:
+  InterpreterObject() : DualObject(IID__Interpreter) { InterpreterCreated(); }
+
+  // ---- _Interpreter, in slot order --------------------------------------------------------
+  HRESULT STDMETHODCALLTYPE get_Release(BSTR* ret) override {
+    return Text(ret, [&] { return engine_.Release(); });
+  }
+  HRESULT STDMETHODCALLTYPE get_Major(BSTR* ret) override {
+    return Text(ret, [&] { return engine_.Major(); });
+  }
+  HRESULT STDMETHODCALLTYPE get_Minor(BSTR* ret) override {
+    return Text(ret, [&] { return engine_.Minor(); });
+  }
+  HRESULT STDMETHODCALLTYPE get_Revision(BSTR* ret) override {
+    return Text(ret, [&] { return engine_.Revision(); });
+  }
+  HRESULT STDMETHODCALLTYPE putref_objError(IDispatch* vData) override {
+    return Guard([&] {
+      engine_.SetObjError(AdaptHostError(vData));
+      return S_OK;
+    });
+  }
+  HRESULT STDMETHODCALLTYPE get_objError(IDispatch** ret) override {
+    if (!ret) return E_POINTER;
+    *ret = nullptr;
+    return Guard([&] {
+      *ret = ToDispatch(engine_.objError());
+      return S_OK;
+    });
+  }
+  HRESULT STDMETHODCALLTYPE put_strExpression(short* intIndex, BSTR vData) override {
+    if (!intIndex) return E_POINTER;
+    return Guard([&] {
+      std::int16_t index = *intIndex;
+      engine_.SetStrExpression(index, FromBstr(vData));
+      *intIndex = index;
+      return S_OK;
+    });
+  }
+  HRESULT STDMETHODCALLTYPE putref_DataFields(IDispatch* vData) override {
+    return Guard([&] {
+      engine_.SetDataFields(AdaptDataFields(vData));
+      return S_OK;
+    });
+  }
+  HRESULT STDMETHODCALLTYPE get_DataFields(IDispatch** ret) override {
+    if (!ret) return E_POINTER;
+    *ret = nullptr;
+    return Guard([&] {
+      *ret = ToDispatch(engine_.DataFields());
+      return S_OK;
+    });
+  }
+  HRESULT STDMETHODCALLTYPE Init(IDispatch** objDataFields, IDispatch** objError,
+                                 BSTR* strSystem, BSTR* strApplication,
+                                 VARIANT_BOOL* ret) override {
+    if (!objDataFields || !objError || !strSystem || !strApplication || !ret) return E_POINTER;
+    *ret = VARIANT_FALSE;
+    return Guard([&] {
+      contract::DataFieldsRef fields = AdaptDataFields(*objDataFields);
+      contract::HostErrorRef errors = AdaptHostError(*objError);
+      const contract::DataFieldsRef fields_before = fields;
+      const contract::HostErrorRef errors_before = errors;
+      std::u16string system = FromBstr(*strSystem);
+      std::u16string application = FromBstr(*strApplication);
+      bool done = engine_.Init(fields, errors, system, application);
+      // By reference: what the interpreter changed reaches the caller's variables.
+      if (fields != fields_before) Replace(objDataFields, ToDispatch(fields));
+      if (errors != errors_before) Replace(objError, ToDispatch(errors));
+      WriteBack(strSystem, system);
+      WriteBack(strApplication, application);
+      *ret = done ? VARIANT_TRUE : VARIANT_FALSE;
+      return S_OK;
+    });
+  }
+  HRESULT STDMETHODCALLTYPE RealizeRegularExpression(BSTR* strExpression,
+                                                     IDispatch** ret) override {
+    if (!strExpression || !ret) return E_POINTER;
+    *ret = nullptr;
+    return Guard([&] {
+      std::u16string text = FromBstr(*strExpression);
+      contract::DataFieldRef field = engine_.RealizeRegularExpression(text);
+      WriteBack(strExpression, text);
+      *ret = ToDispatch(field);
+      return S_OK;
+    });
+  }
+  HRESULT STDMETHODCALLTYPE get_g_orlina_ini_filename(BSTR* ret) override {
+    return Text(ret, [&] { return engine_.g_orlina_ini_filename; });
+  }
+  HRESULT STDMETHODCALLTYPE put_g_orlina_ini_filename(BSTR value) override {
+    return Guard([&] {
+      engine_.g_orlina_ini_filename = FromBstr(value);
+      return S_OK;
+    });
+  }
+  HRESULT STDMETHODCALLTYPE put_OrlinaIniFilename(BSTR* vData) override {
+    if (!vData) return E_POINTER;
+    return Guard([&] {
+      std::u16string text = FromBstr(*vData);
+      engine_.SetOrlinaIniFilename(text);
+      return WriteBack(vData, text);
+    });
+  }
+  HRESULT STDMETHODCALLTYPE get_OrlinaIniFilename(BSTR* ret) override {
+    return Text(ret, [&] { return engine_.OrlinaIniFilename(); });
+  }
+  HRESULT STDMETHODCALLTYPE ResetMemory() override {
+    engine_.ResetMemory();
+    return S_OK;
+  }
+
+ private:
+  // The objects the engine made do not need the kept factories.
+  ~InterpreterObject() override { InterpreterDestroyed(); }
+
+  template <class Body>
+  HRESULT Guard(Body&& body) noexcept {
+    try {
+      return body();
+    } catch (...) {
+      return ReturnCurrentError(IID__Interpreter);
+    }
+  }
+  template <class Body>
+  HRESULT Text(BSTR* ret, Body&& body) noexcept {
+    if (!ret) return E_POINTER;
+    *ret = nullptr;
+    return Guard([&] {
+      *ret = ToBstr(body());
+      return S_OK;
+    });
+  }
+  static void Replace(IDispatch** target, IDispatch* replacement) noexcept {
+    if (*target) (*target)->Release();
+    *target = replacement;
+  }
+
+  Interpreter engine_;
+};
+
+HRESULT CreateInterpreter(REFIID iid, void** object) {
+  RegisterComCreators();
+  return CreateObjectOf<InterpreterObject>(iid, object);
+}
+
+const ClassEntry kClasses[] = {
+    {&CLSID_Interpreter, L"QorvIntr.Interpreter", L"QorvIntr.Interpreter", &CreateInterpreter},
+};
+
+}  // namespace
+
+}  // namespace qorvintr::com
+
+using qorvintr::com::kClasses;
+
+extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
+  return qorvintr::com::GetClassObject(kClasses, std::size(kClasses), clsid, iid, object);
+}
+
+extern "C" HRESULT STDAPICALLTYPE DllCanUnloadNow() { return qorvintr::com::CanUnloadNow(); }
+
+extern "C" HRESULT STDAPICALLTYPE DllRegisterServer() {
+  return qorvintr::com::RegisterServer(kClasses, std::size(kClasses));
+}
+
+extern "C" HRESULT STDAPICALLTYPE DllUnregisterServer() {
+  return qorvintr::com::UnregisterServer(kClasses, std::size(kClasses));
+}

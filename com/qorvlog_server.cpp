@@ -1,0 +1,96 @@
+// QorvLog.dll: the logging component "QorvLog.Log", the stock rotating log file writer.
+#include <windows.h>
+#include <initguid.h>
+
+#include "QorvLog.h"
+
+#include <iterator>
+#include <string>
+
+#include "automation/convert.h"
+#include "com/dual_object.h"
+#include "com/errors.h"
+#include "com/server.h"
+#include "com/variant.h"
+#include "components/log_writer.h"
+
+namespace qorvintr::com {
+
+namespace {
+
+class LogObject final : public DualObject<_Log> {
+ public:
+  LogObject() : DualObject(IID__Log) {}
+
+  HRESULT STDMETHODCALLTYPE Init(BSTR application_key, BSTR kind, BSTR* path,
+                                 short number_of_logs, LONG* log_size, VARIANT_BOOL append,
+                                 BSTR* separator, BSTR title, LONG* ret) override {
+    if (!path || !log_size || !separator || !ret) return E_POINTER;
+    *ret = 0;
+    return Guard([&] {
+      std::u16string p = FromBstr(*path);
+      std::u16string s = FromBstr(*separator);
+      std::int32_t size = *log_size;
+      automation::Value answer =
+          writer_.Init(BstrView(application_key), BstrView(kind), p, number_of_logs, size,
+                       append != VARIANT_FALSE, s, BstrView(title));
+      *ret = automation::CLng(answer);
+      WriteBack(path, p);
+      WriteBack(separator, s);
+      *log_size = size;
+      return S_OK;
+    });
+  }
+  HRESULT STDMETHODCALLTYPE WriteLogMsg(BSTR message, LONG* ret) override {
+    if (!ret) return E_POINTER;
+    *ret = 0;
+    return Guard([&] {
+      *ret = automation::CLng(writer_.WriteLogMsg(BstrView(message)));
+      return S_OK;
+    });
+  }
+
+ private:
+  ~LogObject() override = default;
+
+  template <class Body>
+  static HRESULT Guard(Body&& body) noexcept {
+    try {
+      return body();
+    } catch (...) {
+      return ReturnCurrentError(IID__Log);
+    }
+  }
+  static void WriteBack(BSTR* target, const std::u16string& text) {
+    if (BstrView(*target) == text) return;
+    BSTR replacement = ToBstr(text);
+    SysFreeString(*target);
+    *target = replacement;
+  }
+
+  components::RotatingLogWriter writer_;
+};
+
+const ClassEntry kClasses[] = {
+    {&CLSID_Log, L"QorvLog.Log", L"QorvLog.Log", &CreateObjectOf<LogObject>},
+};
+
+}  // namespace
+
+}  // namespace qorvintr::com
+
+using qorvintr::com::kClasses;
+
+extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
+  return qorvintr::com::GetClassObject(kClasses, std::size(kClasses), clsid, iid, object);
+}
+
+extern "C" HRESULT STDAPICALLTYPE DllCanUnloadNow() { return qorvintr::com::CanUnloadNow(); }
+
+extern "C" HRESULT STDAPICALLTYPE DllRegisterServer() {
+  return qorvintr::com::RegisterServer(kClasses, std::size(kClasses));
+}
+
+extern "C" HRESULT STDAPICALLTYPE DllUnregisterServer() {
+  return qorvintr::com::UnregisterServer(kClasses, std::size(kClasses));
+}

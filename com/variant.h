@@ -1,0 +1,82 @@
+#pragma once
+// Value <-> VARIANT, one to one: Empty, Null, Integer (VT_I2), Long (VT_I4), Single (VT_R4),
+// Double (VT_R8), Date (VT_DATE, the serial as is), String (VT_BSTR, UTF-16 as is, embedded
+// zeros and lone surrogates kept), Boolean (VT_BOOL, True is -1), Error (VT_ERROR, so an omitted
+// argument stays DISP_E_PARAMNOTFOUND) and Object (VT_DISPATCH).
+//
+// Objects: an adapter over a host's IDispatch gives back that IDispatch; one of our own native
+// objects is wrapped in a small IDispatch of its own, and that wrapper unwraps again to the same
+// native object. A VARIANT of a kind Value lacks is taken as the nearest kind (bytes as Integer,
+// unsigned and 64-bit integers as Long when they fit else Double, Currency and Decimal as
+// Double); arrays and records raise 458.
+
+#include <windows.h>
+#include <oleauto.h>
+
+#include <string>
+#include <string_view>
+
+#include "automation/value.h"
+
+namespace qorvintr::com {
+
+static_assert(sizeof(wchar_t) == sizeof(char16_t), "BSTR text is UTF-16");
+
+inline const wchar_t* WideOf(const std::u16string& s) noexcept {
+  return reinterpret_cast<const wchar_t*>(s.c_str());
+}
+inline const wchar_t* WideOf(std::u16string_view s) noexcept {
+  return reinterpret_cast<const wchar_t*>(s.data());
+}
+
+// A new BSTR of the text (never null: the empty text is an empty BSTR). Throws std::bad_alloc.
+BSTR ToBstr(std::u16string_view text);
+// The text of a BSTR (a null BSTR is the empty text).
+std::u16string FromBstr(BSTR b);
+inline std::u16string_view BstrView(BSTR b) noexcept {
+  return b ? std::u16string_view(reinterpret_cast<const char16_t*>(b), SysStringLen(b))
+           : std::u16string_view();
+}
+
+// Writes the value into out, which must hold nothing (VT_EMPTY or cleared). Throws.
+void ToVariant(const automation::Value& value, VARIANT* out);
+// The value of a VARIANT, by-reference ones followed. Throws AutomationError (458) for kinds
+// Value cannot hold.
+automation::Value FromVariant(const VARIANT& v);
+
+// The IDispatch that stands for an object (null for none), AddRef'd for the caller.
+IDispatch* ToDispatch(const automation::ObjectRef& object);
+// The object an IDispatch stands for: our own native object when it is one of our wrappers,
+// otherwise a late-bound adapter (a data field adapter, which answers the default member too).
+automation::ObjectRef FromDispatch(IDispatch* dispatch);
+
+// RAII holders.
+class Bstr {
+ public:
+  Bstr() = default;
+  explicit Bstr(std::u16string_view text) : b_(ToBstr(text)) {}
+  ~Bstr() { SysFreeString(b_); }
+  Bstr(const Bstr&) = delete;
+  Bstr& operator=(const Bstr&) = delete;
+  BSTR get() const noexcept { return b_; }
+  BSTR* address() noexcept { return &b_; }
+
+ private:
+  BSTR b_ = nullptr;
+};
+
+class Variant {
+ public:
+  Variant() noexcept { VariantInit(&v_); }
+  ~Variant() { VariantClear(&v_); }
+  Variant(const Variant&) = delete;
+  Variant& operator=(const Variant&) = delete;
+  VARIANT* get() noexcept { return &v_; }
+  const VARIANT& operator*() const noexcept { return v_; }
+  void Clear() noexcept { VariantClear(&v_); }
+
+ private:
+  VARIANT v_;
+};
+
+}  // namespace qorvintr::com
