@@ -1,0 +1,215 @@
+// The whole-script corpus (tests/scripts/*.cases) run through the library: one test per case.
+// Each case gets a fresh interpreter over the stock data fields, a recording error object and a
+// recording log, with the debug log switched on through a throwaway INI file and the clock fixed;
+// the result line and every ReportError call and log entry, in the order they happen, must be
+// exactly as the case says.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "automation/convert.h"
+#include "automation/datetime.h"
+#include "automation/text.h"
+#include "components/data_field.h"
+#include "components/error_recorder.h"
+#include "components/field_collection.h"
+#include "contract/creation.h"
+#include "contract/log_writer.h"
+#include "interpreter/interpreter.h"
+#include "interpreter_seam.h"
+#include "scripts/case_file.h"
+#include "support/debug_log.h"
+#include "support_temp_folder.h"
+
+namespace qorvintr::scripts {
+// Test names already carry the case; a failure names it rather than dumping its bytes.
+void PrintTo(const Case& c, std::ostream* os) { *os << c.family << ":" << c.name; }
+}  // namespace qorvintr::scripts
+
+namespace qorvintr::testing_support {
+namespace {
+
+using automation::Value;
+using scripts::Case;
+using scripts::Event;
+
+std::filesystem::path CorpusFolder() {
+#ifdef QORVINTR_SCRIPTS_DIR
+  return std::filesystem::path(QORVINTR_SCRIPTS_DIR);
+#else
+  return std::filesystem::path(__FILE__).parent_path() / "scripts";
+#endif
+}
+
+const std::vector<Case>& Corpus() {
+  static const std::vector<Case> corpus = scripts::ReadCorpus(CorpusFolder());
+  return corpus;
+}
+
+std::string Utf8(std::u16string_view s) { return automation::ToUtf8(s); }
+
+// A value as the command prints it: the platform's text, an object through its default member,
+// Empty as the empty text, Null as "Null".
+std::string ValueText(const Value& v) {
+  try {
+    Value d = automation::Dereference(v);
+    if (d.IsNull()) return "Null";
+    if (d.IsEmpty()) return "";
+    if (d.IsMissing()) return "";
+    return Utf8(automation::CStr(d));
+  } catch (const automation::AutomationError& e) {
+    return "<error " + std::to_string(e.Number()) + ">";
+  }
+}
+
+// The log object: every entry goes into the shared list of what happened.
+class EventLog : public contract::LogWriter {
+ public:
+  explicit EventLog(std::vector<Event>& events) : events_(events) {}
+  Value Init(std::u16string_view, std::u16string_view, std::u16string&, std::int16_t,
+             std::int32_t&, bool, std::u16string&, std::u16string_view) override {
+    return Value::Long(0);
+  }
+  Value WriteLogMsg(std::u16string_view text) override {
+    events_.push_back({Event::kLog, Utf8(text)});
+    return Value::Long(0);
+  }
+
+ private:
+  std::vector<Event>& events_;
+};
+
+// Writes the fields of a case into the collection, typed as the fields file types them.
+void AddField(components::DataFieldCollection& fields, const std::string& line) {
+  scripts::FieldLine f;
+  std::string why;
+  ASSERT_TRUE(scripts::ParseFieldLine(line, f, why)) << line << ": " << why;
+  Value text = Value::String(automation::FromUtf8(f.value));
+  Value data;
+  if (f.type == "String" || f.type == "Variant") data = text;
+  else if (f.type == "Long") data = Value::Long(automation::CLng(text));
+  else if (f.type == "Integer") data = Value::Integer(automation::CInt(text));
+  else if (f.type == "Boolean") data = Value::Boolean(automation::CBool(text));
+  else if (f.type == "Single") data = Value::Single(automation::CSng(text));
+  else if (f.type == "Double") data = Value::Double(automation::CDbl(text));
+  else if (f.type == "Date") data = Value::Date(automation::CDate(text));
+  fields.Add(automation::FromUtf8(f.name), data, automation::FromUtf8(f.type));
+}
+
+std::string Describe(const std::vector<Event>& events) {
+  std::string out;
+  for (const Event& e : events) {
+    out += e.kind == Event::kError ? "  error: " : "  log: ";
+    out += scripts::Escape(e.text);
+    out += "\n";
+  }
+  return out.empty() ? "  (nothing)\n" : out;
+}
+
+class ScriptCorpus : public ::testing::TestWithParam<Case> {
+ protected:
+  void SetUp() override {
+    support::modDebugLog::ResetDebugLog();
+    automation::SetClock([] { return scripts::kNowSerial; });
+    contract::RegisterCreator(contract::kLogProgId,
+                              [this] { return std::make_shared<EventLog>(events_); });
+    contract::RegisterCreator(contract::kDataFieldProgId,
+                              [] { return std::make_shared<components::DataFieldObject>(); });
+  }
+  void TearDown() override {
+    interpreter_.reset();
+    contract::UnregisterCreator(contract::kLogProgId);
+    contract::UnregisterCreator(contract::kDataFieldProgId);
+    support::modDebugLog::ResetDebugLog();
+    automation::SetClock({});
+  }
+
+  std::vector<Event> events_;
+  std::unique_ptr<Interpreter> interpreter_;
+};
+
+TEST_P(ScriptCorpus, Runs) {
+  const Case& c = GetParam();
+  ASSERT_TRUE(c.parse_error.empty()) << c.parse_error;
+  SCOPED_TRACE(c.file + ":" + std::to_string(c.line) + " case " + c.name);
+
+  TempFolder folder;
+  std::u16string ini = folder.Write("host.ini", scripts::IniText(c)).u16string();
+
+  auto fields = std::make_shared<components::DataFieldCollection>();
+  for (const std::string& line : c.field_lines) {
+    AddField(*fields, line);
+    if (HasFatalFailure()) return;
+  }
+  std::vector<std::u16string> host_names;
+  for (const auto& entry : fields->Fields()) host_names.push_back(entry.key);
+
+  auto errors = std::make_shared<components::ErrorRecorder>();
+  errors->SetByReferenceHook([&](Value&, Value&, Value&) {
+    const auto& call = errors->Calls().back();
+    std::string text;
+    for (std::size_t i = 0; i < 11; ++i) {
+      if (i) text += " | ";
+      text += ValueText(call[i]);
+    }
+    events_.push_back({Event::kError, text});
+  });
+
+  interpreter_ = std::make_unique<Interpreter>();
+  interpreter_->SetOrlinaIniFilename(ini);
+  contract::DataFieldsRef f = fields;
+  contract::HostErrorRef e = errors;
+  std::u16string system = automation::FromUtf8(scripts::kSystem);
+  std::u16string application = automation::FromUtf8(scripts::kApplication);
+  ASSERT_TRUE(interpreter_->Init(f, e, system, application));
+
+  std::vector<Event> expected;
+  if (c.logging) expected.push_back({Event::kLog, scripts::BannerEntry(Utf8(interpreter_->Release()))});
+  expected.insert(expected.end(), c.events.begin(), c.events.end());
+
+  const std::u16string original = automation::FromUtf8(c.script);
+  std::u16string script = original;
+  contract::DataFieldRef result = interpreter_->RealizeRegularExpression(script);
+
+  std::string line = "Nothing";
+  if (result) line = Utf8(result->Name()) + "\t" + Utf8(result->DataType()) + "\t" + ValueText(result->Data());
+  EXPECT_EQ(scripts::Escape(line), scripts::Escape(c.result)) << "result line";
+
+  bool same = events_.size() == expected.size();
+  for (std::size_t i = 0; same && i < expected.size(); ++i) {
+    same = events_[i].kind == expected[i].kind && events_[i].text == expected[i].text;
+  }
+  EXPECT_TRUE(same) << "reported errors and log entries\nexpected:\n"
+                    << Describe(expected) << "actual:\n"
+                    << Describe(events_);
+
+  // Every run closes the instance it opened, trims the caller's script in place and leaves only
+  // the host's own fields behind.
+  EXPECT_EQ(InterpreterSeam(*interpreter_).InstanceCounter(), -1) << "instance counter";
+  EXPECT_EQ(Utf8(script), Utf8(automation::Trim(original))) << "the caller's script";
+  std::vector<std::u16string> left;
+  for (const auto& entry : fields->Fields()) left.push_back(entry.key);
+  EXPECT_EQ(left, host_names) << "fields left in the collection";
+}
+
+std::string CaseName(const ::testing::TestParamInfo<Case>& info) {
+  return info.param.family + "_" + info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Scripts, ScriptCorpus, ::testing::ValuesIn(Corpus()), CaseName);
+
+TEST(ScriptCorpusFiles, HoldEnoughWellFormedCases) {
+  std::size_t good = 0;
+  for (const Case& c : Corpus()) {
+    EXPECT_TRUE(c.parse_error.empty()) << c.parse_error;
+    if (c.parse_error.empty()) ++good;
+  }
+  EXPECT_GE(good, 150u) << "cases in " << CorpusFolder().string();
+}
+
+}  // namespace
+}  // namespace qorvintr::testing_support
