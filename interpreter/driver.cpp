@@ -186,6 +186,10 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& str
       RemoveAutoDataFieldNameFromList(name);
     });
   }
+  // The level's slots are all free again. Starting its next run at the first slot keeps a host
+  // that never resets from growing the table (and its 16-bit slot count) run after run until
+  // temporaries could no longer be recorded and would stay in its collection.
+  if (instance >= 0 && instance <= 15) close_step([&] { HoldTop(instance) = -1; });
   close_step([&] { instance_counter_ = Add16(instance_counter_, -1); });
   close_step([&] { InstanceStack(instance).EmptyStack(); });
   return result;

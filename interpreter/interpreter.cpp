@@ -201,15 +201,14 @@ void Interpreter::ResetMemory() noexcept {
     step([&] { AutoNameList(i).clear(); });
   }
   for (std::int32_t i = 0; i <= 15; ++i) step([&] { HoldTop(i) = -1; });
-  step([&] {
-    std::int32_t upper = stacks_.UBound();
+  // Entries never used hold no stack; emptying one would fail and be skipped, so they are
+  // simply passed over.
+  if (stacks_.IsDimensioned()) {
+    const std::int32_t upper = stacks_.UBound();
     for (std::int32_t i = 0; i <= upper; ++i) {
-      step([&] {
-        if (!stacks_(i)) automation::Raise(automation::err::ObjectVariableNotSet);
-        stacks_(i)->EmptyStack();
-      });
+      if (stacks_(i)) stacks_(i)->EmptyStack();
     }
-  });
+  }
   stacks_.Erase();
 }
 
