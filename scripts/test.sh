@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs every test: installs what it needs (as root, with apt-get), then builds and tests the
-# Linux build, the sanitizer build and the Windows cross build (checked under Wine).
+# Linux build, the sanitizer build and the Windows cross build (checked under Wine), then builds
+# the benchmarks and fuzzes the interpreter for a minute.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -16,6 +17,8 @@ install_packages() {
   command -v clang++ >/dev/null || need+=(clang)
   [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev libgmock-dev)
   [ -f /usr/include/benchmark/benchmark.h ] || need+=(libbenchmark-dev)
+  [ -f /usr/include/lua5.4/lua.h ] || need+=(liblua5.4-dev)
+  command -v pkg-config >/dev/null || need+=(pkg-config)
   command -v x86_64-w64-mingw32-g++-posix >/dev/null || need+=(g++-mingw-w64-x86-64)
   command -v x86_64-w64-mingw32-widl >/dev/null || need+=(mingw-w64-tools)
   command -v wine >/dev/null || need+=(wine wine64)
@@ -42,7 +45,8 @@ oracle_dir=$root/build/windows/tests/oracle
 
 log "Linux build"
 cmake --preset default $werror -DQORVINTR_ORACLE_EXE="$oracle_dir/oracle_win.exe" \
-  -DQORVINTR_ORACLE_OURS_EXE="$oracle_dir/oracle_ours.exe" >/dev/null
+  -DQORVINTR_ORACLE_OURS_EXE="$oracle_dir/oracle_ours.exe" \
+  -DQORVINTR_COM_DIR="$root/build/windows/com" >/dev/null
 cmake --build --preset default -j "$jobs"
 
 log "Linux tests (unit tests and the Wine oracle)"
@@ -54,5 +58,34 @@ cmake --build --preset asan -j "$jobs"
 
 log "AddressSanitizer + UBSan tests"
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --preset asan -j "$jobs" -E oracle
+
+log "Benchmarks build (Release + Google Benchmark, with the Lua 5.4 comparison); one quick figure"
+cmake --preset bench $werror >/dev/null
+cmake --build --preset bench -j "$jobs" --target qorvintr_bench
+"$root/build/bench/bench/qorvintr_bench" --benchmark_filter='^Script/Operators/FieldPlusNumber$' \
+  --benchmark_min_time=0.05
+
+log "Fuzzing: libFuzzer with ASan + UBSan over arbitrary scripts, 60 seconds"
+# -O1 instead of the preset's -O0 for more executions per second; still a debug build.
+cmake --preset fuzz $werror -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" >/dev/null
+cmake --build --preset fuzz -j "$jobs" --target fuzz_scripts
+fuzz_run=$root/build/fuzz/run
+rm -rf "$fuzz_run"
+mkdir -p "$fuzz_run/corpus" "$fuzz_run/findings"
+fuzz_rc=0
+"$root/build/fuzz/fuzz/fuzz_scripts" -max_total_time=60 -timeout=10 -print_final_stats=1 \
+  -dict="$root/fuzz/scripts.dict" -artifact_prefix="$fuzz_run/findings/" \
+  "$fuzz_run/corpus" "$root/fuzz/corpus" >"$fuzz_run/fuzz.log" 2>&1 || fuzz_rc=$?
+grep -a -E '^#[0-9]+[[:space:]]+(INITED|DONE)' "$fuzz_run/fuzz.log" || true
+grep -a -E '^stat::(number_of_executed_units|average_exec_per_sec|new_units_added|peak_rss_mb)' \
+  "$fuzz_run/fuzz.log" || true
+if [ "$fuzz_rc" -ne 0 ]; then
+  echo "fuzzing found a problem (exit $fuzz_rc); the end of its log ($fuzz_run/fuzz.log):" >&2
+  grep -a -v -E '^#[0-9]+[[:space:]]+(NEW|REDUCE|pulse)' "$fuzz_run/fuzz.log" | tail -40 >&2
+  echo "findings: $(ls "$fuzz_run/findings")" >&2
+  echo "replay one: $root/build/fuzz/fuzz/fuzz_scripts $fuzz_run/findings/<file>" >&2
+  exit 1
+fi
+echo "fuzzing: no finding"
 
 log "all tests passed"

@@ -121,6 +121,21 @@ TEST_F(FuzzRegressions, DeeplyNestedIfConditionsLeaveNoTemporaryBehind) {
 // Each IF in a condition is one more nested run of the driver, with no bound but the length of
 // the script: a script within the 32766-character limit recursed deep enough to overflow a
 // 1 MB thread stack (the platform's default for a host's thread).
+// The hold table's slots of a level are given back only by ResetMemory, and their count is a
+// 16-bit number. A host that never resets fills level 0 after about 32767 temporaries (here
+// eleven runs of a 1000-term sum, 2998 temporaries each): AddNameToHoldArray then overflows
+// (error 6, reported), and every temporary made after that stayed in the host's collection.
+TEST_F(FuzzRegressions, AHostThatNeverResetsLeavesNoTemporaryBehindWhenTheHoldTableIsFull) {
+  std::u16string sum = u"1";
+  for (int i = 1; i < 1000; ++i) sum += u" + 1";
+  const std::int32_t count = fields->Count();
+  for (int run = 1; run <= 12; ++run) {
+    std::u16string script = sum;
+    interpreter->RealizeRegularExpression(script);
+    ASSERT_EQ(fields->Count(), count) << "after run " << run;
+  }
+}
+
 struct DeepIfRun {
   contract::DataFieldsRef fields;
   contract::HostErrorRef errors;
