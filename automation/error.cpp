@@ -69,8 +69,17 @@ AutomationError::AutomationError(std::int32_t number, std::u16string source,
                                  std::u16string description)
     : number_(number),
       source_(std::move(source)),
-      description_(description.empty() ? DefaultDescription(number) : std::move(description)) {
-  what_ = "error " + std::to_string(number_) + ": " + ToUtf8(description_);
+      description_(description.empty() ? DefaultDescription(number) : std::move(description)) {}
+
+const char* AutomationError::what() const noexcept {
+  if (what_.empty()) {
+    try {
+      what_ = "error " + std::to_string(number_) + ": " + ToUtf8(description_);
+    } catch (...) {
+      return "automation error";
+    }
+  }
+  return what_.c_str();
 }
 
 void Raise(std::int32_t number, std::u16string source, std::u16string description) {

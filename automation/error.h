@@ -44,13 +44,14 @@ class AutomationError : public std::exception {
   std::int32_t Number() const noexcept { return number_; }
   const std::u16string& Source() const noexcept { return source_; }
   const std::u16string& Description() const noexcept { return description_; }
-  const char* what() const noexcept override { return what_.c_str(); }
+  // The message in UTF-8, made when first asked for (raising stays cheap).
+  const char* what() const noexcept override;
 
  private:
   std::int32_t number_;
   std::u16string source_;
   std::u16string description_;
-  std::string what_;
+  mutable std::string what_;
 };
 
 [[noreturn]] void Raise(std::int32_t number, std::u16string source = {},
