@@ -116,6 +116,30 @@ ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
   }
   if (i == n) return ScanStatus::Mismatch;
 
+  // After the digits: blanks (and, after a decimal number, its separators), a sign the lead did
+  // not give and the ")" of a leading "(". False for anything else or a "(" left open without a
+  // sign to stand for; a trailing "-" is kept in trail_minus.
+  bool trail_minus = false;
+  auto trail_ok = [&](bool separators) {
+    bool closed = false;
+    for (; i < n; ++i) {
+      const char16_t c = text[i];
+      if (IsBlank(c) || (separators && (c == sym.thousands || c == sym.currency))) continue;
+      if (c == u'+') {
+        if (lead_plus) return false;
+      } else if (c == u'-') {
+        if (lead_minus) return false;
+        trail_minus = true;
+      } else if (c == u')') {
+        if (!paren) return false;
+        closed = true;
+      } else {
+        return false;
+      }
+    }
+    return !(paren && !closed && !lead_minus && !trail_minus);
+  };
+
   if (text[i] == u'&') {
     if (lead_currency || i + 1 >= n) return ScanStatus::Mismatch;
     const char16_t kind = text[i + 1];
@@ -135,24 +159,7 @@ ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
         if (value > 0xFFFFFFFFull) wide = true;
       }
     }
-    if (!any) return ScanStatus::Mismatch;
-    bool closed = false, trail_minus = false;
-    for (; i < n; ++i) {
-      const char16_t c = text[i];
-      if (IsBlank(c)) continue;
-      if (c == u'+') {
-        if (lead_plus) return ScanStatus::Mismatch;
-      } else if (c == u'-') {
-        if (lead_minus) return ScanStatus::Mismatch;
-        trail_minus = true;
-      } else if (c == u')') {
-        if (!paren) return ScanStatus::Mismatch;
-        closed = true;
-      } else {
-        return ScanStatus::Mismatch;
-      }
-    }
-    if (paren && !closed && !lead_minus && !trail_minus) return ScanStatus::Mismatch;
+    if (!any || !trail_ok(false)) return ScanStatus::Mismatch;
     if (wide) return ScanStatus::Overflow;
     out.radix = true;
     out.radix_value = static_cast<std::uint32_t>(value);
@@ -201,24 +208,7 @@ ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
     }
   }
   if (!any_digit || (exp && !exp_digit)) return ScanStatus::Mismatch;
-
-  bool trail_minus = false, closed = false;
-  for (; i < n; ++i) {
-    const char16_t c = text[i];
-    if (IsBlank(c) || c == sym.thousands || c == sym.currency) continue;
-    if (c == u'+') {
-      if (lead_plus) return ScanStatus::Mismatch;
-    } else if (c == u'-') {
-      if (lead_minus) return ScanStatus::Mismatch;
-      trail_minus = true;
-    } else if (c == u')') {
-      if (!paren) return ScanStatus::Mismatch;
-      closed = true;
-    } else {
-      return ScanStatus::Mismatch;
-    }
-  }
-  if (paren && !closed && !lead_minus && !trail_minus) return ScanStatus::Mismatch;
+  if (!trail_ok(true)) return ScanStatus::Mismatch;
 
   out.negative = lead_minus || trail_minus || paren;
   out.digit_count = count;
@@ -523,6 +513,20 @@ double CheckDate(double serial) {
   return serial;
 }
 
+// The value IsNumeric and IsDate look at: an object's default member (kept in `deref`), or the
+// value itself. Null for Nothing or an object without a default member: such an object is
+// neither numeric nor a date.
+const Value* TestedValue(const Value& in, Value& deref) {
+  if (!in.IsObject()) return &in;
+  if (!in.GetObject()) return nullptr;
+  try {
+    deref = Dereference(in);
+  } catch (const AutomationError&) {
+    return nullptr;
+  }
+  return &deref;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -686,18 +690,10 @@ Value ChangeType(const Value& in, VarType to) {
 }
 
 bool IsNumeric(const Value& in) {
-  const Value* p = &in;
+  // An object is numeric when its default member is; one that has none is not.
   Value deref;
-  if (in.IsObject()) {
-    // An object is numeric when its default member is; one that has none is not.
-    if (!in.GetObject()) return false;
-    try {
-      deref = Dereference(in);
-    } catch (const AutomationError&) {
-      return false;
-    }
-    p = &deref;
-  }
+  const Value* p = TestedValue(in, deref);
+  if (!p) return false;
   switch (p->Type()) {
     case VarType::Empty:
     case VarType::Boolean:
@@ -715,17 +711,9 @@ bool IsNumeric(const Value& in) {
 }
 
 bool IsDate(const Value& in) {
-  const Value* p = &in;
   Value deref;
-  if (in.IsObject()) {
-    if (!in.GetObject()) return false;
-    try {
-      deref = Dereference(in);
-    } catch (const AutomationError&) {
-      return false;
-    }
-    p = &deref;
-  }
+  const Value* p = TestedValue(in, deref);
+  if (!p) return false;
   switch (p->Type()) {
     case VarType::Date: return true;
     case VarType::String: return ParseDate(p->GetString()).has_value();

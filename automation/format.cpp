@@ -240,25 +240,19 @@ Token NextToken(std::u16string_view s, std::size_t i) noexcept {
     default: break;
   }
   const char16_t lc = ToLowerAscii(c);
+  // A run of one letter in either case, up to `most` long; the token's count is the length taken.
+  auto letters = [&](Tok k, std::size_t most) {
+    const std::size_t n = RunLength(s, i, lc);
+    const std::size_t take = n > most ? most : n;
+    return make(k, take, static_cast<int>(take));
+  };
   switch (lc) {
     case u'e':
       if (i + 1 < s.size() && (s[i + 1] == u'+' || s[i + 1] == u'-')) return make(Tok::Exponent, 2);
       return make(Tok::Char, 1);
-    case u'd': {
-      const std::size_t n = RunLength(s, i, u'd');
-      const std::size_t take = n > 7 ? 7 : n;
-      return make(Tok::Day, take, static_cast<int>(take));
-    }
-    case u'w': {
-      const std::size_t n = RunLength(s, i, u'w');
-      const std::size_t take = n > 2 ? 2 : n;
-      return make(Tok::Week, take, static_cast<int>(take));
-    }
-    case u'm': {
-      const std::size_t n = RunLength(s, i, u'm');
-      const std::size_t take = n > 5 ? 5 : n;
-      return make(Tok::Month, take, static_cast<int>(take));
-    }
+    case u'd': return letters(Tok::Day, 7);
+    case u'w': return letters(Tok::Week, 2);
+    case u'm': return letters(Tok::Month, 5);
     case u'q': return make(Tok::Quarter, 1);
     case u'y': {
       const std::size_t n = RunLength(s, i, u'y');
@@ -266,21 +260,9 @@ Token NextToken(std::u16string_view s, std::size_t i) noexcept {
       const std::size_t take = n == 4 ? 4 : (n >= 2 ? 2 : 1);
       return make(Tok::Year, take, static_cast<int>(take));
     }
-    case u'h': {
-      const std::size_t n = RunLength(s, i, u'h');
-      const std::size_t take = n > 2 ? 2 : n;
-      return make(Tok::Hour, take, static_cast<int>(take));
-    }
-    case u'n': {
-      const std::size_t n = RunLength(s, i, u'n');
-      const std::size_t take = n > 2 ? 2 : n;
-      return make(Tok::Minute, take, static_cast<int>(take));
-    }
-    case u's': {
-      const std::size_t n = RunLength(s, i, u's');
-      const std::size_t take = n > 2 ? 2 : n;
-      return make(Tok::Second, take, static_cast<int>(take));
-    }
+    case u'h': return letters(Tok::Hour, 2);
+    case u'n': return letters(Tok::Minute, 2);
+    case u's': return letters(Tok::Second, 2);
     case u'c': return make(Tok::GeneralDate, 1);
     case u't': {
       const std::size_t n = RunLength(s, i, u't');

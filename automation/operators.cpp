@@ -22,6 +22,17 @@ const Value& Operand(const Value& v, Value& holder) {
   return holder;
 }
 
+// Runs an arithmetic operator's body `f` on both operands taken as values; Null on either side
+// makes the result Null before any kind is looked at.
+template <typename F>
+Value UnlessNull(const Value& a0, const Value& b0, F f) {
+  Value ha, hb;
+  const Value& a = Operand(a0, ha);
+  const Value& b = Operand(b0, hb);
+  if (a.IsNull() || b.IsNull()) return Value::Null();
+  return f(a, b);
+}
+
 // The arithmetic class of an operand, in the order the result kind is decided. A text counts as
 // a Double (it is converted with the number parser); Empty counts as a 16-bit zero that yields
 // to the other side's kind.
@@ -162,22 +173,20 @@ Value NumericArithmetic(Op op, const Value& a, const Value& b) {
 }
 
 Value Arithmetic(Op op, const Value& a0, const Value& b0) {
-  Value ha, hb;
-  const Value& a = Operand(a0, ha);
-  const Value& b = Operand(b0, hb);
-  if (a.IsNull() || b.IsNull()) return Value::Null();
-  if (op == Op::Add) {
-    // "+" joins texts; Empty beside a text is the empty text.
-    if (a.IsString() && (b.IsString() || b.IsEmpty())) {
-      if (b.IsEmpty()) return a;
-      std::u16string joined;
-      joined.reserve(a.GetString().size() + b.GetString().size());
-      joined.append(a.GetString()).append(b.GetString());
-      return Value::String(std::move(joined));
+  return UnlessNull(a0, b0, [op](const Value& a, const Value& b) -> Value {
+    if (op == Op::Add) {
+      // "+" joins texts; Empty beside a text is the empty text.
+      if (a.IsString() && (b.IsString() || b.IsEmpty())) {
+        if (b.IsEmpty()) return a;
+        std::u16string joined;
+        joined.reserve(a.GetString().size() + b.GetString().size());
+        joined.append(a.GetString()).append(b.GetString());
+        return Value::String(std::move(joined));
+      }
+      if (a.IsEmpty() && b.IsString()) return b;
     }
-    if (a.IsEmpty() && b.IsString()) return b;
-  }
-  return NumericArithmetic(op, a, b);
+    return NumericArithmetic(op, a, b);
+  });
 }
 
 // A whole number for "\": rounded half to even, 32-bit range or overflow.
@@ -253,48 +262,44 @@ Value Subtract(const Value& a, const Value& b) { return Arithmetic(Op::Subtract,
 Value Multiply(const Value& a, const Value& b) { return Arithmetic(Op::Multiply, a, b); }
 
 Value Divide(const Value& a0, const Value& b0) {
-  Value ha, hb;
-  const Value& a = Operand(a0, ha);
-  const Value& b = Operand(b0, hb);
-  if (a.IsNull() || b.IsNull()) return Value::Null();
-  const Cls ca = ClassOf(a);
-  const Cls cb = ClassOf(b);
+  return UnlessNull(a0, b0, [](const Value& a, const Value& b) -> Value {
+    const Cls ca = ClassOf(a);
+    const Cls cb = ClassOf(b);
 
-  // Single only when the other side is at most 16-bit or a Single; everything else is Double.
-  const bool single = (ca == Cls::Single && (IsSmall(cb) || cb == Cls::Single)) ||
-                      (cb == Cls::Single && IsSmall(ca));
-  if (single) {
-    const float x = SingleOf(a), y = SingleOf(b);
-    // Zero by zero has no value: the platform calls it an overflow.
+    // Single only when the other side is at most 16-bit or a Single; everything else is Double.
+    const bool single = (ca == Cls::Single && (IsSmall(cb) || cb == Cls::Single)) ||
+                        (cb == Cls::Single && IsSmall(ca));
+    if (single) {
+      const float x = SingleOf(a), y = SingleOf(b);
+      // Zero by zero has no value: the platform calls it an overflow.
+      if (y == 0) Raise(x == 0 ? err::Overflow : err::DivisionByZero);
+      const float r = x / y;
+      if (std::isinf(r)) Raise(err::Overflow);
+      return Value::Single(r);
+    }
+    const double x = DoubleOf(a), y = DoubleOf(b);
     if (y == 0) Raise(x == 0 ? err::Overflow : err::DivisionByZero);
-    const float r = x / y;
-    if (std::isinf(r)) Raise(err::Overflow);
-    return Value::Single(r);
-  }
-  const double x = DoubleOf(a), y = DoubleOf(b);
-  if (y == 0) Raise(x == 0 ? err::Overflow : err::DivisionByZero);
-  return FiniteDouble(x / y);
+    return FiniteDouble(x / y);
+  });
 }
 
 Value IntegerDivide(const Value& a0, const Value& b0) {
-  Value ha, hb;
-  const Value& a = Operand(a0, ha);
-  const Value& b = Operand(b0, hb);
-  if (a.IsNull() || b.IsNull()) return Value::Null();
-  const Cls ca = ClassOf(a);
-  const Cls cb = ClassOf(b);
+  return UnlessNull(a0, b0, [](const Value& a, const Value& b) -> Value {
+    const Cls ca = ClassOf(a);
+    const Cls cb = ClassOf(b);
 
-  if (IsSmall(ca) && IsSmall(cb)) {
-    const std::int32_t x = WholeOf(a), y = WholeOf(b);
+    if (IsSmall(ca) && IsSmall(cb)) {
+      const std::int32_t x = WholeOf(a), y = WholeOf(b);
+      if (y == 0) Raise(err::DivisionByZero);
+      // The 16-bit quotient is kept to 16 bits, as the platform does (-32768 \ -1 stays -32768).
+      return Value::Integer(static_cast<std::int16_t>(x / y));
+    }
+    const std::int32_t x = LongForDivision(a);
+    const std::int32_t y = LongForDivision(b);
     if (y == 0) Raise(err::DivisionByZero);
-    // The 16-bit quotient is kept to 16 bits, as the platform does (-32768 \ -1 stays -32768).
-    return Value::Integer(static_cast<std::int16_t>(x / y));
-  }
-  const std::int32_t x = LongForDivision(a);
-  const std::int32_t y = LongForDivision(b);
-  if (y == 0) Raise(err::DivisionByZero);
-  if (x == std::numeric_limits<std::int32_t>::min() && y == -1) Raise(err::Overflow);
-  return Value::Long(x / y);
+    if (x == std::numeric_limits<std::int32_t>::min() && y == -1) Raise(err::Overflow);
+    return Value::Long(x / y);
+  });
 }
 
 Value Concatenate(const Value& a0, const Value& b0) {

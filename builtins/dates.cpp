@@ -29,6 +29,16 @@ std::u16string TraceText(const Value& value) {
   return value.IsNull() ? std::u16string() : automation::CStr(value);
 }
 
+// The two dates DateCompare works with, one line each, as both of its traces end.
+void AppendBothDates(std::u16string& trace, double dte1, double dte2) {
+  trace += kCrLf;
+  trace += u"dte1: ";
+  trace += automation::DateToText(dte1);
+  trace += kCrLf;
+  trace += u"dte2: ";
+  trace += automation::DateToText(dte2);
+}
+
 }  // namespace
 
 Value Interpreter::RemoveCommas(const Value& vntText) {
@@ -106,12 +116,7 @@ std::int16_t Interpreter::DateCompare(Value& vntDate1, Value& vntDate2) {
         trace += kCrLf;
         trace += u"date2: ";
         trace += TraceText(vntDate2);
-        trace += kCrLf;
-        trace += u"dte1: ";
-        trace += automation::DateToText(dte1);
-        trace += kCrLf;
-        trace += u"dte2: ";
-        trace += automation::DateToText(dte2);
+        AppendBothDates(trace, dte1, dte2);
         modDebugLog::WriteDebugLog(trace);
       } catch (...) {
       }
@@ -146,12 +151,7 @@ std::int16_t Interpreter::DateCompare(Value& vntDate1, Value& vntDate2) {
       std::u16string trace = u"Interpreter - DateCompare";
       trace += kCrLf;
       trace += u"(After Comparison)";
-      trace += kCrLf;
-      trace += u"dte1: ";
-      trace += automation::DateToText(dte1);
-      trace += kCrLf;
-      trace += u"dte2: ";
-      trace += automation::DateToText(dte2);
+      AppendBothDates(trace, dte1, dte2);
       trace += kCrLf;
       trace += u"Result: ";
       trace += NumberText(result);
