@@ -207,10 +207,24 @@ void DispatchClient::Put(Member member, const Value& value) {
 }
 
 void DispatchClient::PutText(Member member, std::u16string_view text) {
+  InvokeWithText(member, DISPATCH_PROPERTYPUT, text, nullptr);
+}
+
+void DispatchClient::InvokeWithText(Member member, WORD flags, std::u16string_view text,
+                                    VARIANT* result) {
   Args<1> args;
   V_BSTR(&args.v[0]) = ToBstr(text);
   V_VT(&args.v[0]) = VT_BSTR;
-  Invoke(Id(member), DISPATCH_PROPERTYPUT, args.v, 1, nullptr);
+  Invoke(Id(member), flags, args.v, 1, result);
+}
+
+void DispatchClient::InvokeWithTextByRef(Member member, WORD flags, std::u16string& text,
+                                         VARIANT* result) {
+  TextByRef arg(text);
+  Args<1> args;
+  arg.Bind(&args.v[0]);
+  Invoke(Id(member), flags, args.v, 1, result);
+  arg.WriteBack(text);
 }
 
 std::u16string DispatchClient::TypeInfoName() const {
@@ -252,11 +266,8 @@ contract::DataFieldRef DataFieldResult(const VARIANT& result) {
 // ---- Keyed collection -----------------------------------------------------------------------
 
 contract::DataFieldRef DispatchKeyedCollection::Item(std::u16string_view key) {
-  Args<1> args;
-  V_BSTR(&args.v[0]) = ToBstr(key);
-  V_VT(&args.v[0]) = VT_BSTR;
   Variant result;
-  Invoke(Id(Member::Item), kGetFlags, args.v, 1, result.get());
+  InvokeWithText(Member::Item, kGetFlags, key, result.get());
   return DataFieldResult(*result);
 }
 
@@ -270,22 +281,14 @@ std::u16string DispatchKeyedCollection::ClassName() const {
 // ---- DataFields -----------------------------------------------------------------------------
 
 contract::DataFieldRef DispatchDataFields::Item(std::u16string& name) {
-  TextByRef arg_name(name);
-  Args<1> args;
-  arg_name.Bind(&args.v[0]);
   Variant result;
-  Invoke(Id(Member::Item), kGetFlags, args.v, 1, result.get());
-  arg_name.WriteBack(name);
+  InvokeWithTextByRef(Member::Item, kGetFlags, name, result.get());
   return DataFieldResult(*result);
 }
 
 bool DispatchDataFields::Exists(std::u16string& name) {
-  TextByRef arg_name(name);
-  Args<1> args;
-  arg_name.Bind(&args.v[0]);
   Variant result;
-  Invoke(Id(Member::Exists), kGetFlags, args.v, 1, result.get());
-  arg_name.WriteBack(name);
+  InvokeWithTextByRef(Member::Exists, kGetFlags, name, result.get());
   if (V_VT(result.get()) == VT_BOOL) return V_BOOL(result.get()) != VARIANT_FALSE;
   return automation::CBool(FromVariant(*result));
 }
@@ -314,11 +317,7 @@ std::int16_t DispatchDataFields::AddObject(contract::DataFieldRef& field) {
 }
 
 void DispatchDataFields::Remove(std::u16string& name) {
-  TextByRef arg_name(name);
-  Args<1> args;
-  arg_name.Bind(&args.v[0]);
-  Invoke(Id(Member::Remove), DISPATCH_METHOD, args.v, 1, nullptr);
-  arg_name.WriteBack(name);
+  InvokeWithTextByRef(Member::Remove, DISPATCH_METHOD, name, nullptr);
 }
 
 contract::KeyedCollectionRef DispatchDataFields::mCol() {
@@ -401,11 +400,8 @@ Value DispatchLogWriter::Init(std::u16string_view application_key, std::u16strin
 }
 
 Value DispatchLogWriter::WriteLogMsg(std::u16string_view text) {
-  Args<1> args;
-  V_BSTR(&args.v[0]) = ToBstr(text);
-  V_VT(&args.v[0]) = VT_BSTR;
   Variant result;
-  Invoke(Id(Member::WriteLogMsg), kGetFlags, args.v, 1, result.get());
+  InvokeWithText(Member::WriteLogMsg, kGetFlags, text, result.get());
   return FromVariant(*result);
 }
 

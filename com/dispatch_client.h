@@ -74,6 +74,10 @@ class DispatchClient {
   std::u16string GetText(Member member);
   void Put(Member member, const automation::Value& value);
   void PutText(Member member, std::u16string_view text);
+  // A call with one text argument passed by value (VT_BSTR); result may be null.
+  void InvokeWithText(Member member, WORD flags, std::u16string_view text, VARIANT* result);
+  // The same with the text passed by reference: what the callee leaves in it is written back.
+  void InvokeWithTextByRef(Member member, WORD flags, std::u16string& text, VARIANT* result);
   // The class name the object's type information gives ("DataField" for "_DataField"); empty
   // when it has none.
   std::u16string TypeInfoName() const;

@@ -8,7 +8,6 @@
 
 #include "QorvDFld.h"
 
-#include <iterator>
 #include <memory>
 #include <new>
 #include <string>
@@ -85,47 +84,41 @@ class DataFieldObject final : public DualObject<_DataField> {
     });
   }
   HRESULT STDMETHODCALLTYPE put_Data(VARIANT value) override {
-    return Guard(IID__DataField, [&] {
-      field_->SetData(FromVariant(value));
-      return S_OK;
-    });
+    return Set([&] { field_->SetData(FromVariant(value)); });
   }
   HRESULT STDMETHODCALLTYPE putref_Data(IDispatch* value) override {
-    return Guard(IID__DataField, [&] {
-      field_->SetData(Value::Object(FromDispatch(value)));
-      return S_OK;
-    });
+    return Set([&] { field_->SetData(Value::Object(FromDispatch(value))); });
   }
   HRESULT STDMETHODCALLTYPE get_DataType(BSTR* ret) override {
     return Text(ret, [&] { return field_->DataType(); });
   }
   HRESULT STDMETHODCALLTYPE put_DataType(BSTR value) override {
-    return Guard(IID__DataField, [&] {
-      field_->SetDataType(FromBstr(value));
-      return S_OK;
-    });
+    return Set([&] { field_->SetDataType(FromBstr(value)); });
   }
   HRESULT STDMETHODCALLTYPE get_Name(BSTR* ret) override {
     return Text(ret, [&] { return field_->NameRef(); });
   }
   HRESULT STDMETHODCALLTYPE put_Name(BSTR value) override {
-    return Guard(IID__DataField, [&] {
-      field_->SetName(FromBstr(value));
-      return S_OK;
-    });
+    return Set([&] { field_->SetName(FromBstr(value)); });
   }
   HRESULT STDMETHODCALLTYPE get_DataClass(BSTR* ret) override {
     return Text(ret, [&] { return field_->DataClass(); });
   }
   HRESULT STDMETHODCALLTYPE put_DataClass(BSTR value) override {
-    return Guard(IID__DataField, [&] {
-      field_->SetDataClass(FromBstr(value));
-      return S_OK;
-    });
+    return Set([&] { field_->SetDataClass(FromBstr(value)); });
   }
 
  private:
   ~DataFieldObject() override = default;
+
+  // Runs a property's setter under the guard.
+  template <class Body>
+  HRESULT Set(Body&& body) noexcept {
+    return Guard(IID__DataField, [&] {
+      body();
+      return S_OK;
+    });
+  }
 
   template <class Body>
   HRESULT Text(BSTR* ret, Body&& body) noexcept {
@@ -389,18 +382,4 @@ const ClassEntry kClasses[] = {
 
 }  // namespace qorvintr::com
 
-using qorvintr::com::kClasses;
-
-extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
-  return qorvintr::com::GetClassObject(kClasses, std::size(kClasses), clsid, iid, object);
-}
-
-extern "C" HRESULT STDAPICALLTYPE DllCanUnloadNow() { return qorvintr::com::CanUnloadNow(); }
-
-extern "C" HRESULT STDAPICALLTYPE DllRegisterServer() {
-  return qorvintr::com::RegisterServer(kClasses, std::size(kClasses));
-}
-
-extern "C" HRESULT STDAPICALLTYPE DllUnregisterServer() {
-  return qorvintr::com::UnregisterServer(kClasses, std::size(kClasses));
-}
+QORVINTR_COM_SERVER_EXPORTS(qorvintr::com::kClasses)

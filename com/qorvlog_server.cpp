@@ -4,7 +4,6 @@
 
 #include "QorvLog.h"
 
-#include <iterator>
 #include <string>
 
 #include "automation/convert.h"
@@ -79,18 +78,4 @@ const ClassEntry kClasses[] = {
 
 }  // namespace qorvintr::com
 
-using qorvintr::com::kClasses;
-
-extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
-  return qorvintr::com::GetClassObject(kClasses, std::size(kClasses), clsid, iid, object);
-}
-
-extern "C" HRESULT STDAPICALLTYPE DllCanUnloadNow() { return qorvintr::com::CanUnloadNow(); }
-
-extern "C" HRESULT STDAPICALLTYPE DllRegisterServer() {
-  return qorvintr::com::RegisterServer(kClasses, std::size(kClasses));
-}
-
-extern "C" HRESULT STDAPICALLTYPE DllUnregisterServer() {
-  return qorvintr::com::UnregisterServer(kClasses, std::size(kClasses));
-}
+QORVINTR_COM_SERVER_EXPORTS(qorvintr::com::kClasses)

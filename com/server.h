@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <iterator>
 #include <new>
 
 namespace qorvintr::com {
@@ -104,3 +105,20 @@ HRESULT RegisterServer(const ClassEntry* classes, std::size_t count) noexcept;
 HRESULT UnregisterServer(const ClassEntry* classes, std::size_t count) noexcept;
 
 }  // namespace qorvintr::com
+
+// The four entry points of exports.def, over the DLL's table of classes (an array, named with
+// its namespace). Use once, at global scope, in the server's own source.
+#define QORVINTR_COM_SERVER_EXPORTS(classes)                                                     \
+  extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid,              \
+                                                      LPVOID* object) {                         \
+    return ::qorvintr::com::GetClassObject(classes, std::size(classes), clsid, iid, object);   \
+  }                                                                                             \
+  extern "C" HRESULT STDAPICALLTYPE DllCanUnloadNow() {                                        \
+    return ::qorvintr::com::CanUnloadNow();                                                     \
+  }                                                                                             \
+  extern "C" HRESULT STDAPICALLTYPE DllRegisterServer() {                                      \
+    return ::qorvintr::com::RegisterServer(classes, std::size(classes));                       \
+  }                                                                                             \
+  extern "C" HRESULT STDAPICALLTYPE DllUnregisterServer() {                                    \
+    return ::qorvintr::com::UnregisterServer(classes, std::size(classes));                     \
+  }
