@@ -465,7 +465,9 @@ double TextToWhole(std::u16string_view text, RadixWidth width) {
 
 // A value for a whole-number kind: already rounded (half to even) and finite, or not a number.
 double WholeOf(const Value& in, RadixWidth width) {
-  const Value v = in.IsObject() ? Dereference(in) : in;
+  // Only an object is copied (its default member); any other value is read in place.
+  Value deref;
+  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
   switch (v.Type()) {
     case VarType::Empty: return 0;
     case VarType::Null: Raise(err::InvalidUseOfNull);
@@ -559,7 +561,9 @@ double RoundHalfEven(double d) noexcept {
 }
 
 std::u16string CStr(const Value& in) {
-  const Value v = in.IsObject() ? Dereference(in) : in;
+  // Only an object is copied (its default member); any other value is read in place.
+  Value deref;
+  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
   switch (v.Type()) {
     case VarType::Empty: return {};
     case VarType::Null: Raise(err::InvalidUseOfNull);
@@ -577,7 +581,9 @@ std::u16string CStr(const Value& in) {
 }
 
 bool CBool(const Value& in) {
-  const Value v = in.IsObject() ? Dereference(in) : in;
+  // Only an object is copied (its default member); any other value is read in place.
+  Value deref;
+  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
   switch (v.Type()) {
     case VarType::Empty: return false;
     case VarType::Null: Raise(err::InvalidUseOfNull);
@@ -617,7 +623,9 @@ float CSng(const Value& v) {
 }
 
 double CDbl(const Value& in) {
-  const Value v = in.IsObject() ? Dereference(in) : in;
+  // Only an object is copied (its default member); any other value is read in place.
+  Value deref;
+  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
   switch (v.Type()) {
     case VarType::Empty: return 0;
     case VarType::Null: Raise(err::InvalidUseOfNull);
@@ -635,7 +643,9 @@ double CDbl(const Value& in) {
 }
 
 double CDate(const Value& in) {
-  const Value v = in.IsObject() ? Dereference(in) : in;
+  // Only an object is copied (its default member); any other value is read in place.
+  Value deref;
+  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
   switch (v.Type()) {
     case VarType::Empty: return 0;
     case VarType::Null: Raise(err::InvalidUseOfNull);
@@ -667,7 +677,9 @@ Value ChangeType(const Value& in, VarType to) {
     if (in.IsObject()) return in;
     Raise(err::TypeMismatch);
   }
-  const Value v = in.IsObject() ? Dereference(in) : in;
+  // Only an object is copied (its default member); any other value is read in place.
+  Value deref;
+  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
   if (v.Type() == to) return v;
   if (v.Type() == VarType::Error) Raise(err::TypeMismatch);
   switch (to) {

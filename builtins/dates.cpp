@@ -1,5 +1,6 @@
 // DateCompare and DateCat: compare two dates to -1, 0 or 1 (with a trace in the debug log), and
 // join a date field and a time field into one date/time temporary.
+#include <optional>
 #include <string>
 
 #include "automation/convert.h"
@@ -37,6 +38,21 @@ void AppendBothDates(std::u16string& trace, double dte1, double dte2) {
   trace += kCrLf;
   trace += u"dte2: ";
   trace += automation::DateToText(dte2);
+}
+
+// CDate with its errors ignored (zero then). A text that is neither a date nor a number, such
+// as a field's name, is the usual case here: it is answered without raising and catching.
+double DateOrZero(const Value& value) noexcept {
+  if (value.IsString()) {
+    // CDate's own first reading of a text.
+    if (std::optional<double> date = automation::ParseDate(value.GetString())) return *date;
+    if (!automation::ParseNumber(value.GetString())) return 0;
+  }
+  try {
+    return automation::CDate(value);
+  } catch (...) {
+    return 0;
+  }
 }
 
 }  // namespace
@@ -99,14 +115,8 @@ std::int16_t Interpreter::DateCompare(Value& vntDate1, Value& vntDate2) {
     // trace is written under the same indulgence.
     double dte1 = 0;
     double dte2 = 0;
-    try {
-      dte1 = automation::CDate(vntDate1);
-    } catch (...) {
-    }
-    try {
-      dte2 = automation::CDate(vntDate2);
-    } catch (...) {
-    }
+    dte1 = DateOrZero(vntDate1);
+    dte2 = DateOrZero(vntDate2);
     if (modDebugLog::IsDebugLogEnabled()) {
       try {
         std::u16string trace = u"Interpreter - DateCompare";

@@ -132,8 +132,11 @@ bool Interpreter::Init(contract::DataFieldsRef& objDataFields, contract::HostErr
 
 bool Interpreter::AddOperator(std::u16string strOperators) {
   return Trapped(u"AddOperator", kNoReport, false, [&] {
+    // Each append either happens whole or not at all: the set follows the list exactly.
     operator_list_ += u", ";
+    operator_chars_.Mark(u", ");
     operator_list_ += strOperators;
+    operator_chars_.Mark(strOperators);
     return true;
   });
 }
@@ -141,7 +144,9 @@ bool Interpreter::AddOperator(std::u16string strOperators) {
 bool Interpreter::AddDelimiter(std::u16string strDelimiters) {
   return Trapped(u"AddDelimiter", kNoReport, false, [&] {
     delimiter_list_ += u", ";
+    delimiter_chars_.Mark(u", ");
     delimiter_list_ += strDelimiters;
+    delimiter_chars_.Mark(strDelimiters);
     return true;
   });
 }
@@ -237,14 +242,6 @@ support::Stack& Interpreter::InstanceStack(std::int16_t intInstance) {
   support::StackRef& stack = stacks_(intInstance);
   if (!stack) automation::Raise(automation::err::ObjectVariableNotSet);
   return *stack;
-}
-
-const std::u16string& Interpreter::InstanceText(std::int16_t intInstance) const {
-  return expression_texts_(intInstance);
-}
-
-std::int16_t& Interpreter::ReadPosition(std::int16_t intInstance) {
-  return read_positions_(intInstance);
 }
 
 // ---- The error trap -------------------------------------------------------------------------

@@ -61,9 +61,10 @@ class Interpreter {
   // description to the debug log, reports to the host as <reported> unless that is empty, and
   // answers failure. An error raised by the handler itself (a failing error object or log)
   // reaches the caller's own trap, as it does on the platform.
-  template <class Result, class Body>
-  Result Trapped(std::u16string_view title, std::u16string_view reported, Result failure,
-                 Body&& body);
+  // The titles are taken as given (mostly literals) and measured only when used: the traps run
+  // around every character the lexer reads.
+  template <class Result, class Title, class Reported, class Body>
+  Result Trapped(const Title& title, const Reported& reported, Result failure, Body&& body);
   void HandleError(std::u16string_view title, std::u16string_view reported,
                    const support::TrappedError& error);
 
@@ -150,8 +151,11 @@ class Interpreter {
   // The same through the collection underneath (its mCol).
   contract::DataFieldRef MColField(std::u16string_view name) const;
   support::Stack& InstanceStack(std::int16_t intInstance);
-  const std::u16string& InstanceText(std::int16_t intInstance) const;
-  std::int16_t& ReadPosition(std::int16_t intInstance);
+  // Asked for every character read: inline.
+  const std::u16string& InstanceText(std::int16_t intInstance) const {
+    return expression_texts_(intInstance);
+  }
+  std::int16_t& ReadPosition(std::int16_t intInstance) { return read_positions_(intInstance); }
 
   // ---- State, in the order of declaration -------------------------------------------------
   support::DynArray<std::u16string> expression_texts_;
@@ -161,6 +165,19 @@ class Interpreter {
   std::u16string function_list_upper_;  // the function list upper-cased, for IsFunction
   std::u16string delimiter_list_;
   std::u16string operator_list_;
+  // Which ASCII characters occur in the two lists above, for the one-character questions the
+  // lexer asks of every character. The lists only grow, so a character once marked stays.
+  struct AsciiSet {
+    std::uint64_t bits[2] = {0, 0};
+    void Mark(std::u16string_view text) noexcept {
+      for (char16_t c : text) {
+        if (c < 128) bits[c >> 6] |= std::uint64_t{1} << (c & 63);
+      }
+    }
+    bool Has(char16_t c) const noexcept { return (bits[c >> 6] >> (c & 63)) & 1; }
+  };
+  AsciiSet delimiter_chars_;
+  AsciiSet operator_chars_;
   support::DynArray<support::StackRef> stacks_;
   contract::DataFieldsRef DataFields_;
   contract::HostErrorRef objError_;

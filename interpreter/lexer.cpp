@@ -176,6 +176,13 @@ bool Interpreter::IsFunction(std::u16string_view strWord) {
 
 bool Interpreter::IsOperator(std::u16string_view strWord) {
   return Trapped(u"IsOperator", u"IsOperator", false, [&] {
+    if (strWord.size() == 1) {
+      // One character, the lexer's usual question: a blank trims to nothing, which is no
+      // operator.
+      const char16_t c = strWord[0];
+      if (c == u' ') return false;
+      if (c < 128) return operator_chars_.Has(c);
+    }
     std::u16string_view word = automation::TrimView(strWord);
     if (word.empty() || word == u" ") return false;
     return operator_list_.find(word) != std::u16string::npos;
@@ -185,6 +192,12 @@ bool Interpreter::IsOperator(std::u16string_view strWord) {
 bool Interpreter::IsDelimiter(std::u16string_view strChar) {
   return Trapped(u"IsDelimiter", u"IsDelimiter", false, [&] {
     // The empty text is found at the start of any text, so a blank is always a delimiter.
+    if (strChar.empty()) return true;
+    if (strChar.size() == 1) {
+      const char16_t c = strChar[0];
+      if (c == u' ') return true;
+      if (c < 128) return delimiter_chars_.Has(c);
+    }
     return delimiter_list_.find(automation::TrimView(strChar)) != std::u16string::npos;
   });
 }

@@ -1,6 +1,7 @@
 // Temporary data fields: every intermediate value is an "Auto" data field in the host's
 // collection, named Autodf1, Autodf2, ..., and recorded in the hold table of the level that made
 // it so that the level can remove it again.
+#include <charconv>
 #include <string>
 
 #include "automation/convert.h"
@@ -27,6 +28,29 @@ std::u16string StripDelimiters(std::u16string_view text, char16_t delimiter) {
   }
   return std::u16string(t);
 }
+
+// Temporary names are the prefix and a number; the first one follows "Autodf0".
+constexpr std::u16string_view kAutoPrefix = u"Autodf";
+
+// The number of a name that is the prefix and 1 to 5 digits worth at most 32767, or -1 for any
+// other name (which the general reading then takes, errors included).
+std::int32_t AutoNumber(std::u16string_view name) noexcept {
+  if (name.size() <= kAutoPrefix.size() || name.size() > kAutoPrefix.size() + 5) return -1;
+  if (name.substr(0, kAutoPrefix.size()) != kAutoPrefix) return -1;
+  std::int32_t n = 0;
+  for (char16_t c : name.substr(kAutoPrefix.size())) {
+    if (c < u'0' || c > u'9') return -1;
+    n = n * 10 + (c - u'0');
+  }
+  return n <= 32767 ? n : -1;
+}
+
+void AppendNumber(std::u16string& text, std::int16_t n) {
+  char digits[8];
+  const auto end = std::to_chars(digits, digits + sizeof digits, n).ptr;
+  text.append(digits, end);
+}
+
 }  // namespace
 
 std::u16string Interpreter::StripStringDelimiters(std::u16string_view strText) {
@@ -159,15 +183,24 @@ std::u16string Interpreter::GetNewDataFieldName() {
       } else if (AutoNameTop > AutoNameList.UBound()) {
         AutoNameList.ReDimPreserve(0, Add16(AutoNameTop, 5));
       }
-      std::u16string base = AutoNameTop >= 1 ? AutoNameList(AutoNameTop - 1)
-                                             : modTools::ProperCase(u"AUTODF0");
-      std::int16_t n =
-          automation::CInt(Value::String(automation::Mid(base, 7)));
-      std::int16_t next = Add16(n, 1);
-      std::u16string candidate = automation::Left(base, 6);
-      std::string digits = std::to_string(next);
-      candidate.append(digits.begin(), digits.end());
-      candidate = modTools::ProperCase(candidate);
+      std::u16string candidate;
+      const std::u16string* previous =
+          AutoNameTop >= 1 ? &AutoNameList(AutoNameTop - 1) : nullptr;
+      const std::int32_t known = previous ? AutoNumber(*previous) : 0;
+      if (known >= 0) {
+        // The usual case, read and written directly: the general steps below give the same.
+        const std::int16_t next = Add16(static_cast<std::int16_t>(known), 1);
+        candidate.reserve(kAutoPrefix.size() + 5);
+        candidate = kAutoPrefix;
+        AppendNumber(candidate, next);
+      } else {
+        std::u16string base = *previous;
+        std::int16_t n = automation::CInt(Value::String(automation::Mid(base, 7)));
+        std::int16_t next = Add16(n, 1);
+        candidate = automation::Left(base, 6);
+        AppendNumber(candidate, next);
+        candidate = modTools::ProperCase(candidate);
+      }
       AutoNameList(AutoNameTop) = candidate;
       if (!IsDataField(candidate)) return candidate;
     }

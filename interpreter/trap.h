@@ -3,6 +3,7 @@
 // arithmetic of its counters and positions.
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -23,17 +24,18 @@ inline std::int16_t Add16(std::int16_t a, std::int64_t b) { return Checked16(a +
 // The procedures that keep their failures to the debug log; every other one reports to the host.
 inline constexpr std::u16string_view kNoReport{};
 
-template <class Result, class Body>
-Result Interpreter::Trapped(std::u16string_view title, std::u16string_view reported,
-                            Result failure, Body&& body) {
-  support::TrappedError error;
+template <class Result, class Title, class Reported, class Body>
+Result Interpreter::Trapped(const Title& title, const Reported& reported, Result failure,
+                            Body&& body) {
+  // Made only on failure: the traps run around every character the lexer reads.
+  std::optional<support::TrappedError> error;
   try {
-    if (fault_injector_) fault_injector_(title);
+    if (fault_injector_) fault_injector_(std::u16string_view(title));
     return std::forward<Body>(body)();
   } catch (...) {
-    error = support::CaptureCurrentError();
+    error.emplace(support::CaptureCurrentError());
   }
-  HandleError(title, reported, error);
+  HandleError(std::u16string_view(title), std::u16string_view(reported), *error);
   return failure;
 }
 
