@@ -20,11 +20,6 @@ namespace {
 
 constexpr std::u16string_view kCrLf = u"\r\n";
 
-std::u16string NumberText(std::int32_t n) {
-  const std::string digits = std::to_string(n);
-  return std::u16string(digits.begin(), digits.end());
-}
-
 // A value as the trace joins it onto its text: Null joins as nothing.
 std::u16string TraceText(const Value& value) {
   return value.IsNull() ? std::u16string() : automation::CStr(value);
@@ -102,7 +97,7 @@ std::int16_t Interpreter::PerformDateCompare(std::int16_t& intInstance) {
       std::u16string trace = u"Interpreter - PerformDateCompare";
       trace += kCrLf;
       trace += u"Return From Call to DateCompare: ";
-      trace += NumberText(result);
+      trace += automation::CStr(Value::Long(result));
       modDebugLog::WriteDebugLog(trace);
     }
     return result;
@@ -164,7 +159,7 @@ std::int16_t Interpreter::DateCompare(Value& vntDate1, Value& vntDate2) {
       AppendBothDates(trace, dte1, dte2);
       trace += kCrLf;
       trace += u"Result: ";
-      trace += NumberText(result);
+      trace += automation::CStr(Value::Long(result));
       modDebugLog::WriteDebugLog(trace);
     }
     return result;

@@ -24,10 +24,6 @@ constexpr std::u16string_view kDriverSource = u"Interpreter.RealizeRegularExpres
 [[noreturn]] void RaiseSyntaxError() { RaiseFromDriver(2433, u"Syntax error"); }
 [[noreturn]] void RaiseObjectRequired() { RaiseFromDriver(424, u"Object required"); }
 
-std::u16string NumberText(std::int32_t n) {
-  std::string digits = std::to_string(n);
-  return std::u16string(digits.begin(), digits.end());
-}
 
 // The value the host sees when a script fails: a field named "Error" holding the Boolean False.
 // It is not added to the host's collection.
@@ -50,10 +46,9 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& str
   // The driver's own handler: log with the script and the word, answer the "Error" field.
   auto handle = [&](const support::TrappedError& error) {
     try {
-      std::u16string text = u"Interpreter - RealizeRegularExpression - Error Trap\r\nError: ";
-      text += NumberText(error.number);
-      text += u"\r\n";
-      text += error.description;
+      // The usual trap text, then the script and the word (no blank after "Expression:").
+      std::u16string text =
+          support::ErrorTrapText(u"Interpreter", u"RealizeRegularExpression", error);
       text += u"\r\nExpression:";
       text += strExpression;
       text += u"\r\nWord: ";
@@ -73,6 +68,7 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& str
     if (fault_injector_) fault_injector_(u"RealizeRegularExpression");
     strExpression = automation::Trim(strExpression);
     instance = AddInstance(strExpression);
+    // A negative instance number counts as a failure (AddInstance answers none today).
     if (instance < 0) automation::Raise(0, {}, u" ");
     // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
     // sixteen deep) would leave the temporaries it cannot record in the host's collection, and

@@ -21,10 +21,6 @@ namespace modTools = support::modTools;
 namespace {
 constexpr std::int32_t kInterpreterErrorCode = 150100;
 
-std::u16string NumberText(std::int32_t n) {
-  std::string digits = std::to_string(n);
-  return std::u16string(digits.begin(), digits.end());
-}
 }  // namespace
 
 Interpreter::Interpreter() {
@@ -84,9 +80,15 @@ std::u16string Interpreter::Release() const {
   }
 }
 
-std::u16string Interpreter::Major() const { return NumberText(QORVINTR_VERSION_MAJOR); }
-std::u16string Interpreter::Minor() const { return NumberText(QORVINTR_VERSION_MINOR); }
-std::u16string Interpreter::Revision() const { return NumberText(QORVINTR_VERSION_REVISION); }
+std::u16string Interpreter::Major() const {
+  return automation::CStr(Value::Long(QORVINTR_VERSION_MAJOR));
+}
+std::u16string Interpreter::Minor() const {
+  return automation::CStr(Value::Long(QORVINTR_VERSION_MINOR));
+}
+std::u16string Interpreter::Revision() const {
+  return automation::CStr(Value::Long(QORVINTR_VERSION_REVISION));
+}
 
 // ---- Properties -----------------------------------------------------------------------------
 
@@ -252,7 +254,7 @@ void Interpreter::HandleError(std::u16string_view title, std::u16string_view rep
   if (reported.empty()) return;
   if (!objError_) automation::Raise(automation::err::ObjectVariableNotSet);
   std::u16string text = u"Error: ";
-  text += NumberText(error.number);
+  text += automation::CStr(Value::Long(error.number));
   text += u" - ";
   text += error.description;
   contract::HostErrorRef target = objError_;  // the host may drop its object while reporting
