@@ -1,0 +1,30 @@
+#pragma once
+// Character classes and ASCII case folding shared by the platform layer and the layers above.
+// Full Unicode case mapping lives in text.h (UCase/LCase); these are the cheap ASCII forms that
+// names, keywords and format tokens are compared with.
+
+namespace qorvintr::automation {
+
+constexpr bool IsAsciiDigit(char16_t c) noexcept { return c >= u'0' && c <= u'9'; }
+constexpr bool IsAsciiUpper(char16_t c) noexcept { return c >= u'A' && c <= u'Z'; }
+constexpr bool IsAsciiLower(char16_t c) noexcept { return c >= u'a' && c <= u'z'; }
+constexpr bool IsAsciiLetter(char16_t c) noexcept { return IsAsciiUpper(c) || IsAsciiLower(c); }
+
+constexpr char16_t AsciiLower(char16_t c) noexcept {
+  return IsAsciiUpper(c) ? static_cast<char16_t>(c + (u'a' - u'A')) : c;
+}
+constexpr char16_t AsciiUpper(char16_t c) noexcept {
+  return IsAsciiLower(c) ? static_cast<char16_t>(c - (u'a' - u'A')) : c;
+}
+
+// Equal when the texts differ only in the case of ASCII letters.
+template <class A, class B>
+constexpr bool EqualsIgnoreAsciiCase(const A& a, const B& b) noexcept {
+  if (a.size() != b.size()) return false;
+  for (decltype(a.size()) i = 0; i < a.size(); ++i) {
+    if (AsciiLower(a[i]) != AsciiLower(b[i])) return false;
+  }
+  return true;
+}
+
+}  // namespace qorvintr::automation
