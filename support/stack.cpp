@@ -1,6 +1,5 @@
 #include "support/stack.h"
 
-#include "automation/convert.h"
 #include "automation/error.h"
 
 namespace qorvintr::support {
@@ -22,67 +21,34 @@ automation::Value StackCell::DefaultValue() { Raise(err::MemberNotSupported); }
 automation::Value Stack::DefaultValue() { Raise(err::MemberNotSupported); }
 
 contract::DataFieldRef Stack::Pop() {
-  if (!objTopCell) Raise(err::ObjectVariableNotSet);
-  contract::DataFieldRef result = objTopCell->objValue;
-  std::shared_ptr<StackCell> removed = std::move(objTopCell);
-  objTopCell = removed->objNextCell;
+  if (!top_cell_) Raise(err::ObjectVariableNotSet);
+  contract::DataFieldRef result = top_cell_->objValue;
+  std::shared_ptr<StackCell> removed = std::move(top_cell_);
+  top_cell_ = removed->objNextCell;
   return result;
 }
 
 contract::DataFieldRef Stack::PeekStack() const noexcept {
-  if (!objTopCell) return nullptr;
-  return objTopCell->objValue;
+  if (!top_cell_) return nullptr;
+  return top_cell_->objValue;
 }
 
-contract::DataFieldRef Stack::PeekStackItem2() const {
-  if (!objTopCell) Raise(err::ObjectVariableNotSet);
-  const std::shared_ptr<StackCell>& second = objTopCell->objNextCell;
-  if (!second) Raise(err::ObjectVariableNotSet);
-  return second->objValue;
-}
-
-bool Stack::DeleteStackItem2() {
-  if (!objTopCell) Raise(err::ObjectVariableNotSet);
-  std::shared_ptr<StackCell> second = objTopCell->objNextCell;
-  if (!second) Raise(err::ObjectVariableNotSet);
-  objTopCell->objNextCell = second->objNextCell;
-  second->objValue = nullptr;
-  second.reset();
-  return false;
-}
-
-void Stack::Push(const contract::DataFieldRef& objValue) noexcept {
+void Stack::Push(const contract::DataFieldRef& value) noexcept {
   try {
     auto cell = std::make_shared<StackCell>();
-    cell->objValue = objValue;
-    cell->objNextCell = objTopCell;
-    objTopCell = std::move(cell);
+    cell->objValue = value;
+    cell->objNextCell = top_cell_;
+    top_cell_ = std::move(cell);
   } catch (...) {
-    // A failed push leaves the stack as it was and tells nobody.
+    // Kept: a Push that fails is swallowed and leaves the stack as it was (tests/support_stack_test.cpp: APushThatRunsOutOfMemoryIsSwallowedAndLeavesTheStackAsItWas)
   }
 }
 
-bool Stack::IsStackEmpty() const noexcept { return objTopCell == nullptr; }
-
-std::u16string Stack::AsText() const {
-  std::u16string text;
-  for (const StackCell* cell = objTopCell.get(); cell != nullptr; cell = cell->objNextCell.get()) {
-    contract::DataField* item = cell->objValue.get();
-    if (item == nullptr) Raise(err::ObjectVariableNotSet);
-    text += item->Name();
-    text += u'\t';
-    text += automation::CStr(item->Data());
-    text += u'\t';
-    text += item->DataType();
-    text += u"\r\n";
-  }
-  return text;
-}
+bool Stack::IsStackEmpty() const noexcept { return top_cell_ == nullptr; }
 
 void Stack::EmptyStack() noexcept {
-  // The walk drops only its own working reference to each cell; objTopCell is left alone, so
-  // every item stays on the stack.
-  const StackCell* cell = objTopCell.get();
+  // Kept: EmptyStack only walks the chain and leaves every item on the stack (tests/support_stack_test.cpp: AfterEmptyStackOnTwoItemsIsStackEmptyIsFalseAndTwoPopsSucceed)
+  const StackCell* cell = top_cell_.get();
   while (cell != nullptr) cell = cell->objNextCell.get();
 }
 

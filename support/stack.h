@@ -25,7 +25,7 @@ class StackCell : public automation::Object {
   automation::Value DefaultValue() override;
 };
 
-// The members keep the order of the class's dispatch interface.
+// The operations keep the order of the class's interface.
 class Stack : public automation::Object {
  public:
   Stack() = default;
@@ -36,16 +36,9 @@ class Stack : public automation::Object {
   contract::DataFieldRef Pop();
   // The top item, left in place; none when the stack is empty (no error).
   contract::DataFieldRef PeekStack() const noexcept;
-  // The second item from the top, left in place; fewer than two items raise 91.
-  contract::DataFieldRef PeekStackItem2() const;
-  // Removes the second item and keeps the top. Fewer than two items raise 91. The answer is
-  // always False.
-  bool DeleteStackItem2();
   // Puts the caller's object itself on top. Never fails: on any error the stack stays as it was.
-  void Push(const contract::DataFieldRef& objValue) noexcept;
+  void Push(const contract::DataFieldRef& value) noexcept;
   bool IsStackEmpty() const noexcept;
-  // "Name<TAB>Data<TAB>DataType<CR><LF>" per item, top first; raises what reading an item raises.
-  std::u16string AsText() const;
   // Walks the chain and changes nothing: the items stay until the Stack itself is released.
   void EmptyStack() noexcept;
 
@@ -53,7 +46,7 @@ class Stack : public automation::Object {
   automation::Value DefaultValue() override;
 
  private:
-  std::shared_ptr<StackCell> objTopCell;
+  std::shared_ptr<StackCell> top_cell_;
 };
 using StackRef = std::shared_ptr<Stack>;
 

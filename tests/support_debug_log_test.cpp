@@ -14,12 +14,13 @@
 #include "contract/creation.h"
 #include "contract/log_writer.h"
 #include "support_temp_folder.h"
+#include "test_support.h"
 
 namespace {
 
 namespace dbg = qorvintr::support::modDebugLog;
-using qorvintr::automation::AutomationError;
 using qorvintr::automation::Value;
+using qorvintr::testing_support::ErrorOf;
 using qorvintr::testing_support::ReadFile;
 using qorvintr::testing_support::TempFolder;
 
@@ -84,15 +85,6 @@ class DebugLog : public ::testing::Test {
   Value next_write_answer_ = Value::Long(0);
   int next_init_error_ = 0;
 };
-
-int ErrorOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
 
 TEST_F(DebugLog, NoIniFileNameReadDebugLogSettingsReturnsFalseAndInitDebugLogReturnsMinus1) {
   EXPECT_FALSE(dbg::ReadDebugLogSettings());

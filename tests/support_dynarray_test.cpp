@@ -2,25 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 
 #include "automation/error.h"
+#include "test_support.h"
 
 namespace {
 
-using qorvintr::automation::AutomationError;
 using qorvintr::support::DynArray;
 using qorvintr::support::DynArray2D;
-
-int ErrorOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using qorvintr::testing_support::ErrorOf;
 
 TEST(DynArray, NeverDimensionedBoundsAndElementsRaise9) {
   DynArray<std::u16string> a;

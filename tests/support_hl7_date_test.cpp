@@ -1,122 +1,28 @@
-#include "support/tools.h"
+#include "support/hl7_date.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <functional>
 #include <random>
 #include <string>
-#include <thread>
 
 #include "automation/error.h"
+#include "test_support.h"
 
 namespace {
 
 namespace tools = qorvintr::support::modTools;
 using qorvintr::automation::AutomationError;
-using qorvintr::support::DynArray;
-using qorvintr::support::DynArray2D;
+using qorvintr::testing_support::ErrorOf;
 
 constexpr std::int16_t kTrue = -1;
 constexpr std::int16_t kFalse = 0;
-
-int ErrorOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
 
 // All six arguments given, as the interpreter passes them.
 std::u16string Hl7(std::u16string date, std::u16string time, std::u16string separator,
                    std::int16_t with_time, std::int16_t with_zone, std::u16string zone) {
   return tools::ConvertToHL7DateTime(std::move(date), &time, &separator, &with_time, &with_zone,
                                      &zone);
-}
-
-// ---- Character constants ------------------------------------------------------------------
-
-TEST(CharacterConstants, FiftyTwoOneCharacterTextsForTheListedCodes) {
-  tools::InitCharacterConstants();
-  int count = 0;
-  for (int code = 0; code < 130; ++code) {
-    const std::u16string& c = tools::CharacterConstant(code);
-    bool listed = (code >= 1 && code <= 7) || (code >= 14 && code <= 47) ||
-                  (code >= 91 && code <= 96) || (code >= 123 && code <= 127);
-    if (listed) {
-      ASSERT_EQ(c.size(), 1u) << code;
-      EXPECT_EQ(c[0], static_cast<char16_t>(code));
-      ++count;
-    } else {
-      EXPECT_TRUE(c.empty()) << code;
-    }
-  }
-  EXPECT_EQ(count, 52);
-}
-
-TEST(CharacterConstants, TheOnesTheInterpreterUses) {
-  tools::InitCharacterConstants();
-  EXPECT_EQ(tools::ChrBlank(), u" ");
-  EXPECT_EQ(tools::ChrDoubleQuote(), u"\"");
-  EXPECT_EQ(tools::ChrHash(), u"#");
-  EXPECT_EQ(tools::ChrComma(), u",");
-  EXPECT_EQ(tools::ChrDelete(), u"\x7F");
-}
-
-TEST(CharacterConstants, AreEmptyOnAThreadThatDidNotFillThem) {
-  tools::InitCharacterConstants();
-  std::u16string seen = u"unset";
-  std::u16string after;
-  std::thread t([&] {
-    seen = tools::ChrComma();
-    tools::InitCharacterConstants();
-    after = tools::ChrComma();
-  });
-  t.join();
-  EXPECT_EQ(seen, u"");
-  EXPECT_EQ(after, u",");
-}
-
-// ---- ProperCase ---------------------------------------------------------------------------
-
-TEST(ProperCase, OfTheEmptyTextIsTheEmptyText) { EXPECT_EQ(tools::ProperCase(u""), u""); }
-
-TEST(ProperCase, OfDataFieldIsDataField) {
-  EXPECT_EQ(tools::ProperCase(u"DATA FIELD"), u"Data Field");
-}
-
-TEST(ProperCase, OfTheSeedAUTODF0IsAutodf0) {
-  EXPECT_EQ(tools::ProperCase(u"AUTODF0"), u"Autodf0");
-  EXPECT_EQ(tools::ProperCase(u"FormatHL7DateTime"), u"Formathl7datetime");
-}
-
-TEST(ProperCase, OnlyABlankStartsAWord) {
-  EXPECT_EQ(tools::ProperCase(u"a\tb-c.d1e"), u"A\tb-c.d1e");
-}
-
-TEST(ProperCase, TwoBlanksInARowKeepBothAndCapitaliseTheLetterAfter) {
-  EXPECT_EQ(tools::ProperCase(u"one  two"), u"One  Two");
-  EXPECT_EQ(tools::ProperCase(u" lead"), u" Lead");
-}
-
-TEST(ProperCase, ATextEndingInABlankDoesNotFail) {
-  EXPECT_EQ(tools::ProperCase(u"end "), u"End ");
-  EXPECT_EQ(tools::ProperCase(u" "), u" ");
-}
-
-TEST(ProperCase, TheFunctionListIsStoredInCapitalisedWordForm) {
-  EXPECT_EQ(tools::ProperCase(u"If, Format, FormatHL7DateTime, Replace, DateCat, DateCompare"),
-            u"If, Format, Formathl7datetime, Replace, Datecat, Datecompare");
-}
-
-TEST(ProperCase, AnyUtf16ContentIsHandled) {
-  std::u16string odd = u"\xD800x \xDC00y \u00E9t\u00C9";
-  std::u16string result = tools::ProperCase(odd);
-  EXPECT_EQ(result.size(), odd.size());
-  EXPECT_EQ(result[0], u'\xD800');
-  EXPECT_EQ(result[1], u'x');
 }
 
 // ---- FormatTimeText -----------------------------------------------------------------------
@@ -246,31 +152,6 @@ TEST(ConvertToHL7DateTime, AnyTextGivesAResultOrAPlatformErrorNeverACrash) {
       // A platform error is an acceptable answer.
     }
   }
-}
-
-// ---- IsArrayEmpty -------------------------------------------------------------------------
-
-TEST(IsArrayEmpty, OfANeverDimensionedArrayIsTrue) {
-  DynArray<std::u16string> a;
-  EXPECT_TRUE(tools::IsArrayEmpty(a));
-  DynArray2D<std::u16string> b;
-  EXPECT_TRUE(tools::IsArrayEmpty(b));
-}
-
-TEST(IsArrayEmpty, AfterTheArrayIsGivenOneElementItIsFalse) {
-  DynArray<std::u16string> a;
-  a.ReDim(0, 0);
-  EXPECT_FALSE(tools::IsArrayEmpty(a));
-  DynArray2D<std::u16string> b;
-  b.ReDim(0, 0, 0, 0);
-  EXPECT_FALSE(tools::IsArrayEmpty(b));
-}
-
-TEST(IsArrayEmpty, AfterEraseItIsTrueAgain) {
-  DynArray<int> a;
-  a.ReDim(0, 5);
-  a.Erase();
-  EXPECT_TRUE(tools::IsArrayEmpty(a));
 }
 
 }  // namespace

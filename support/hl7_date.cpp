@@ -1,13 +1,12 @@
-#include "support/tools.h"
+#include "support/hl7_date.h"
 
-#include <array>
+#include <cstddef>
 #include <limits>
 
 #include "automation/convert.h"
 #include "automation/datetime.h"
 #include "automation/error.h"
 #include "automation/format.h"
-#include "automation/text.h"
 #include "automation/value.h"
 
 namespace qorvintr::support::modTools {
@@ -15,19 +14,6 @@ namespace qorvintr::support::modTools {
 namespace {
 
 using automation::Value;
-
-thread_local std::array<std::u16string, 128> t_constants;
-
-bool HasConstant(int code) noexcept {
-  return (code >= 1 && code <= 7) || (code >= 14 && code <= 47) || (code >= 91 && code <= 96) ||
-         (code >= 123 && code <= 127);
-}
-
-char16_t UpperChar(char16_t c) {
-  if (c < 0x80) return (c >= u'a' && c <= u'z') ? static_cast<char16_t>(c - (u'a' - u'A')) : c;
-  std::u16string upper = automation::UCase(std::u16string_view(&c, 1));
-  return upper.size() == 1 ? upper[0] : c;
-}
 
 // A 1-based position held in the platform's 16-bit Integer.
 std::int16_t Position16(std::size_t zero_based_hit) {
@@ -37,34 +23,30 @@ std::int16_t Position16(std::size_t zero_based_hit) {
   return static_cast<std::int16_t>(zero_based_hit + 1);
 }
 
+// Writes "/" over each occurrence of the separator in the date text.
+void RewriteSeparator(std::u16string& date_text, const std::u16string& separator) {
+  std::size_t hit = date_text.find(separator);
+  while (hit != std::u16string::npos) {
+    std::int16_t position = Position16(hit);
+    // Kept: only the first character of a longer separator is overwritten (tests/support_hl7_date_test.cpp: OnlyTheFirstCharacterOfALongerSeparatorIsOverwritten)
+    date_text[static_cast<std::size_t>(position - 1)] = u'/';
+    if (position == std::numeric_limits<std::int16_t>::max()) {
+      automation::Raise(automation::err::Overflow);  // the next start does not fit 16 bits
+    }
+    hit = date_text.find(separator, static_cast<std::size_t>(position));
+  }
+}
+
+// The time of day to format: from the time text when there is one (midnight when it is no
+// time), else from the date text.
+double TimeOfDay(const std::u16string& time, const Value& date_value) {
+  if (time.empty()) return automation::TimeValue(date_value);
+  Value time_value = Value::String(time);
+  return automation::IsDate(time_value) ? automation::CDate(time_value)
+                                        : automation::CDate(Value::String(u"00:00:00"));
+}
+
 }  // namespace
-
-void InitCharacterConstants() {
-  for (int code = 1; code < 128; ++code) {
-    if (HasConstant(code)) t_constants[static_cast<std::size_t>(code)].assign(1, static_cast<char16_t>(code));
-  }
-}
-
-const std::u16string& CharacterConstant(int code) noexcept {
-  static const std::u16string kNone;
-  if (!HasConstant(code)) return kNone;
-  return t_constants[static_cast<std::size_t>(code)];
-}
-
-std::u16string ProperCase(std::u16string_view text) {
-  if (text.empty()) return {};
-  std::u16string copy = automation::LCase(text);
-  std::size_t position = 0;  // 1-based, as the platform counts
-  for (;;) {
-    ++position;
-    if (position <= copy.size()) copy[position - 1] = UpperChar(copy[position - 1]);
-    // The next blank of the unchanged input, from this position on.
-    std::size_t hit = text.find(u' ', position - 1);
-    if (hit == std::u16string_view::npos) break;
-    position = hit + 1;
-  }
-  return copy;
-}
 
 std::u16string FormatTimeText(std::u16string& text) {
   double when = automation::CDate(Value::String(text));
@@ -84,6 +66,7 @@ std::u16string ConvertToHL7DateTime(std::u16string date_text, const std::u16stri
   std::int16_t& with_time = include_time != nullptr ? *include_time : local_include_time;
   std::int16_t& with_zone = include_zone != nullptr ? *include_zone : local_include_zone;
   std::u16string& zone = zone_text != nullptr ? *zone_text : local_zone;
+  // Kept: an empty separator becomes "/" in the caller's variable (tests/support_hl7_date_test.cpp: AnEmptySeparatorBecomesSlashInTheCallersVariable)
   if (sep.empty()) sep.assign(1, u'/');
 
   if (time == u"0") {
@@ -91,18 +74,7 @@ std::u16string ConvertToHL7DateTime(std::u16string date_text, const std::u16stri
                                                          : std::u16string(u"00:00:00");
   }
 
-  if (sep != u"/") {
-    // Only the first character of a longer separator is overwritten; the rest stays.
-    std::size_t hit = date_text.find(sep);
-    while (hit != std::u16string::npos) {
-      std::int16_t position = Position16(hit);
-      date_text[static_cast<std::size_t>(position - 1)] = u'/';
-      if (position == std::numeric_limits<std::int16_t>::max()) {
-        automation::Raise(automation::err::Overflow);  // the next start does not fit 16 bits
-      }
-      hit = date_text.find(sep, static_cast<std::size_t>(position));
-    }
-  }
+  if (sep != u"/") RewriteSeparator(date_text, sep);
 
   Value date_value = Value::String(date_text);
   if (!automation::IsDate(date_value)) {
@@ -111,21 +83,14 @@ std::u16string ConvertToHL7DateTime(std::u16string date_text, const std::u16stri
   }
 
   double time_of_day = 0;
-  if (with_time == -1) {
-    if (!time.empty()) {
-      Value time_value = Value::String(time);
-      time_of_day = automation::IsDate(time_value)
-                        ? automation::CDate(time_value)
-                        : automation::CDate(Value::String(u"00:00:00"));
-    } else {
-      time_of_day = automation::TimeValue(date_value);
-    }
-  }
+  // Kept: a time of day only for include-time exactly -1, the longer form for any non-zero (tests/support_hl7_date_test.cpp: IncludeTimeSetTo1GivesTime000000ThoughTheTimeFormIsProduced)
+  if (with_time == -1) time_of_day = TimeOfDay(time, date_value);
   // Otherwise the platform yields once to its message loop here; this component has none to
   // serve, and the time stays midnight.
 
   double date = automation::DateValue(date_value);
   std::u16string result = automation::Format(Value::Date(date), u"yyyymmdd");
+  // Kept: include-zone is ignored when include-time is clear (tests/support_hl7_date_test.cpp: IncludeZoneIsIgnoredWhenIncludeTimeIsClear)
   if (with_time == 0) return result;
   result += automation::Format(Value::Date(time_of_day), u"HhNnSs");
   if (with_zone == 0) return result;
