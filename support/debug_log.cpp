@@ -61,6 +61,7 @@ bool ReadDebugLogSettings() {
     std::int64_t bytes = std::int64_t{automation::CLng(size_value)} * kDefaultLogSize;
     if (bytes > std::numeric_limits<std::int32_t>::max() ||
         bytes < std::numeric_limits<std::int32_t>::min()) {
+      // Kept: a LogSize of 2048 or more raises 6 and leaves the keys after it unread (tests/support_debug_log_test.cpp: LogSize2047StillFitsAnd2048RaisesOverflow)
       automation::Raise(automation::err::Overflow);
     }
     m.settings.log_size = static_cast<std::int32_t>(bytes);
@@ -76,6 +77,7 @@ bool ReadDebugLogSettings() {
   m.settings.separator =
       separator.empty() ? std::u16string(kDefaultSeparator) : std::move(separator);
 
+  // Kept: the switch is on only for "True" exactly, case included (tests/support_debug_log_test.cpp: WriteDebugLogSetToLowerCaseTrueLeavesLoggingOff)
   m.settings.enabled = ReadSetting(u"WriteDebugLog") == u"True";
   return true;
 }
@@ -133,6 +135,7 @@ void ResetDebugLog() noexcept {
   try {
     s.separator.assign(kDefaultSeparator);
   } catch (...) {
+    // Only memory for the text can run out, and a reset must not fail: no separator then.
     s.separator.clear();
   }
 }

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -169,33 +170,17 @@ bool ReadProfileText(std::u16string_view file_name, std::u16string& text) {
     }
     return true;
   } catch (...) {
-    // An unreadable (or absurdly large) file counts as missing.
+    // A name the file system cannot take (a lone surrogate), an unreadable or an absurdly large
+    // file counts as missing, as the platform's read answers its default for them.
     return false;
   }
 }
 
-#endif
-
-}  // namespace
-
-std::u16string ReadProfileString(std::u16string_view section, std::u16string_view key,
-                                       std::u16string_view default_value,
-                                       std::u16string_view file_name, std::size_t buffer_size) {
-#ifdef _WIN32
-  if (buffer_size == 0) return {};
-  std::string a_section = ToAnsi(section);
-  std::string a_key = ToAnsi(key);
-  std::string a_default = ToAnsi(default_value);
-  std::string a_file = ToAnsi(file_name);
-  std::vector<char> buffer(buffer_size, '\0');
-  DWORD n = GetPrivateProfileStringA(a_section.c_str(), a_key.c_str(), a_default.c_str(),
-                                     buffer.data(), static_cast<DWORD>(buffer_size),
-                                     a_file.c_str());
-  return FromAnsi(buffer.data(), static_cast<int>(n));
-#else
-  std::u16string text;
-  if (!ReadProfileText(file_name, text)) return DefaultAnswer(default_value, buffer_size);
-
+// The value of the key in the first section of that name, quotes removed; none when the
+// section or the key is missing.
+std::optional<std::u16string_view> FindValue(std::u16string_view text,
+                                             std::u16string_view section,
+                                             std::u16string_view key) {
   std::u16string_view rest(text);
   bool in_section = false;   // inside the first section of the wanted name
   bool section_seen = false; // that section has been passed already
@@ -233,7 +218,34 @@ std::u16string ReadProfileString(std::u16string_view section, std::u16string_vie
         value.back() == value.front()) {
       value = value.substr(1, value.size() - 2);
     }
-    return FitBuffer(std::u16string(value), buffer_size);
+    return value;
+  }
+  return std::nullopt;
+}
+
+#endif
+
+}  // namespace
+
+std::u16string ReadProfileString(std::u16string_view section, std::u16string_view key,
+                                 std::u16string_view default_value,
+                                 std::u16string_view file_name, std::size_t buffer_size) {
+#ifdef _WIN32
+  if (buffer_size == 0) return {};
+  std::string a_section = ToAnsi(section);
+  std::string a_key = ToAnsi(key);
+  std::string a_default = ToAnsi(default_value);
+  std::string a_file = ToAnsi(file_name);
+  std::vector<char> buffer(buffer_size, '\0');
+  DWORD n = GetPrivateProfileStringA(a_section.c_str(), a_key.c_str(), a_default.c_str(),
+                                     buffer.data(), static_cast<DWORD>(buffer_size),
+                                     a_file.c_str());
+  return FromAnsi(buffer.data(), static_cast<int>(n));
+#else
+  std::u16string text;
+  if (!ReadProfileText(file_name, text)) return DefaultAnswer(default_value, buffer_size);
+  if (std::optional<std::u16string_view> value = FindValue(text, section, key)) {
+    return FitBuffer(std::u16string(*value), buffer_size);
   }
   return DefaultAnswer(default_value, buffer_size);
 #endif

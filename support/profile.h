@@ -22,8 +22,8 @@ namespace qorvintr::support {
 // UTF-8 (with or without a mark), else as Windows-1252; a name without a folder is taken from
 // the current directory (the platform would look in the Windows folder).
 std::u16string ReadProfileString(std::u16string_view section, std::u16string_view key,
-                                       std::u16string_view default_value,
-                                       std::u16string_view file_name,
-                                       std::size_t buffer_size = 128);
+                                 std::u16string_view default_value,
+                                 std::u16string_view file_name,
+                                 std::size_t buffer_size = 128);
 
 }  // namespace qorvintr::support
