@@ -18,6 +18,11 @@ namespace {
 constexpr std::string_view kExampleFields = "document-fields.txt";
 constexpr std::string_view kExampleScripts = "hl7-scripts.txt";
 
+template <class Number>
+std::u16string NumberText(Number n) {
+  return automation::FromUtf8(std::to_string(n));
+}
+
 bool IsErrorField(const contract::DataFieldRef& field) {
   return field && field->Name() == u"Error";
 }
@@ -73,11 +78,7 @@ std::vector<ScriptLine> ReadScriptsFile(const std::string& path) {
   const std::vector<std::u16string> lines = ReadLines(path, "scripts file");
   for (std::size_t i = 0; i < lines.size(); ++i) {
     std::u16string_view line = lines[i];
-    std::u16string_view content = line;
-    while (!content.empty() && (content.front() == u' ' || content.front() == u'\t')) {
-      content.remove_prefix(1);
-    }
-    if (content.empty() || content.front() == u'#') continue;
+    if (IsBlankOrComment(line)) continue;
     const std::size_t tab = line.find(u'\t');
     if (tab == std::u16string_view::npos) {
       throw UsageError(path + ":" + std::to_string(i + 1) +
@@ -132,6 +133,57 @@ void Pad(std::u16string& line, std::u16string_view text, std::size_t width) {
   line.append(width > Width(text) ? width - Width(text) : 0, u' ');
 }
 
+struct Row {
+  std::u16string field, value, script;
+};
+
+// Runs the scripts one after the other: a row for each, and the count of those that answered
+// the field named "Error".
+std::vector<Row> RunScripts(Session& session, const std::vector<ScriptLine>& scripts,
+                            int& failed) {
+  std::vector<Row> rows;
+  rows.reserve(scripts.size());
+  for (const ScriptLine& s : scripts) {
+    contract::DataFieldRef result = session.Run(s.script);
+    Row row{s.field, {}, s.written};
+    if (!result) {
+      row.value = u"(nothing)";
+    } else if (IsErrorField(result)) {
+      row.value = u"Error";
+      ++failed;
+    } else {
+      row.value = EscapeLine(ValueText(result->Data()));
+    }
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+// The rows under a header and a rule, each column as wide as its widest text.
+std::u16string Table(const std::vector<Row>& rows) {
+  const Row header{u"FIELD", u"VALUE", u"SCRIPT"};
+  std::size_t field_width = Width(header.field), value_width = Width(header.value);
+  for (const Row& r : rows) {
+    field_width = std::max(field_width, Width(r.field));
+    value_width = std::max(value_width, Width(r.value));
+  }
+  std::u16string out;
+  auto add_row = [&](const Row& r) {
+    std::u16string line;
+    Pad(line, r.field, field_width + 2);
+    Pad(line, r.value, value_width + 2);
+    line += r.script;
+    while (!line.empty() && line.back() == u' ') line.pop_back();
+    out += line;
+    out += u'\n';
+  };
+  add_row(header);
+  add_row(Row{std::u16string(field_width, u'-'), std::u16string(value_width, u'-'),
+              std::u16string(Width(header.script), u'-')});
+  for (const Row& r : rows) add_row(r);
+  return out;
+}
+
 }  // namespace
 
 int RunCommand(const std::vector<std::string>& args, const char* argv0) {
@@ -156,58 +208,23 @@ int RunCommand(const std::vector<std::string>& args, const char* argv0) {
   const std::vector<ScriptLine> scripts = ReadScriptsFile(scripts_file);
 
   Session session(options);
-  struct Row {
-    std::u16string field, value, script;
-  };
-  std::vector<Row> rows;
-  rows.reserve(scripts.size());
   int failed = 0;
-  for (const ScriptLine& s : scripts) {
-    contract::DataFieldRef result = session.Run(s.script);
-    Row row{s.field, {}, s.written};
-    if (!result) {
-      row.value = u"(nothing)";
-    } else if (IsErrorField(result)) {
-      row.value = u"Error";
-      ++failed;
-    } else {
-      row.value = EscapeLine(ValueText(result->Data()));
-    }
-    rows.push_back(std::move(row));
-  }
+  const std::vector<Row> rows = RunScripts(session, scripts, failed);
 
-  Row header{u"FIELD", u"VALUE", u"SCRIPT"};
-  std::size_t field_width = Width(header.field), value_width = Width(header.value);
-  for (const Row& r : rows) {
-    field_width = std::max(field_width, Width(r.field));
-    value_width = std::max(value_width, Width(r.value));
-  }
   std::u16string out;
   out += u"Document fields: ";
   for (std::size_t i = 0; i < options.fields_files.size(); ++i) {
     if (i > 0) out += u", ";
     out += automation::FromUtf8(options.fields_files[i]);
   }
-  out += u" (" + automation::FromUtf8(std::to_string(session.field_count())) + u" fields)\n";
+  out += u" (" + NumberText(session.field_count()) + u" fields)\n";
   out += u"HL7 field scripts: " + automation::FromUtf8(scripts_file) + u" (" +
-         automation::FromUtf8(std::to_string(scripts.size())) + u" scripts)\n\n";
-  auto add_row = [&](const Row& r) {
-    std::u16string line;
-    Pad(line, r.field, field_width + 2);
-    Pad(line, r.value, value_width + 2);
-    line += r.script;
-    while (!line.empty() && line.back() == u' ') line.pop_back();
-    out += line;
-    out += u'\n';
-  };
-  add_row(header);
-  add_row(Row{std::u16string(field_width, u'-'), std::u16string(value_width, u'-'),
-              std::u16string(Width(header.script), u'-')});
-  for (const Row& r : rows) add_row(r);
+         NumberText(scripts.size()) + u" scripts)\n\n";
+  out += Table(rows);
   out += u'\n';
-  out += automation::FromUtf8(std::to_string(rows.size())) + u" scripts, " +
-         automation::FromUtf8(std::to_string(failed)) + u" answered Error, " +
-         automation::FromUtf8(std::to_string(session.reported_errors())) +
+  out += NumberText(rows.size()) + u" scripts, " +
+         NumberText(failed) + u" answered Error, " +
+         NumberText(session.reported_errors()) +
          u" errors reported to the host\n";
   WriteOut(out);
   return failed > 0 ? 1 : 0;

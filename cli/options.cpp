@@ -1,8 +1,10 @@
 #include "cli/options.h"
 
 #include <array>
+#include <string>
 #include <utility>
 
+#include "automation/chars.h"
 #include "automation/convert.h"
 #include "automation/datetime.h"
 #include "automation/error.h"
@@ -32,26 +34,7 @@ constexpr std::array<TypeWord, 8> kTypeWords{{
     {u"Variant", VarType::Empty},
 }};
 
-bool SameAsciiWord(std::u16string_view a, std::u16string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    char16_t x = a[i], y = b[i];
-    if (x >= u'A' && x <= u'Z') x = static_cast<char16_t>(x + 32);
-    if (y >= u'A' && y <= u'Z') y = static_cast<char16_t>(y + 32);
-    if (x != y) return false;
-  }
-  return true;
-}
-
-std::u16string_view TrimBlanksAndTabs(std::u16string_view s) {
-  while (!s.empty() && (s.front() == u' ' || s.front() == u'\t')) s.remove_prefix(1);
-  while (!s.empty() && (s.back() == u' ' || s.back() == u'\t')) s.remove_suffix(1);
-  return s;
-}
-
 std::string Utf8(std::u16string_view s) { return automation::ToUtf8(s); }
-
-std::string NumberText(std::int32_t n) { return std::to_string(n); }
 
 }  // namespace
 
@@ -86,7 +69,7 @@ FieldDefinition ParseFieldDefinition(std::u16string_view definition, std::string
   }
   const TypeWord* found = nullptr;
   for (const TypeWord& t : kTypeWords) {
-    if (SameAsciiWord(t.word, type)) found = &t;
+    if (automation::EqualsIgnoreAsciiCase(t.word, type)) found = &t;
   }
   if (found == nullptr) {
     throw UsageError(std::string(where) + ": unknown type '" + Utf8(type) + "' for field '" +
@@ -104,7 +87,7 @@ FieldDefinition ParseFieldDefinition(std::u16string_view definition, std::string
   } catch (const automation::AutomationError& e) {
     throw UsageError(std::string(where) + ": the value '" + Utf8(value) + "' of field '" +
                      Utf8(name) + "' cannot be converted to " + Utf8(found->word) + " (error " +
-                     NumberText(e.Number()) + ": " + Utf8(e.Description()) + ")");
+                     std::to_string(e.Number()) + ": " + Utf8(e.Description()) + ")");
   }
   return field;
 }
@@ -114,8 +97,7 @@ std::vector<FieldDefinition> ReadFieldsFile(const std::string& path) {
   const std::vector<std::u16string> lines = ReadLines(path, "fields file");
   for (std::size_t i = 0; i < lines.size(); ++i) {
     std::u16string_view line = lines[i];
-    std::u16string_view content = TrimBlanksAndTabs(line);
-    if (content.empty() || content.front() == u'#') continue;
+    if (IsBlankOrComment(line)) continue;
     const std::size_t equals = line.find(u'=');
     const std::string where = path + ":" + std::to_string(i + 1);
     if (equals == std::u16string_view::npos) {

@@ -49,6 +49,17 @@ std::u16string EscapeLine(std::u16string_view text) {
   return out;
 }
 
+std::u16string_view TrimBlanksAndTabs(std::u16string_view text) noexcept {
+  while (!text.empty() && (text.front() == u' ' || text.front() == u'\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == u' ' || text.back() == u'\t')) text.remove_suffix(1);
+  return text;
+}
+
+bool IsBlankOrComment(std::u16string_view line) noexcept {
+  const std::u16string_view content = TrimBlanksAndTabs(line);
+  return content.empty() || content.front() == u'#';
+}
+
 namespace {
 
 std::vector<std::u16string> SplitLines(const std::string& bytes) {

@@ -19,6 +19,11 @@ std::u16string Unescape(std::u16string_view text);
 // always prints on one line and reads back with Unescape.
 std::u16string EscapeLine(std::u16string_view text);
 
+// The text without the blanks and tabs around it.
+std::u16string_view TrimBlanksAndTabs(std::u16string_view text) noexcept;
+// A line that fields and scripts files skip: nothing but blanks and tabs, or "#" first after them.
+bool IsBlankOrComment(std::u16string_view line) noexcept;
+
 // The lines of a text file (UTF-8, an optional byte order mark, LF or CR LF line ends). A final
 // line without a line end counts; an empty file has no lines. Throws UsageError when the file
 // cannot be read.

@@ -1,6 +1,6 @@
 // The pieces of the qorvintr command that the program's own output cannot reach: the text of
 // values the command line cannot produce (Empty, Null, an unset object, an object whose default
-// member fails), the escapes, the field parser and the ReportError line.
+// member fails), the escapes, the lines files skip, the field parser and the ReportError line.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -69,6 +69,16 @@ TEST(CliEscapes, EscapeLineIsUndoneByUnescape) {
 TEST(CliEscapes, LoneSurrogatesPassThrough) {
   const std::u16string text{u'a', static_cast<char16_t>(0xD800), u'b'};
   EXPECT_EQ(EscapeLine(text), text);
+}
+
+TEST(CliFileLines, BlankLinesAndLinesStartingWithAHashAreSkipped) {
+  EXPECT_TRUE(IsBlankOrComment(u""));
+  EXPECT_TRUE(IsBlankOrComment(u" \t "));
+  EXPECT_TRUE(IsBlankOrComment(u"\t # a comment"));
+  EXPECT_FALSE(IsBlankOrComment(u" A=1"));
+  EXPECT_FALSE(IsBlankOrComment(u"PID-7\tFormat A, \"#\""));
+  EXPECT_EQ(TrimBlanksAndTabs(u" \t a b\t "), u"a b");
+  EXPECT_EQ(TrimBlanksAndTabs(u"\r x \n"), u"\r x \n");
 }
 
 TEST(CliFieldDefinition, TypedFieldsAreConvertedAndSpeltAsTheInterpreterComparesThem) {
