@@ -43,24 +43,19 @@ ClassInfo ClassOf(std::u16string_view prog_id) {
   if (FAILED(CLSIDFromProgID(WideOf(id), &clsid))) {
     automation::Raise(automation::err::CantCreateObject);
   }
-  IClassFactory* factory = nullptr;
+  ComRef<IClassFactory> factory;
   if (FAILED(CoGetClassObject(clsid, CLSCTX_SERVER, nullptr, IID_IClassFactory,
-                              reinterpret_cast<void**>(&factory))) ||
-      !factory) {
+                              reinterpret_cast<void**>(factory.address()))) ||
+      !factory.get()) {
     automation::Raise(automation::err::CantCreateObject);
   }
   auto ids = std::make_shared<DispIdCache>();
   if (t_interpreters > 0) {
     // Kept until the last interpreter of the thread goes.
-    try {
-      t_classes.push_back(KnownClass{std::move(id), factory, ids});
-      factory->AddRef();
-    } catch (...) {
-      factory->Release();
-      throw;
-    }
+    t_classes.push_back(KnownClass{std::move(id), factory.get(), ids});
+    factory->AddRef();
   }
-  return ClassInfo{factory, std::move(ids)};
+  return ClassInfo{factory.release(), std::move(ids)};
 }
 
 IDispatch* CreateOfClass(const ClassInfo& k) {
@@ -76,16 +71,8 @@ IDispatch* CreateOfClass(const ClassInfo& k) {
 template <class Adapter>
 automation::ObjectRef CreateAdapter(std::u16string_view prog_id) {
   ClassInfo k = ClassOf(prog_id);
-  IDispatch* dispatch = CreateOfClass(k);
-  std::shared_ptr<Adapter> adapter;
-  try {
-    adapter = std::make_shared<Adapter>(dispatch, k.ids);
-  } catch (...) {
-    dispatch->Release();
-    throw;
-  }
-  dispatch->Release();
-  return adapter;
+  ComRef<IDispatch> dispatch(CreateOfClass(k));
+  return std::make_shared<Adapter>(dispatch.get(), k.ids);
 }
 
 }  // namespace

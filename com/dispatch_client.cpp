@@ -2,6 +2,7 @@
 
 #include <dispex.h>
 
+#include <new>
 #include <utility>
 
 #include "automation/convert.h"
@@ -98,21 +99,6 @@ IDispatch* ObjectResult(const VARIANT& result) {
   }
   return dispatch;
 }
-
-// Holds an AddRef'd IDispatch for the length of a scope.
-class DispatchRef {
- public:
-  explicit DispatchRef(IDispatch* d) noexcept : d_(d) {}
-  ~DispatchRef() {
-    if (d_) d_->Release();
-  }
-  DispatchRef(const DispatchRef&) = delete;
-  DispatchRef& operator=(const DispatchRef&) = delete;
-  IDispatch* get() const noexcept { return d_; }
-
- private:
-  IDispatch* d_;
-};
 
 template <class Contract, class Adapter>
 std::shared_ptr<Contract> Adapt(IDispatch* dispatch) {
@@ -232,16 +218,16 @@ std::u16string DispatchClient::TypeInfoName() const {
   if (FAILED(dispatch_->GetTypeInfoCount(&count)) || count == 0) return {};
   ITypeInfo* info = nullptr;
   if (FAILED(dispatch_->GetTypeInfo(0, kCallLcid, &info)) || !info) return {};
-  BSTR name = nullptr;
-  HRESULT hr = info->GetDocumentation(MEMBERID_NIL, &name, nullptr, nullptr, nullptr);
+  Bstr name;
+  HRESULT hr = info->GetDocumentation(MEMBERID_NIL, name.address(), nullptr, nullptr, nullptr);
   info->Release();
   if (FAILED(hr)) return {};
   std::u16string text;
   try {
-    text = FromBstr(name);
-  } catch (...) {
+    text = FromBstr(name.get());
+  } catch (const std::bad_alloc&) {
+    // No memory to copy the name: the class answers as one without type information.
   }
-  SysFreeString(name);
   // A class's default interface is named after the class with a leading underscore.
   if (text.size() > 1 && text.front() == u'_') text.erase(0, 1);
   return text;
@@ -257,7 +243,7 @@ std::u16string DispatchDataField::ClassName() const {
 namespace {
 
 contract::DataFieldRef DataFieldResult(const VARIANT& result) {
-  DispatchRef dispatch(ObjectResult(result));
+  ComRef<IDispatch> dispatch(ObjectResult(result));
   return AdaptDataField(dispatch.get());
 }
 
@@ -294,24 +280,16 @@ bool DispatchDataFields::Exists(std::u16string& name) {
 }
 
 std::int16_t DispatchDataFields::AddObject(contract::DataFieldRef& field) {
-  IDispatch* passed = ToDispatch(field);
-  IDispatch* current = passed;
-  if (current) current->AddRef();
+  ComRef<IDispatch> passed(ToDispatch(field));
+  // The caller's variable, which the callee may set to another object.
+  ComRef<IDispatch> current(passed.get());
+  if (current.get()) current->AddRef();
   Args<1> args;
   V_VT(&args.v[0]) = VT_BYREF | VT_DISPATCH;
-  V_DISPATCHREF(&args.v[0]) = &current;
+  V_DISPATCHREF(&args.v[0]) = current.address();
   Variant result;
-  try {
-    Invoke(Id(Member::AddObject), kGetFlags, args.v, 1, result.get());
-  } catch (...) {
-    if (current) current->Release();
-    if (passed) passed->Release();
-    throw;
-  }
-  DispatchRef hold_current(current);
-  DispatchRef hold_passed(passed);
-  // The callee may have set the caller's variable to another object.
-  if (current != passed) field = AdaptDataField(current);
+  Invoke(Id(Member::AddObject), kGetFlags, args.v, 1, result.get());
+  if (current.get() != passed.get()) field = AdaptDataField(current.get());
   if (V_VT(result.get()) == VT_I2) return V_I2(result.get());
   return automation::CInt(FromVariant(*result));
 }
@@ -323,7 +301,7 @@ void DispatchDataFields::Remove(std::u16string& name) {
 contract::KeyedCollectionRef DispatchDataFields::mCol() {
   Variant result;
   Invoke(Id(Member::mCol), kGetFlags, nullptr, 0, result.get());
-  DispatchRef dispatch(ObjectResult(*result));
+  ComRef<IDispatch> dispatch(ObjectResult(*result));
   return AdaptKeyedCollection(dispatch.get());
 }
 

@@ -5,25 +5,16 @@
 #include <mutex>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "automation/chars.h"
 #include "com/errors.h"
 
 namespace qorvintr::com {
 
 namespace {
-
-bool SameName(const wchar_t* a, const wchar_t* b, UINT length) noexcept {
-  // Member names are ASCII; the platform matches them without regard to case.
-  for (UINT i = 0; i < length; ++i) {
-    wchar_t x = a[i], y = b[i];
-    if (x >= L'A' && x <= L'Z') x = static_cast<wchar_t>(x + 32);
-    if (y >= L'A' && y <= L'Z') y = static_cast<wchar_t>(y + 32);
-    if (x != y) return false;
-  }
-  return b[length] == 0;
-}
 
 // The names of an interface's own members (not those inherited from IUnknown or IDispatch),
 // read once per type information.
@@ -64,13 +55,16 @@ bool OwnMember(ITypeInfo* info, const wchar_t* name, DISPID* id) noexcept {
   try {
     const OwnNames* names = NamesOf(info);
     if (!names) return false;
+    // Member names are ASCII; the platform matches them without regard to case.
+    const std::wstring_view wanted(name);
     for (const auto& m : names->members) {
-      if (SameName(m.first.c_str(), name, static_cast<UINT>(m.first.size()))) {
+      if (automation::EqualsIgnoreAsciiCase(std::wstring_view(m.first), wanted)) {
         *id = m.second;
         return true;
       }
     }
   } catch (...) {
+    // No table (no memory, or its lock failed): the type library's own lookup answers.
   }
   return false;
 }
@@ -139,6 +133,98 @@ struct Converted {
   VARIANT before;
 };
 
+bool HasByRefVariant(const DISPPARAMS& params) noexcept {
+  for (UINT k = 0; k < params.cArgs && params.rgvarg; ++k) {
+    if (V_VT(&params.rgvarg[k]) == (VT_BYREF | VT_VARIANT)) return true;
+  }
+  return false;
+}
+
+// The parameter (from 0) that argument k of the call stands for; -1 for none.
+int ParameterOf(const DISPPARAMS& params, const FUNCDESC& fd, UINT k) noexcept {
+  if (k < params.cNamedArgs) {
+    DISPID n = params.rgdispidNamedArgs[k];
+    return (n == DISPID_PROPERTYPUT) ? fd.cParams - 1 : static_cast<int>(n);
+  }
+  return static_cast<int>(params.cArgs - 1 - k);
+}
+
+// A copy of the caller's Variant as the parameter's type, and a second copy to tell later
+// whether the method changed it. False (nothing kept) when it does not convert.
+bool ConvertForMethod(VARIANT* caller, VARTYPE target, Converted& c) noexcept {
+  VariantInit(&c.value);
+  VariantInit(&c.before);
+  HRESULT hr = S_OK;
+  if (target == VT_DISPATCH && (V_VT(caller) == VT_EMPTY)) {
+    // An unset variable is Nothing.
+    V_VT(&c.value) = VT_DISPATCH;
+    V_DISPATCH(&c.value) = nullptr;
+  } else {
+    hr = VariantChangeTypeEx(&c.value, caller, 1033, VARIANT_ALPHABOOL, target);
+  }
+  if (FAILED(hr) || FAILED(VariantCopy(&c.before, &c.value))) {
+    VariantClear(&c.value);
+    VariantClear(&c.before);
+    return false;
+  }
+  c.caller = caller;
+  return true;
+}
+
+// Points each by-reference Variant argument (args: shallow copies of the caller's) whose
+// parameter is a by-reference one of a given type at a value of that type: the caller's
+// variable itself when it has that type, else a converted copy kept in converted. Answers how
+// many copies were made.
+UINT AdaptByRefArguments(const DISPPARAMS& params, const FUNCDESC& fd, VARIANT* args,
+                         Converted* converted) noexcept {
+  UINT converted_count = 0;
+  for (UINT k = 0; k < params.cArgs; ++k) {
+    VARIANT& arg = args[k];
+    if (V_VT(&arg) != (VT_BYREF | VT_VARIANT) || !V_VARIANTREF(&arg)) continue;
+    const int p = ParameterOf(params, fd, k);
+    if (p < 0 || p >= fd.cParams) continue;
+    const VARTYPE target = ByRefTarget(fd.lprgelemdescParam[p]);
+    if (target == VT_EMPTY) continue;
+    VARIANT* inner = V_VARIANTREF(&arg);
+    while (V_VT(inner) == (VT_BYREF | VT_VARIANT) && V_VARIANTREF(inner)) {
+      inner = V_VARIANTREF(inner);
+    }
+    if (V_VT(inner) & VT_BYREF) continue;
+    if (V_VT(inner) == target) {
+      // The method works on the caller's variable itself.
+      V_VT(&arg) = static_cast<VARTYPE>(VT_BYREF | target);
+      V_BYREF(&arg) = &V_I8(inner);
+      continue;
+    }
+    // Otherwise on a converted copy; one that does not convert is left to the type library's
+    // own rules.
+    Converted& c = converted[converted_count];
+    if (!ConvertForMethod(inner, target, c)) continue;
+    ++converted_count;
+    V_VT(&arg) = static_cast<VARTYPE>(VT_BYREF | target);
+    V_BYREF(&arg) = &V_I8(&c.value);
+  }
+  return converted_count;
+}
+
+// After the call: each copy the method changed goes back into the caller's Variant (only when
+// the call succeeded), and the copies are cleared.
+void WriteBackConverted(Converted* converted, UINT count, bool succeeded) noexcept {
+  for (UINT i = 0; i < count; ++i) {
+    Converted& c = converted[i];
+    if (succeeded && !SameContent(c.value, c.before)) {
+      VARIANT copy;
+      VariantInit(&copy);
+      if (SUCCEEDED(VariantCopy(&copy, &c.value))) {
+        VariantClear(c.caller);
+        *c.caller = copy;
+      }
+    }
+    VariantClear(&c.value);
+    VariantClear(&c.before);
+  }
+}
+
 }  // namespace
 
 HRESULT TypeLibGetIDsOfNames(ITypeInfo* info, LPOLESTR* names, UINT count,
@@ -163,17 +249,12 @@ HRESULT TypeLibInvoke(ITypeInfo* info, void* instance, DISPID id, WORD flags, DI
   if (excep) std::memset(excep, 0, sizeof(*excep));
 
   const UINT count = params->cArgs;
-  bool by_ref_variant = false;
-  for (UINT k = 0; k < count && params->rgvarg; ++k) {
-    if (V_VT(&params->rgvarg[k]) == (VT_BYREF | VT_VARIANT)) by_ref_variant = true;
-  }
-
   DISPPARAMS adapted = *params;
   std::unique_ptr<VARIANT[]> args;
   std::unique_ptr<Converted[]> converted;
   UINT converted_count = 0;
   ITypeInfo2* holder = nullptr;
-  FUNCDESC* fd = by_ref_variant ? FindFunction(info, id, flags, &holder) : nullptr;
+  FUNCDESC* fd = HasByRefVariant(*params) ? FindFunction(info, id, flags, &holder) : nullptr;
   if (fd) {
     args.reset(new (std::nothrow) VARIANT[count]);
     converted.reset(new (std::nothrow) Converted[count]);
@@ -184,70 +265,13 @@ HRESULT TypeLibInvoke(ITypeInfo* info, void* instance, DISPID id, WORD flags, DI
     }
     // Shallow copies: the caller keeps owning its arguments.
     std::memcpy(args.get(), params->rgvarg, count * sizeof(VARIANT));
-    const UINT named = params->cNamedArgs;
-    for (UINT k = 0; k < count; ++k) {
-      VARIANT& arg = args[k];
-      if (V_VT(&arg) != (VT_BYREF | VT_VARIANT) || !V_VARIANTREF(&arg)) continue;
-      int p = -1;
-      if (k < named) {
-        DISPID n = params->rgdispidNamedArgs[k];
-        p = (n == DISPID_PROPERTYPUT) ? fd->cParams - 1 : static_cast<int>(n);
-      } else {
-        p = static_cast<int>(count - 1 - k);
-      }
-      if (p < 0 || p >= fd->cParams) continue;
-      const VARTYPE target = ByRefTarget(fd->lprgelemdescParam[p]);
-      if (target == VT_EMPTY) continue;
-      VARIANT* inner = V_VARIANTREF(&arg);
-      while (V_VT(inner) == (VT_BYREF | VT_VARIANT) && V_VARIANTREF(inner)) {
-        inner = V_VARIANTREF(inner);
-      }
-      if (V_VT(inner) & VT_BYREF) continue;
-      if (V_VT(inner) == target) {
-        // The method works on the caller's variable itself.
-        V_VT(&arg) = static_cast<VARTYPE>(VT_BYREF | target);
-        V_BYREF(&arg) = &V_I8(inner);
-        continue;
-      }
-      Converted& c = converted[converted_count];
-      VariantInit(&c.value);
-      VariantInit(&c.before);
-      HRESULT hr = S_OK;
-      if (target == VT_DISPATCH && (V_VT(inner) == VT_EMPTY)) {
-        // An unset variable is Nothing.
-        V_VT(&c.value) = VT_DISPATCH;
-        V_DISPATCH(&c.value) = nullptr;
-      } else {
-        hr = VariantChangeTypeEx(&c.value, inner, 1033, VARIANT_ALPHABOOL, target);
-      }
-      if (FAILED(hr) || FAILED(VariantCopy(&c.before, &c.value))) {
-        VariantClear(&c.value);
-        VariantClear(&c.before);
-        continue;  // the type library's own rules answer this argument
-      }
-      c.caller = inner;
-      ++converted_count;
-      V_VT(&arg) = static_cast<VARTYPE>(VT_BYREF | target);
-      V_BYREF(&arg) = &V_I8(&c.value);
-    }
+    converted_count = AdaptByRefArguments(*params, *fd, args.get(), converted.get());
     adapted.rgvarg = args.get();
   }
 
   HRESULT hr = info->Invoke(instance, id, flags, &adapted, result, excep, arg_error);
 
-  for (UINT i = 0; i < converted_count; ++i) {
-    Converted& c = converted[i];
-    if (SUCCEEDED(hr) && !SameContent(c.value, c.before)) {
-      VARIANT copy;
-      VariantInit(&copy);
-      if (SUCCEEDED(VariantCopy(&copy, &c.value))) {
-        VariantClear(c.caller);
-        *c.caller = copy;
-      }
-    }
-    VariantClear(&c.value);
-    VariantClear(&c.before);
-  }
+  WriteBackConverted(converted.get(), converted_count, SUCCEEDED(hr));
   if (fd) {
     holder->ReleaseFuncDesc(fd);
     holder->Release();

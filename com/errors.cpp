@@ -73,7 +73,8 @@ void RaiseFromDispatch(HRESULT hr, EXCEPINFO* info) {
     try {
       source = FromBstr(info->bstrSource);
       description = FromBstr(info->bstrDescription);
-    } catch (...) {
+    } catch (const std::bad_alloc&) {
+      // Without memory for the callee's texts the number still travels, with our description.
     }
     if (info->wCode != 0) {
       number = info->wCode;
@@ -111,7 +112,8 @@ automation::AutomationError CurrentError() noexcept {
   } catch (const std::bad_alloc&) {
     return automation::AutomationError(err::OutOfMemory);
   } catch (...) {
-    return automation::AutomationError(51);  // Internal error
+    // Anything that is neither of the above is the platform's 51 "Internal error".
+    return automation::AutomationError(51);
   }
 }
 
@@ -123,8 +125,8 @@ HRESULT ReturnError(const automation::AutomationError& error, REFIID iid) noexce
     t_pending.source = error.Source();
     t_pending.description = error.Description();
     if (t_pending.description.empty()) t_pending.description = DescriptionOf(error.Number());
-  } catch (...) {
-    t_pending.hr = S_OK;
+  } catch (const std::bad_alloc&) {
+    t_pending.hr = S_OK;  // no texts to hand on: the error information goes without them
   }
   ICreateErrorInfo* create = nullptr;
   if (SUCCEEDED(CreateErrorInfo(&create))) {
@@ -155,7 +157,8 @@ void FillExcepInfo(EXCEPINFO* info, const automation::AutomationError& error) no
     if (description.empty()) description = DescriptionOf(error.Number());
     info->bstrSource = ToBstr(error.Source());
     info->bstrDescription = ToBstr(description);
-  } catch (...) {
+  } catch (const std::bad_alloc&) {
+    // The EXCEPINFO goes without the texts there was no memory for.
   }
 }
 
@@ -169,7 +172,8 @@ void FillExcepInfo(EXCEPINFO* info, HRESULT hr) noexcept {
     try {
       FillExcepInfo(info, automation::AutomationError(t_pending.number, t_pending.source,
                                                       t_pending.description));
-    } catch (...) {
+    } catch (const std::bad_alloc&) {
+      // No memory to copy the pending error: the EXCEPINFO keeps only its code.
     }
     return;
   }

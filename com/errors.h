@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "automation/error.h"
+#include "com/variant.h"
 
 namespace qorvintr::com {
 
@@ -38,6 +39,30 @@ automation::AutomationError CurrentError() noexcept;
 HRESULT ReturnError(const automation::AutomationError& error, REFIID iid) noexcept;
 // The same for the error in flight; call only inside a catch block.
 HRESULT ReturnCurrentError(REFIID iid) noexcept;
+
+// Runs the body of a COM method of the interface iid and answers its HRESULT; whatever it throws
+// is answered as ReturnCurrentError does.
+template <class Body>
+HRESULT Guard(REFIID iid, Body&& body) noexcept {
+  try {
+    return body();
+  } catch (...) {
+    // No exception may cross a COM method: every error becomes its answer and error information.
+    return ReturnCurrentError(iid);
+  }
+}
+
+// A text property's read under Guard: *ret gets a new BSTR of the text the body answers (null on
+// failure).
+template <class Body>
+HRESULT GuardText(REFIID iid, BSTR* ret, Body&& body) noexcept {
+  if (!ret) return E_POINTER;
+  *ret = nullptr;
+  return Guard(iid, [&] {
+    *ret = ToBstr(body());
+    return S_OK;
+  });
+}
 
 // Fills an EXCEPINFO for the error of a failed dispatch call: from the error ReturnError recorded
 // last on this thread when its HRESULT matches, else from the thread's error information.

@@ -2,8 +2,10 @@
 
 #include <cwchar>
 #include <new>
+#include <string_view>
 #include <utility>
 
+#include "automation/chars.h"
 #include "automation/convert.h"
 #include "automation/error.h"
 #include "com/errors.h"
@@ -33,13 +35,7 @@ constexpr NamedMember kFieldMembers[] = {
 
 bool SameName(const wchar_t* a, const wchar_t* b) noexcept {
   // Member names are ASCII; the platform matches them without regard to case.
-  for (;; ++a, ++b) {
-    wchar_t x = *a, y = *b;
-    if (x >= L'A' && x <= L'Z') x = static_cast<wchar_t>(x + 32);
-    if (y >= L'A' && y <= L'Z') y = static_cast<wchar_t>(y + 32);
-    if (x != y) return false;
-    if (x == 0) return true;
-  }
+  return automation::EqualsIgnoreAsciiCase(std::wstring_view(a), std::wstring_view(b));
 }
 
 // The text of a property put's argument, converted as the language does; DISP_E_TYPEMISMATCH
@@ -55,6 +51,7 @@ HRESULT TextArgument(const VARIANT& arg, std::u16string& text, UINT* arg_error) 
   } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
   } catch (...) {
+    // Any failure of the conversion (13, a default member that raises) is a type mismatch.
     if (arg_error) *arg_error = 0;
     return DISP_E_TYPEMISMATCH;
   }
@@ -182,6 +179,7 @@ HRESULT NativeObjectDispatch::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPA
     }
     return S_OK;
   } catch (...) {
+    // No exception may cross IDispatch::Invoke: every error goes back in the EXCEPINFO.
     automation::AutomationError error = CurrentError();
     if (info) FillExcepInfo(info, error);
     return DISP_E_EXCEPTION;

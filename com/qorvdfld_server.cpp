@@ -11,6 +11,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "automation/convert.h"
@@ -28,15 +29,6 @@ namespace qorvintr::com {
 namespace {
 
 using automation::Value;
-
-template <class Body>
-HRESULT Guard(REFIID iid, Body&& body) noexcept {
-  try {
-    return body();
-  } catch (...) {
-    return ReturnCurrentError(iid);
-  }
-}
 
 // The type word of a value's kind, for fields added without one.
 std::u16string TypeWordOf(const Value& v) {
@@ -122,12 +114,7 @@ class DataFieldObject final : public DualObject<_DataField> {
 
   template <class Body>
   HRESULT Text(BSTR* ret, Body&& body) noexcept {
-    if (!ret) return E_POINTER;
-    *ret = nullptr;
-    return Guard(IID__DataField, [&] {
-      *ret = ToBstr(body());
-      return S_OK;
-    });
+    return GuardText(IID__DataField, ret, std::forward<Body>(body));
   }
 
   std::shared_ptr<components::DataFieldObject> field_;
@@ -139,18 +126,10 @@ class DataFieldObject final : public DualObject<_DataField> {
 class FieldEnumerator final : public IEnumVARIANT {
  public:
   static HRESULT Create(const components::FieldCollection& fields, IUnknown** out) {
-    auto* e = new FieldEnumerator();
-    try {
-      e->items_.reserve(fields.size());
-      for (const auto& entry : fields) {
-        IDispatch* d = ToDispatch(entry.field);
-        e->items_.push_back(d);
-      }
-    } catch (...) {
-      e->Release();
-      throw;
-    }
-    *out = static_cast<IEnumVARIANT*>(e);
+    ComRef<FieldEnumerator> e(new FieldEnumerator());
+    e->items_.reserve(fields.size());
+    for (const auto& entry : fields) e->items_.push_back(ToDispatch(entry.field));
+    *out = static_cast<IEnumVARIANT*>(e.release());
     return S_OK;
   }
 
@@ -200,19 +179,18 @@ class FieldEnumerator final : public IEnumVARIANT {
   HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** out) override {
     if (!out) return E_POINTER;
     *out = nullptr;
-    auto* e = new (std::nothrow) FieldEnumerator();
-    if (!e) return E_OUTOFMEMORY;
+    ComRef<FieldEnumerator> e(new (std::nothrow) FieldEnumerator());
+    if (!e.get()) return E_OUTOFMEMORY;
     try {
       e->items_ = items_;
-    } catch (...) {
-      e->Release();
-      return E_OUTOFMEMORY;
+    } catch (const std::bad_alloc&) {
+      return E_OUTOFMEMORY;  // Clone runs unguarded
     }
     for (IDispatch* d : e->items_) {
       if (d) d->AddRef();
     }
     e->next_ = next_;
-    *out = e;
+    *out = e.release();
     return S_OK;
   }
 
@@ -230,6 +208,31 @@ class FieldEnumerator final : public IEnumVARIANT {
   std::size_t next_ = 0;
 };
 
+// ---- What DataFields and its mCol both answer ----------------------------------------------
+
+HRESULT ItemOf(REFIID iid, components::FieldCollection& fields, const VARIANT& index,
+               IDispatch** ret) noexcept {
+  if (!ret) return E_POINTER;
+  *ret = nullptr;
+  return Guard(iid, [&] {
+    *ret = ToDispatch(FieldOf(fields, index));
+    return S_OK;
+  });
+}
+
+HRESULT CountOf(components::FieldCollection& fields, LONG* ret) noexcept {
+  if (!ret) return E_POINTER;
+  *ret = fields.Count();
+  return S_OK;
+}
+
+HRESULT NewEnumOf(REFIID iid, const components::FieldCollection& fields,
+                  IUnknown** ret) noexcept {
+  if (!ret) return E_POINTER;
+  *ret = nullptr;
+  return Guard(iid, [&] { return FieldEnumerator::Create(fields, ret); });
+}
+
 // ---- The keyed collection (mCol) ------------------------------------------------------------
 
 class FieldCollectionObject final : public DualObject<_FieldCollection> {
@@ -238,23 +241,11 @@ class FieldCollectionObject final : public DualObject<_FieldCollection> {
       : DualObject(IID__FieldCollection), fields_(std::move(fields)) {}
 
   HRESULT STDMETHODCALLTYPE Item(VARIANT index, IDispatch** ret) override {
-    if (!ret) return E_POINTER;
-    *ret = nullptr;
-    return Guard(IID__FieldCollection, [&] {
-      *ret = ToDispatch(FieldOf(*fields_, index));
-      return S_OK;
-    });
+    return ItemOf(IID__FieldCollection, *fields_, index, ret);
   }
-  HRESULT STDMETHODCALLTYPE get_Count(LONG* ret) override {
-    if (!ret) return E_POINTER;
-    *ret = fields_->Count();
-    return S_OK;
-  }
+  HRESULT STDMETHODCALLTYPE get_Count(LONG* ret) override { return CountOf(*fields_, ret); }
   HRESULT STDMETHODCALLTYPE _NewEnum(IUnknown** ret) override {
-    if (!ret) return E_POINTER;
-    *ret = nullptr;
-    return Guard(IID__FieldCollection,
-                 [&] { return FieldEnumerator::Create(*fields_, ret); });
+    return NewEnumOf(IID__FieldCollection, *fields_, ret);
   }
 
  private:
@@ -272,12 +263,7 @@ class DataFieldsObject final : public DualObject<_DataFields> {
         collection_(fields_) {}
 
   HRESULT STDMETHODCALLTYPE Item(VARIANT name, IDispatch** ret) override {
-    if (!ret) return E_POINTER;
-    *ret = nullptr;
-    return Guard(IID__DataFields, [&] {
-      *ret = ToDispatch(FieldOf(*fields_, name));
-      return S_OK;
-    });
+    return ItemOf(IID__DataFields, *fields_, name, ret);
   }
   HRESULT STDMETHODCALLTYPE Exists(VARIANT name, VARIANT_BOOL* ret) override {
     if (!ret) return E_POINTER;
@@ -327,34 +313,25 @@ class DataFieldsObject final : public DualObject<_DataFields> {
       std::u16string type = IsOmitted(data_type) ? TypeWordOf(value) : KeyText(data_type);
       std::u16string cls = IsOmitted(data_class) ? std::u16string() : KeyText(data_class);
       // A field of this DLL's own class, so the caller can hand it on like any other.
-      IDispatch* created = nullptr;
+      ComRef<IDispatch> created;
       HRESULT hr = CreateObjectOf<DataFieldObject>(IID_IDispatch,
-                                                   reinterpret_cast<void**>(&created));
+                                                   reinterpret_cast<void**>(created.address()));
       if (FAILED(hr)) return hr;
-      try {
-        contract::DataFieldRef field = AdaptDataField(created);
+      {
+        contract::DataFieldRef field = AdaptDataField(created.get());
         field->SetName(FromBstr(name));
         field->SetDataType(std::move(type));
         field->SetData(value);
         field->SetDataClass(std::move(cls));
         fields_->Add(field, FromBstr(name));
-      } catch (...) {
-        created->Release();
-        throw;
       }
-      *ret = created;
+      *ret = created.release();
       return S_OK;
     });
   }
-  HRESULT STDMETHODCALLTYPE get_Count(LONG* ret) override {
-    if (!ret) return E_POINTER;
-    *ret = fields_->Count();
-    return S_OK;
-  }
+  HRESULT STDMETHODCALLTYPE get_Count(LONG* ret) override { return CountOf(*fields_, ret); }
   HRESULT STDMETHODCALLTYPE _NewEnum(IUnknown** ret) override {
-    if (!ret) return E_POINTER;
-    *ret = nullptr;
-    return Guard(IID__DataFields, [&] { return FieldEnumerator::Create(*fields_, ret); });
+    return NewEnumOf(IID__DataFields, *fields_, ret);
   }
 
  private:

@@ -8,6 +8,7 @@
 #include "QorvIntr.h"
 
 #include <string>
+#include <utility>
 
 #include "com/creators.h"
 #include "com/dispatch_client.h"
@@ -23,10 +24,7 @@ namespace {
 
 // Writes the text back into a caller's by-reference BSTR when it changed.
 HRESULT WriteBack(BSTR* target, const std::u16string& text) {
-  if (BstrView(*target) == text) return S_OK;
-  BSTR replacement = ToBstr(text);
-  SysFreeString(*target);
-  *target = replacement;
+  WriteBackText(target, text);
   return S_OK;
 }
 
@@ -149,20 +147,11 @@ class InterpreterObject final : public DualObject<_Interpreter> {
 
   template <class Body>
   HRESULT Guard(Body&& body) noexcept {
-    try {
-      return body();
-    } catch (...) {
-      return ReturnCurrentError(IID__Interpreter);
-    }
+    return com::Guard(IID__Interpreter, std::forward<Body>(body));
   }
   template <class Body>
   HRESULT Text(BSTR* ret, Body&& body) noexcept {
-    if (!ret) return E_POINTER;
-    *ret = nullptr;
-    return Guard([&] {
-      *ret = ToBstr(body());
-      return S_OK;
-    });
+    return GuardText(IID__Interpreter, ret, std::forward<Body>(body));
   }
   static void Replace(IDispatch** target, IDispatch* replacement) noexcept {
     if (*target) (*target)->Release();

@@ -26,7 +26,7 @@ class LogObject final : public DualObject<_Log> {
                                  BSTR* separator, BSTR title, LONG* ret) override {
     if (!path || !log_size || !separator || !ret) return E_POINTER;
     *ret = 0;
-    return Guard([&] {
+    return Guard(IID__Log, [&] {
       std::u16string p = FromBstr(*path);
       std::u16string s = FromBstr(*separator);
       std::int32_t size = *log_size;
@@ -34,8 +34,8 @@ class LogObject final : public DualObject<_Log> {
           writer_.Init(BstrView(application_key), BstrView(kind), p, number_of_logs, size,
                        append != VARIANT_FALSE, s, BstrView(title));
       *ret = automation::CLng(answer);
-      WriteBack(path, p);
-      WriteBack(separator, s);
+      WriteBackText(path, p);
+      WriteBackText(separator, s);
       *log_size = size;
       return S_OK;
     });
@@ -43,7 +43,7 @@ class LogObject final : public DualObject<_Log> {
   HRESULT STDMETHODCALLTYPE WriteLogMsg(BSTR message, LONG* ret) override {
     if (!ret) return E_POINTER;
     *ret = 0;
-    return Guard([&] {
+    return Guard(IID__Log, [&] {
       *ret = automation::CLng(writer_.WriteLogMsg(BstrView(message)));
       return S_OK;
     });
@@ -51,21 +51,6 @@ class LogObject final : public DualObject<_Log> {
 
  private:
   ~LogObject() override = default;
-
-  template <class Body>
-  static HRESULT Guard(Body&& body) noexcept {
-    try {
-      return body();
-    } catch (...) {
-      return ReturnCurrentError(IID__Log);
-    }
-  }
-  static void WriteBack(BSTR* target, const std::u16string& text) {
-    if (BstrView(*target) == text) return;
-    BSTR replacement = ToBstr(text);
-    SysFreeString(*target);
-    *target = replacement;
-  }
 
   components::RotatingLogWriter writer_;
 };

@@ -4,7 +4,9 @@
 
 #include <cwchar>
 #include <mutex>
+#include <new>
 #include <string>
+#include <system_error>
 
 extern "C" IMAGE_DOS_HEADER __ImageBase;
 
@@ -61,8 +63,8 @@ ITypeLib* ModuleTypeLib() noexcept {
       ITypeLib* lib = nullptr;
       if (SUCCEEDED(LoadTypeLibEx(path, REGKIND_NONE, &lib))) h.lib = lib;
     });
-  } catch (...) {
-    return nullptr;
+  } catch (const std::system_error&) {
+    return nullptr;  // the one-time load could not be started: no type library
   }
   return h.lib;
 }
@@ -159,6 +161,7 @@ HRESULT ClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** object)
   } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
   } catch (...) {
+    // A constructor's failure of any other kind must not cross the COM boundary either.
     return E_UNEXPECTED;
   }
 }
@@ -274,8 +277,8 @@ HRESULT RegisterServer(const ClassEntry* classes, std::size_t count) noexcept {
       }
     }
     return S_OK;
-  } catch (...) {
-    return E_OUTOFMEMORY;
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;  // the key and value texts are all that can fail
   }
 }
 
@@ -302,8 +305,8 @@ HRESULT UnregisterServer(const ClassEntry* classes, std::size_t count) noexcept 
       lib->Release();
     }
     return result;
-  } catch (...) {
-    return E_OUTOFMEMORY;
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;  // the key texts are all that can fail
   }
 }
 

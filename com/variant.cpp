@@ -36,20 +36,13 @@ Value FromWideInteger(Integer n) {
 
 Value FromObjectPointer(IUnknown* unknown) {
   if (!unknown) return Value::Object(nullptr);
-  IDispatch* dispatch = nullptr;
-  if (FAILED(unknown->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(&dispatch))) ||
-      !dispatch) {
+  ComRef<IDispatch> dispatch;
+  if (FAILED(unknown->QueryInterface(IID_IDispatch,
+                                     reinterpret_cast<void**>(dispatch.address()))) ||
+      !dispatch.get()) {
     automation::Raise(automation::err::NoAutomationSupport);
   }
-  automation::ObjectRef object;
-  try {
-    object = FromDispatch(dispatch);
-  } catch (...) {
-    dispatch->Release();
-    throw;
-  }
-  dispatch->Release();
-  return Value::Object(std::move(object));
+  return Value::Object(FromDispatch(dispatch.get()));
 }
 
 }  // namespace
@@ -63,6 +56,13 @@ BSTR ToBstr(std::u16string_view text) {
 }
 
 std::u16string FromBstr(BSTR b) { return std::u16string(BstrView(b)); }
+
+void WriteBackText(BSTR* target, std::u16string_view text) {
+  if (BstrView(*target) == text) return;
+  BSTR replacement = ToBstr(text);
+  SysFreeString(*target);
+  *target = replacement;
+}
 
 void ToVariant(const Value& value, VARIANT* out) {
   VariantInit(out);

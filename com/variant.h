@@ -50,6 +50,10 @@ IDispatch* ToDispatch(const automation::ObjectRef& object);
 // otherwise a late-bound adapter (a data field adapter, which answers the default member too).
 automation::ObjectRef FromDispatch(IDispatch* dispatch);
 
+// Writes the text into a caller's by-reference BSTR when it differs from what the BSTR holds.
+// Throws std::bad_alloc.
+void WriteBackText(BSTR* target, std::u16string_view text);
+
 // RAII holders.
 class Bstr {
  public:
@@ -63,6 +67,33 @@ class Bstr {
 
  private:
   BSTR b_ = nullptr;
+};
+
+// One counted reference to a COM object for the length of a scope; null for none.
+template <class Interface>
+class ComRef {
+ public:
+  ComRef() noexcept = default;
+  explicit ComRef(Interface* held) noexcept : held_(held) {}
+  ~ComRef() {
+    if (held_) held_->Release();
+  }
+  ComRef(const ComRef&) = delete;
+  ComRef& operator=(const ComRef&) = delete;
+  Interface* get() const noexcept { return held_; }
+  Interface* operator->() const noexcept { return held_; }
+  // Where a call stores a reference (an out argument, or a by-reference one it may replace):
+  // whatever the variable holds at the end of the scope is released.
+  Interface** address() noexcept { return &held_; }
+  // Hands the reference over to the caller.
+  Interface* release() noexcept {
+    Interface* held = held_;
+    held_ = nullptr;
+    return held;
+  }
+
+ private:
+  Interface* held_ = nullptr;
 };
 
 class Variant {
