@@ -91,47 +91,55 @@ void ToVariant(const Value& value, VARIANT* out) {
   automation::Raise(kBadVarType);
 }
 
+namespace {
+
+// The value a by-reference VARIANT (other than a Variant's) points at.
+Value FromByRef(const VARIANT& v) {
+  const VARTYPE vt = V_VT(&v);
+  if (!V_BYREF(&v)) automation::Raise(automation::err::TypeMismatch);
+  switch (vt & ~VT_BYREF) {
+    case VT_I2: return Value::Integer(*V_I2REF(&v));
+    case VT_I4: return Value::Long(*V_I4REF(&v));
+    case VT_R4: return Value::Single(*V_R4REF(&v));
+    case VT_R8: return Value::Double(*V_R8REF(&v));
+    case VT_DATE: return Value::Date(*V_DATEREF(&v));
+    case VT_BSTR: return Value::String(BstrView(*V_BSTRREF(&v)));
+    case VT_BOOL: return Value::Boolean(*V_BOOLREF(&v) != VARIANT_FALSE);
+    case VT_ERROR: return Value::Error(*V_ERRORREF(&v));
+    case VT_DISPATCH: return FromObjectPointer(*V_DISPATCHREF(&v));
+    case VT_UNKNOWN: return FromObjectPointer(*V_UNKNOWNREF(&v));
+    case VT_I1: return Value::Integer(static_cast<std::int16_t>(*V_I1REF(&v)));
+    case VT_UI1: return Value::Integer(static_cast<std::int16_t>(*V_UI1REF(&v)));
+    case VT_UI2: return Value::Long(static_cast<std::int32_t>(*V_UI2REF(&v)));
+    case VT_UI4: return FromWideInteger(*V_UI4REF(&v));
+    case VT_INT: return Value::Long(static_cast<std::int32_t>(*V_INTREF(&v)));
+    case VT_UINT: return FromWideInteger(*V_UINTREF(&v));
+    case VT_I8: return FromWideInteger(*V_I8REF(&v));
+    case VT_UI8: return FromWideInteger(*V_UI8REF(&v));
+    case VT_CY:
+    case VT_DECIMAL: {
+      VARIANT copy;
+      VariantInit(&copy);
+      if (FAILED(VariantCopyInd(&copy, const_cast<VARIANT*>(&v)))) {
+        automation::Raise(automation::err::TypeMismatch);
+      }
+      Value result = FromVariant(copy);
+      VariantClear(&copy);
+      return result;
+    }
+    default: automation::Raise(kBadVarType);
+  }
+}
+
+}  // namespace
+
 Value FromVariant(const VARIANT& v) {
   const VARTYPE vt = V_VT(&v);
   if (vt == (VT_BYREF | VT_VARIANT)) {
     if (!V_VARIANTREF(&v)) automation::Raise(automation::err::TypeMismatch);
     return FromVariant(*V_VARIANTREF(&v));
   }
-  if (vt & VT_BYREF) {
-    if (!V_BYREF(&v)) automation::Raise(automation::err::TypeMismatch);
-    switch (vt & ~VT_BYREF) {
-      case VT_I2: return Value::Integer(*V_I2REF(&v));
-      case VT_I4: return Value::Long(*V_I4REF(&v));
-      case VT_R4: return Value::Single(*V_R4REF(&v));
-      case VT_R8: return Value::Double(*V_R8REF(&v));
-      case VT_DATE: return Value::Date(*V_DATEREF(&v));
-      case VT_BSTR: return Value::String(BstrView(*V_BSTRREF(&v)));
-      case VT_BOOL: return Value::Boolean(*V_BOOLREF(&v) != VARIANT_FALSE);
-      case VT_ERROR: return Value::Error(*V_ERRORREF(&v));
-      case VT_DISPATCH: return FromObjectPointer(*V_DISPATCHREF(&v));
-      case VT_UNKNOWN: return FromObjectPointer(*V_UNKNOWNREF(&v));
-      case VT_I1: return Value::Integer(static_cast<std::int16_t>(*V_I1REF(&v)));
-      case VT_UI1: return Value::Integer(static_cast<std::int16_t>(*V_UI1REF(&v)));
-      case VT_UI2: return Value::Long(static_cast<std::int32_t>(*V_UI2REF(&v)));
-      case VT_UI4: return FromWideInteger(*V_UI4REF(&v));
-      case VT_INT: return Value::Long(static_cast<std::int32_t>(*V_INTREF(&v)));
-      case VT_UINT: return FromWideInteger(*V_UINTREF(&v));
-      case VT_I8: return FromWideInteger(*V_I8REF(&v));
-      case VT_UI8: return FromWideInteger(*V_UI8REF(&v));
-      case VT_CY:
-      case VT_DECIMAL: {
-        VARIANT copy;
-        VariantInit(&copy);
-        if (FAILED(VariantCopyInd(&copy, const_cast<VARIANT*>(&v)))) {
-          automation::Raise(automation::err::TypeMismatch);
-        }
-        Value result = FromVariant(copy);
-        VariantClear(&copy);
-        return result;
-      }
-      default: automation::Raise(kBadVarType);
-    }
-  }
+  if (vt & VT_BYREF) return FromByRef(v);
   switch (vt) {
     case VT_EMPTY: return Value();
     case VT_NULL: return Value::Null();

@@ -1,6 +1,7 @@
 #include "support/debug_log.h"
 
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "automation/convert.h"
@@ -134,9 +135,8 @@ void ResetDebugLog() noexcept {
   s.number_of_logs = kDefaultNumLogs;
   try {
     s.separator.assign(kDefaultSeparator);
-  } catch (...) {
-    // Only memory for the text can run out, and a reset must not fail: no separator then.
-    s.separator.clear();
+  } catch (const std::bad_alloc&) {
+    s.separator.clear();  // a reset must not fail: no separator then
   }
 }
 
