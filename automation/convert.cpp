@@ -6,7 +6,9 @@
 #include <cstring>
 #include <limits>
 
+#include "automation/chars.h"
 #include "automation/datetime.h"
+#include "automation/decimal.h"
 #include "automation/error.h"
 #include "automation/locale.h"
 
@@ -55,20 +57,10 @@ struct NumberScan {
   std::array<char, kMaxDigits> digits;   // filled up to digit_count; left unset for speed
 };
 
-inline bool IsBlank(char16_t c) noexcept {
-  // The characters the platform skips as blanks: the Unicode white space.
-  if (c == u' ' || (c >= 0x09 && c <= 0x0D)) return true;
-  if (c < 0x85) return false;
-  return c == 0x85 || c == 0xA0 || c == 0x1680 || (c >= 0x2000 && c <= 0x200A) ||
-         c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
-}
-
-inline bool IsDigit(char16_t c) noexcept { return c >= u'0' && c <= u'9'; }
-
 inline int HexDigit(char16_t c) noexcept {
-  if (c >= u'0' && c <= u'9') return c - u'0';
-  if (c >= u'A' && c <= u'F') return c - u'A' + 10;
-  if (c >= u'a' && c <= u'f') return c - u'a' + 10;
+  if (IsAsciiDigit(c)) return c - u'0';
+  const char16_t upper = AsciiUpper(c);
+  if (upper >= u'A' && upper <= u'F') return upper - u'A' + 10;
   return -1;
 }
 
@@ -144,8 +136,8 @@ ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
     if (lead_currency || i + 1 >= n) return ScanStatus::Mismatch;
     const char16_t kind = text[i + 1];
     int shift;
-    if (kind == u'H' || kind == u'h') shift = 4;
-    else if (kind == u'O' || kind == u'o') shift = 3;
+    if (AsciiUpper(kind) == u'H') shift = 4;
+    else if (AsciiUpper(kind) == u'O') shift = 3;
     else return ScanStatus::Mismatch;
     i += 2;
     std::uint64_t value = 0;
@@ -174,7 +166,7 @@ ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
   std::int64_t scale = 0;
   for (; i < n; ++i) {
     const char16_t c = text[i];
-    if (IsDigit(c)) {
+    if (IsAsciiDigit(c)) {
       if (exp && !exp_closed) {
         exp_digit = true;
         if (exponent < kExponentCap) exponent = exponent * 10 + (c - u'0');
@@ -430,12 +422,6 @@ std::u16string NumberText(double d, int digits) {
   return std::u16string(out, out + n);
 }
 
-std::u16string IntegerText(std::int32_t v) {
-  char buf[16];
-  auto res = std::to_chars(buf, buf + sizeof buf, v);
-  return std::u16string(buf, res.ptr);
-}
-
 // ---------------------------------------------------------------------------------------------
 // Kind conversions.
 
@@ -487,19 +473,8 @@ double WholeOf(const Value& in, RadixWidth width) {
 bool TextToBoolean(std::u16string_view text) {
   const std::size_t nul = text.find(u'\0');
   if (nul != std::u16string_view::npos) text = text.substr(0, nul);
-  auto equals_ci = [](std::u16string_view a, std::u16string_view b) {
-    if (a.size() != b.size()) return false;
-    for (std::size_t k = 0; k < a.size(); ++k) {
-      char16_t c = a[k];
-      if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - 32);
-      char16_t e = b[k];
-      if (e >= u'a' && e <= u'z') e = static_cast<char16_t>(e - 32);
-      if (c != e) return false;
-    }
-    return true;
-  };
-  if (equals_ci(text, u"True") || text == u"#TRUE#") return true;
-  if (equals_ci(text, u"False") || text == u"#FALSE#") return false;
+  if (EqualsIgnoreAsciiCase(text, std::u16string_view(u"True")) || text == u"#TRUE#") return true;
+  if (EqualsIgnoreAsciiCase(text, std::u16string_view(u"False")) || text == u"#FALSE#") return false;
   double d = 0;
   const ScanStatus st = ParseToDouble(text, d);
   if (st != ScanStatus::Ok) RaiseScan(st);
@@ -568,13 +543,13 @@ std::u16string CStr(const Value& in) {
     case VarType::Empty: return {};
     case VarType::Null: Raise(err::InvalidUseOfNull);
     case VarType::Boolean: return v.GetBoolean() ? u"True" : u"False";
-    case VarType::Integer: return IntegerText(v.GetInteger());
-    case VarType::Long: return IntegerText(v.GetLong());
+    case VarType::Integer: return DecimalText(v.GetInteger());
+    case VarType::Long: return DecimalText(v.GetLong());
     case VarType::Single: return SingleToText(v.GetSingle());
     case VarType::Double: return DoubleToText(v.GetDouble());
     case VarType::Date: return DateToText(v.GetDate());
     case VarType::String: return v.GetString();
-    case VarType::Error: return u"Error " + IntegerText(ErrorNumber(v.GetError()));
+    case VarType::Error: return u"Error " + DecimalText(ErrorNumber(v.GetError()));
     case VarType::Object: break;
   }
   Raise(err::TypeMismatch);

@@ -8,6 +8,8 @@
 #include <mutex>
 #include <utility>
 
+#include "automation/chars.h"
+#include "automation/decimal.h"
 #include "automation/error.h"
 #include "automation/locale.h"
 
@@ -123,33 +125,6 @@ double SystemNow() noexcept {
 // ---------------------------------------------------------------------------------------------
 // Text to date.
 
-constexpr bool IsDigit(char16_t c) noexcept { return c >= u'0' && c <= u'9'; }
-constexpr bool IsAsciiLetter(char16_t c) noexcept {
-  return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
-}
-constexpr char16_t Lower(char16_t c) noexcept {
-  return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + 32) : c;
-}
-
-// Blanks the parser steps over: the space characters of the platform's character tables.
-constexpr bool IsBlank(char16_t c) noexcept {
-  switch (c) {
-    case 0x09: case 0x0A: case 0x0B: case 0x0C: case 0x0D: case 0x20: case 0x85: case 0xA0:
-    case 0x1680: case 0x2028: case 0x2029: case 0x202F: case 0x205F: case 0x3000:
-      return true;
-    default:
-      return c >= 0x2000 && c <= 0x200A;
-  }
-}
-
-bool EqualsIgnoreCase(std::u16string_view word, std::u16string_view name) noexcept {
-  if (word.size() != name.size()) return false;
-  for (std::size_t i = 0; i < word.size(); ++i) {
-    if (Lower(word[i]) != Lower(name[i])) return false;
-  }
-  return true;
-}
-
 // The platform reads a date text into a short list of entries (numbers and month names), each
 // marking what followed it: a time separator, an AM/PM designator.
 struct Entry {
@@ -169,25 +144,25 @@ WordKind ClassifyWord(std::u16string_view word, std::int32_t& month) noexcept {
   const LocaleData& loc = CurrentLocale();
   // The designators first: they are the short words, and the common ones after a time.
   if (word.size() <= 2) {
-    if (EqualsIgnoreCase(word, loc.am) ||
-        (word.size() == 1 && !loc.am.empty() && Lower(word[0]) == Lower(loc.am[0]))) {
+    if (EqualsIgnoreAsciiCase(word, loc.am) ||
+        (word.size() == 1 && !loc.am.empty() && AsciiLower(word[0]) == AsciiLower(loc.am[0]))) {
       return WordKind::Am;
     }
-    if (EqualsIgnoreCase(word, loc.pm) ||
-        (word.size() == 1 && !loc.pm.empty() && Lower(word[0]) == Lower(loc.pm[0]))) {
+    if (EqualsIgnoreAsciiCase(word, loc.pm) ||
+        (word.size() == 1 && !loc.pm.empty() && AsciiLower(word[0]) == AsciiLower(loc.pm[0]))) {
       return WordKind::Pm;
     }
   }
   for (int i = 0; i < 12; ++i) {
-    if (EqualsIgnoreCase(word, loc.month_names[i]) ||
-        EqualsIgnoreCase(word, loc.month_abbreviations[i])) {
+    if (EqualsIgnoreAsciiCase(word, loc.month_names[i]) ||
+        EqualsIgnoreAsciiCase(word, loc.month_abbreviations[i])) {
       month = i + 1;
       return WordKind::Month;
     }
   }
   for (int i = 0; i < 7; ++i) {
-    if (EqualsIgnoreCase(word, loc.day_names[i]) ||
-        EqualsIgnoreCase(word, loc.day_abbreviations[i])) {
+    if (EqualsIgnoreAsciiCase(word, loc.day_names[i]) ||
+        EqualsIgnoreAsciiCase(word, loc.day_abbreviations[i])) {
       return WordKind::Day;
     }
   }
@@ -390,10 +365,10 @@ std::optional<double> ParseDate(std::u16string_view text) noexcept {
       ++i;
       continue;
     }
-    if (IsDigit(c)) {
+    if (IsAsciiDigit(c)) {
       if (n >= kMaxEntries) return std::nullopt;
       std::int32_t value = 0;
-      while (i < len && IsDigit(text[i])) {
+      while (i < len && IsAsciiDigit(text[i])) {
         if (value < 100000000) value = value * 10 + (text[i] - u'0');
         ++i;
       }
@@ -498,25 +473,6 @@ double TextToDate(std::u16string_view text) {
   Raise(err::TypeMismatch);
 }
 
-namespace {
-
-void AppendNumber(std::u16string& out, std::int64_t n, int min_digits) {
-  char16_t buf[24];
-  int len = 0;
-  if (n < 0) {
-    out.push_back(u'-');
-    n = -n;
-  }
-  do {
-    buf[len++] = static_cast<char16_t>(u'0' + n % 10);
-    n /= 10;
-  } while (n != 0);
-  while (len < min_digits) buf[len++] = u'0';
-  while (len > 0) out.push_back(buf[--len]);
-}
-
-}  // namespace
-
 std::u16string DateToText(double serial) {
   std::int64_t day = 0;
   std::int64_t secs = 0;
@@ -537,21 +493,21 @@ std::u16string DateToText(double serial) {
   out.reserve(24);
   if (show_date) {
     const Civil c = CivilFromDays(day + kEpochDays);
-    AppendNumber(out, c.month, 1);
+    AppendDecimal(out, c.month);
     out.append(loc.date_separator);
-    AppendNumber(out, c.day, 1);
+    AppendDecimal(out, c.day);
     out.append(loc.date_separator);
-    AppendNumber(out, c.year, 1);
+    AppendDecimal(out, c.year);
   }
   if (show_time || !show_date) {
     if (show_date) out.push_back(u' ');
     const std::int64_t h = secs / 3600;
     const std::int64_t h12 = h % 12 == 0 ? 12 : h % 12;
-    AppendNumber(out, h12, 1);
+    AppendDecimal(out, h12);
     out.append(loc.time_separator);
-    AppendNumber(out, secs / 60 % 60, 2);
+    AppendDecimal(out, secs / 60 % 60, 2);
     out.append(loc.time_separator);
-    AppendNumber(out, secs % 60, 2);
+    AppendDecimal(out, secs % 60, 2);
     out.push_back(u' ');
     out.append(h < 12 ? loc.am : loc.pm);
   }

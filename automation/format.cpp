@@ -7,13 +7,16 @@
 #include "automation/format.h"
 
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <optional>
 
+#include "automation/chars.h"
 #include "automation/convert.h"
 #include "automation/datetime.h"
+#include "automation/decimal.h"
 #include "automation/error.h"
 #include "automation/locale.h"
 #include "automation/text.h"
@@ -21,35 +24,6 @@
 namespace qorvintr::automation {
 
 namespace {
-
-// ---------------------------------------------------------------------------------------------
-// Small helpers
-
-constexpr char16_t ToLowerAscii(char16_t c) noexcept {
-  return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + 32) : c;
-}
-
-bool EqualsIgnoreCase(std::u16string_view a, std::u16string_view b) noexcept {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (ToLowerAscii(a[i]) != ToLowerAscii(b[i])) return false;
-  }
-  return true;
-}
-
-void AppendInt(std::u16string& out, std::int64_t n, int min_digits) {
-  char16_t buf[24];
-  int len = 0;
-  bool negative = n < 0;
-  std::uint64_t u = negative ? static_cast<std::uint64_t>(-(n + 1)) + 1 : static_cast<std::uint64_t>(n);
-  do {
-    buf[len++] = static_cast<char16_t>(u'0' + u % 10);
-    u /= 10;
-  } while (u != 0 && len < 24);
-  if (negative) out.push_back(u'-');
-  for (int i = len; i < min_digits; ++i) out.push_back(u'0');
-  while (len > 0) out.push_back(buf[--len]);
-}
 
 // ---------------------------------------------------------------------------------------------
 // Decimal digits of a number, rounded the way Format rounds: on the decimal digits the platform
@@ -110,16 +84,16 @@ Digits ToDigits(double magnitude, int significant) {
   // Whole numbers that fit the significant digits (the usual case: counts, offsets, years) need
   // no text conversion.
   if (magnitude < 1e15 && magnitude == std::floor(magnitude)) {
-    std::uint64_t u = static_cast<std::uint64_t>(magnitude);
-    char rev[24];
-    int n = 0;
-    while (u != 0) {
-      rev[n++] = static_cast<char>('0' + u % 10);
-      u /= 10;
-    }
+    char whole[24];
+    const char* end =
+        std::to_chars(whole, whole + sizeof whole, static_cast<std::uint64_t>(magnitude)).ptr;
+    const int n = static_cast<int>(end - whole);
     if (n <= significant) {
       r.point = n;
-      while (n > 0) r.d[r.count++] = rev[--n];
+      while (r.count < n) {
+        r.d[r.count] = whole[r.count];
+        ++r.count;
+      }
       r.Trim();
       return r;
     }
@@ -199,7 +173,7 @@ PictureKind KindOf(Tok t) noexcept {
 
 std::size_t RunLength(std::u16string_view s, std::size_t i, char16_t lower) noexcept {
   std::size_t n = 0;
-  while (i + n < s.size() && ToLowerAscii(s[i + n]) == lower) ++n;
+  while (i + n < s.size() && AsciiLower(s[i + n]) == lower) ++n;
   return n;
 }
 
@@ -239,7 +213,7 @@ Token NextToken(std::u16string_view s, std::size_t i) noexcept {
     case u':': return make(Tok::TimeSep, 1);
     default: break;
   }
-  const char16_t lc = ToLowerAscii(c);
+  const char16_t lc = AsciiLower(c);
   // A run of one letter in either case, up to `most` long; the token's count is the length taken.
   auto letters = [&](Tok k, std::size_t most) {
     const std::size_t n = RunLength(s, i, lc);
@@ -273,8 +247,8 @@ Token NextToken(std::u16string_view s, std::size_t i) noexcept {
       const std::u16string_view rest = s.substr(i);
       if (rest.substr(0, 5) == u"AM/PM") return make(Tok::AmPm, 5, 1);
       if (rest.substr(0, 5) == u"am/pm") return make(Tok::AmPm, 5, 2);
-      if (rest.size() >= 4 && EqualsIgnoreCase(rest.substr(0, 4), u"ampm")) return make(Tok::AmPm, 4, 4);
-      if (rest.size() >= 3 && rest[1] == u'/' && ToLowerAscii(rest[2]) == u'p') {
+      if (rest.size() >= 4 && EqualsIgnoreAsciiCase(rest.substr(0, 4), std::u16string_view(u"ampm"))) return make(Tok::AmPm, 4, 4);
+      if (rest.size() >= 3 && rest[1] == u'/' && AsciiLower(rest[2]) == u'p') {
         return make(Tok::AmPm, 3, 3);
       }
       return make(Tok::Char, 1);
@@ -540,17 +514,9 @@ void FormatNumberSection(std::u16string& out, std::u16string_view s, double magn
   const IntegerField integer(int_ptr, int_count, l.int_places, l.first_zero, l.grouping);
 
   char exp_buf[8];
-  int exp_len = 0;
-  {
-    int e = exponent < 0 ? -exponent : exponent;
-    char rev[8];
-    int n = 0;
-    do {
-      rev[n++] = static_cast<char>('0' + e % 10);
-      e /= 10;
-    } while (e != 0 && n < 8);
-    while (n > 0) exp_buf[exp_len++] = rev[--n];
-  }
+  const int exp_len = static_cast<int>(
+      std::to_chars(exp_buf, exp_buf + sizeof exp_buf, exponent < 0 ? -exponent : exponent).ptr -
+      exp_buf);
   const IntegerField exp_field(exp_buf, exp_len, l.exp_places, l.exp_first_zero, false);
 
   const int dec_shown = [&] {
@@ -676,25 +642,25 @@ void AppendLocalePicture(std::u16string& out, std::u16string_view pic, const Dat
     while (i + n < pic.size() && pic[i + n] == c) ++n;
     switch (c) {
       case u'd':
-        if (n == 1) AppendInt(out, p.day, 1);
-        else if (n == 2) AppendInt(out, p.day, 2);
+        if (n == 1) AppendDecimal(out, p.day);
+        else if (n == 2) AppendDecimal(out, p.day, 2);
         else if (n == 3) out.append(loc.day_abbreviations[static_cast<std::size_t>(p.weekday - 1)]);
         else out.append(loc.day_names[static_cast<std::size_t>(p.weekday - 1)]);
         break;
       case u'M':
-        if (n == 1) AppendInt(out, p.month, 1);
-        else if (n == 2) AppendInt(out, p.month, 2);
+        if (n == 1) AppendDecimal(out, p.month);
+        else if (n == 2) AppendDecimal(out, p.month, 2);
         else if (n == 3) out.append(loc.month_abbreviations[static_cast<std::size_t>(p.month - 1)]);
         else out.append(loc.month_names[static_cast<std::size_t>(p.month - 1)]);
         break;
       case u'y':
-        if (n <= 2) AppendInt(out, p.year % 100, n == 1 ? 1 : 2);
-        else AppendInt(out, p.year, 1);
+        if (n <= 2) AppendDecimal(out, p.year % 100, n == 1 ? 1 : 2);
+        else AppendDecimal(out, p.year);
         break;
-      case u'h': AppendInt(out, p.hour % 12 == 0 ? 12 : p.hour % 12, n >= 2 ? 2 : 1); break;
-      case u'H': AppendInt(out, p.hour, n >= 2 ? 2 : 1); break;
-      case u'm': AppendInt(out, p.minute, n >= 2 ? 2 : 1); break;
-      case u's': AppendInt(out, p.second, n >= 2 ? 2 : 1); break;
+      case u'h': AppendDecimal(out, p.hour % 12 == 0 ? 12 : p.hour % 12, n >= 2 ? 2 : 1); break;
+      case u'H': AppendDecimal(out, p.hour, n >= 2 ? 2 : 1); break;
+      case u'm': AppendDecimal(out, p.minute, n >= 2 ? 2 : 1); break;
+      case u's': AppendDecimal(out, p.second, n >= 2 ? 2 : 1); break;
       case u't': {
         const std::u16string_view s = p.hour < 12 ? loc.am : loc.pm;
         out.append(n >= 2 ? s : s.substr(0, 1));
@@ -733,8 +699,8 @@ void FormatDateSection(std::u16string& out, std::u16string_view s, double serial
     switch (t.kind) {
       case Tok::Day:
         switch (t.n) {
-          case 1: AppendInt(out, p.day, 1); break;
-          case 2: AppendInt(out, p.day, 2); break;
+          case 1: AppendDecimal(out, p.day); break;
+          case 2: AppendDecimal(out, p.day, 2); break;
           case 3: out.append(loc.day_abbreviations[static_cast<std::size_t>(p.weekday - 1)]); break;
           case 4: out.append(loc.day_names[static_cast<std::size_t>(p.weekday - 1)]); break;
           case 5: AppendLocalePicture(out, loc.short_date, p); break;
@@ -742,38 +708,38 @@ void FormatDateSection(std::u16string& out, std::u16string_view s, double serial
         }
         break;
       case Tok::Week:
-        if (t.n == 1) AppendInt(out, WeekdayFrom(p.weekday, first_day), 1);
-        else AppendInt(out, WeekOfYear(serial, p, first_day, first_week), 1);
+        if (t.n == 1) AppendDecimal(out, WeekdayFrom(p.weekday, first_day));
+        else AppendDecimal(out, WeekOfYear(serial, p, first_day, first_week));
         break;
       case Tok::Month:
         if (t.n <= 2 && after_hour) {
-          AppendInt(out, p.minute, t.n);
+          AppendDecimal(out, p.minute, t.n);
         } else if (t.n <= 2) {
-          AppendInt(out, p.month, t.n);
+          AppendDecimal(out, p.month, t.n);
         } else if (t.n == 3) {
           out.append(loc.month_abbreviations[static_cast<std::size_t>(p.month - 1)]);
         } else if (t.n == 4) {
           out.append(loc.month_names[static_cast<std::size_t>(p.month - 1)]);
         } else {
-          AppendInt(out, p.day_of_year, 1);
+          AppendDecimal(out, p.day_of_year);
         }
         after_hour = false;
         break;
-      case Tok::Quarter: AppendInt(out, (p.month - 1) / 3 + 1, 1); break;
+      case Tok::Quarter: AppendDecimal(out, (p.month - 1) / 3 + 1); break;
       case Tok::Year:
-        if (t.n == 1) AppendInt(out, p.day_of_year, 1);
-        else if (t.n == 2) AppendInt(out, p.year % 100, 2);
-        else AppendInt(out, p.year, 1);
+        if (t.n == 1) AppendDecimal(out, p.day_of_year);
+        else if (t.n == 2) AppendDecimal(out, p.year % 100, 2);
+        else AppendDecimal(out, p.year);
         break;
       case Tok::Hour: {
         int h = p.hour;
         if (twelve) h = h % 12 == 0 ? 12 : h % 12;
-        AppendInt(out, h, t.n);
+        AppendDecimal(out, h, t.n);
         after_hour = true;
         break;
       }
-      case Tok::Minute: AppendInt(out, p.minute, t.n); break;
-      case Tok::Second: AppendInt(out, p.second, t.n); break;
+      case Tok::Minute: AppendDecimal(out, p.minute, t.n); break;
+      case Tok::Second: AppendDecimal(out, p.second, t.n); break;
       case Tok::GeneralDate: out.append(DateToText(serial)); break;
       case Tok::LongTime: AppendLocalePicture(out, loc.long_time, p); break;
       case Tok::AmPm:
@@ -915,16 +881,8 @@ std::u16string PlainText(const Value& v) {
     case VarType::Empty:
     case VarType::Null: return {};
     case VarType::Boolean: return v.GetBoolean() ? u"-1" : u"0";
-    case VarType::Integer: {
-      std::u16string s;
-      AppendInt(s, v.GetInteger(), 1);
-      return s;
-    }
-    case VarType::Long: {
-      std::u16string s;
-      AppendInt(s, v.GetLong(), 1);
-      return s;
-    }
+    case VarType::Integer: return DecimalText(v.GetInteger());
+    case VarType::Long: return DecimalText(v.GetLong());
     case VarType::Single: return SingleToText(v.GetSingle());
     case VarType::Double: return DoubleToText(v.GetDouble());
     case VarType::Date: return DateToText(v.GetDate());
@@ -944,7 +902,7 @@ enum class Named : std::uint8_t {
 Named LookupNamed(std::u16string_view picture) noexcept {
   // Cheap rejection first: every name is 5 to 14 characters and starts with one of these letters.
   if (picture.size() < 5 || picture.size() > 14) return Named::None;
-  switch (ToLowerAscii(picture[0])) {
+  switch (AsciiLower(picture[0])) {
     case u'g': case u'l': case u'm': case u's': case u'c': case u'f': case u'p': case u'y':
     case u't': case u'o': break;
     default: return Named::None;
@@ -964,7 +922,7 @@ Named LookupNamed(std::u16string_view picture) noexcept {
       {u"True/False", Named::TrueFalse},     {u"On/Off", Named::OnOff},
   };
   for (const Entry& e : kNames) {
-    if (EqualsIgnoreCase(picture, e.name)) return e.named;
+    if (EqualsIgnoreAsciiCase(picture, e.name)) return e.named;
   }
   return Named::None;
 }

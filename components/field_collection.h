@@ -10,6 +10,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "automation/chars.h"
 #include "automation/value.h"
 #include "components/data_field.h"
 #include "contract/data_field.h"
@@ -19,7 +20,7 @@ namespace qorvintr::components {
 // Case folding of keys: one code unit at a time, so hashing and comparing never allocate.
 char16_t FoldNonAsciiKeyChar(char16_t c) noexcept;
 inline char16_t FoldKeyChar(char16_t c) {
-  if (c < 0x80) return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + (u'a' - u'A')) : c;
+  if (c < 0x80) return automation::AsciiLower(c);
   return FoldNonAsciiKeyChar(c);
 }
 struct FoldedKeyHash {

@@ -3,6 +3,7 @@
 #include <string>
 #include <system_error>
 
+#include "automation/decimal.h"
 #include "automation/text.h"
 
 namespace qorvintr::components {
@@ -38,8 +39,7 @@ void RotatingLogWriter::Close() noexcept {
 std::filesystem::path RotatingLogWriter::OlderFile(int place) const {
   std::u16string name = stem_;
   name += u'.';
-  std::string digits = std::to_string(place);
-  name.append(digits.begin(), digits.end());
+  automation::AppendDecimal(name, place);
   name += extension_;
   return folder_ / std::filesystem::path(name);
 }
