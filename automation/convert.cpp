@@ -482,11 +482,7 @@ bool TextToBoolean(std::u16string_view text) {
 }
 
 double CheckDate(double serial) {
-  // The platform keeps dates from 1 January 100 up to the end of 31 December 9999; a negative
-  // serial's fraction counts forward, so the whole day before -657434 still belongs to it.
-  if (!(serial > kMinDateSerial - 1.0 && serial < std::floor(kMaxDateSerial) + 1.0)) {
-    Raise(err::Overflow);
-  }
+  if (!InDateRange(serial)) Raise(err::Overflow);
   return serial;
 }
 

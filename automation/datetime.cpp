@@ -88,11 +88,6 @@ void SplitSerial(double serial, std::int64_t& day, std::int64_t& seconds) noexce
   seconds = secs;
 }
 
-// Serials the platform accepts as dates (its conversion to text refuses the rest).
-bool InDateRange(double serial) noexcept {
-  return serial > -657435.0 && serial < 2958466.0;
-}
-
 // ---------------------------------------------------------------------------------------------
 // The clock seam.
 
@@ -270,10 +265,7 @@ double DateSerial(int year, int month, int day) {
   if (yy < -1000000 || yy > 1000000) Raise(err::InvalidProcedureCall);
   const std::int64_t serial =
       DaysFromCivil(yy, mm, 1) - kEpochDays + (static_cast<std::int64_t>(day) - 1);
-  if (serial < static_cast<std::int64_t>(kMinDateSerial) ||
-      serial > static_cast<std::int64_t>(kMaxDateSerial)) {
-    Raise(err::InvalidProcedureCall);
-  }
+  if (!InDateRange(static_cast<double>(serial))) Raise(err::InvalidProcedureCall);
   return static_cast<double>(serial);
 }
 

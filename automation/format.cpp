@@ -844,10 +844,6 @@ std::optional<Number> AsNumber(const Value& v) {
   }
 }
 
-bool InDateRange(double serial) noexcept {
-  return serial >= kMinDateSerial && serial < kMaxDateSerial + 1e-8;
-}
-
 // A date serial for a date picture; nullopt when the value is no date in range.
 std::optional<double> AsDate(const Value& v) {
   double serial = 0;

@@ -109,12 +109,6 @@ Value IntegerOrLong(std::int32_t r) {
   return Value::Long(r);
 }
 
-// A serial the calendar can show: all of 1/1/100 (down to just above -657435, as the fraction of
-// a negative serial still counts forward) to the end of 12/31/9999.
-bool InDateRange(double serial) {
-  return serial > kMinDateSerial - 1.0 && serial < std::floor(kMaxDateSerial) + 1.0;
-}
-
 enum class Op : std::uint8_t { Add, Subtract, Multiply };
 
 template <typename T>

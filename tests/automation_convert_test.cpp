@@ -711,6 +711,22 @@ TEST(CDate, NumberIsCheckedAgainstTheDateRange) {
             err::Overflow);
 }
 
+TEST(CDate, EveryMomentOfFirstAndLastDayIsADate) {
+  // 1/1/100 noon and 11:59:59 PM, 12/31/9999 11:59:59 PM; 12/31/99 11:59:59 PM and 1/1/10000 not.
+  for (double inside : {-657434.5, -657434.99998843, 2958465.99998843}) {
+    EXPECT_EQ(CDate(Value::Double(inside)), inside);
+    EXPECT_EQ(CDate(Value::String(DoubleToText(inside))), inside);
+    EXPECT_EQ(ChangeType(Value::Double(inside), VarType::Date).GetDate(), inside);
+  }
+  for (double outside : {-657435.99998843, -657435.0, 2958466.0}) {
+    EXPECT_EQ(ErrorOf([outside] { CDate(Value::Double(outside)); }), err::Overflow);
+    EXPECT_EQ(ErrorOf([outside] { CDate(Value::String(DoubleToText(outside))); }), err::Overflow);
+    EXPECT_EQ(ErrorOf([outside] { ChangeType(Value::Double(outside), VarType::Date); }),
+              err::Overflow);
+  }
+  EXPECT_EQ(CDate(Value::String(u"1/1/100 11:59:59 PM")), -657434.999988426);
+}
+
 TEST(CDate, OtherKinds) {
   EXPECT_EQ(CDate(Value()), 0.0);
   EXPECT_EQ(CDate(Value::Boolean(true)), -1.0);

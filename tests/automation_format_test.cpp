@@ -407,6 +407,35 @@ TEST(FormatDate, EarlyYearsAreNotPadded) {
   EXPECT_EQ(F(Dt(-657434.0), u"ddddd"), "1/1/100");
 }
 
+TEST(FormatDate, EveryMomentOfFirstJanuary100IsADate) {
+  // A negative serial's fraction counts forward: -657434.5 is 1/1/100 12:00 PM.
+  EXPECT_EQ(F(Dt(-657434.5), u"mm/dd/yyyy hh:nn"), "01/01/100 12:00");
+  EXPECT_EQ(F(Dt(-657434.99998843), u"mm/dd/yyyy hh:nn:ss"), "01/01/100 23:59:59");
+  EXPECT_EQ(F(D(-657434.5), u"mm/dd/yyyy hh:nn"), "01/01/100 12:00");
+  EXPECT_EQ(F(S(u"1/1/100 12:00 PM"), u"mm/dd/yyyy hh:nn"), "01/01/100 12:00");
+  EXPECT_EQ(F(S(u"-657434.5"), u"mm/dd/yyyy hh:nn"), "01/01/100 12:00");
+  EXPECT_EQ(F(Dt(-657434.5), u"Long Date"), "Friday, January 1, 100");
+  EXPECT_EQ(F(Dt(-657434.5), u"Short Date"), "1/1/100");
+  EXPECT_EQ(F(Dt(-657434.5), u"Long Time"), "12:00:00 PM");
+  EXPECT_EQ(F(Dt(-657434.5), u"Short Time"), "12:00");
+  EXPECT_EQ(F(Dt(-657434.5), u"w ww q y"), "6 1 1 1");
+}
+
+TEST(FormatDate, MomentsOutsideTheCalendarAreNoDates) {
+  // 12/31/99 11:59:59 PM and 1/1/10000: a date raises 5 as its text does, a number stays a number.
+  EXPECT_EQ(ErrorOf(Dt(-657435.99998843), u"mm/dd/yyyy hh:nn:ss"), 5);
+  EXPECT_EQ(ErrorOf(Dt(-657435.0), u"Long Date"), 5);
+  EXPECT_EQ(ErrorOf(Dt(2958466.0), u"mm/dd/yyyy"), 5);
+  EXPECT_EQ(F(D(-657435.99998843), u"mm/dd/yyyy"), "-657435.99998843");
+  EXPECT_EQ(F(D(2958466), u"mm/dd/yyyy"), "2958466");
+  EXPECT_EQ(F(S(u"-657435"), u"mm/dd/yyyy"), "-657435");
+}
+
+TEST(FormatDate, EveryMomentOfThirtyFirstDecember9999IsADate) {
+  EXPECT_EQ(F(Dt(2958465.99998843), u"mm/dd/yyyy hh:nn:ss"), "12/31/9999 23:59:59");
+  EXPECT_EQ(F(D(2958465.99998843), u"Long Date"), "Friday, December 31, 9999");
+}
+
 TEST(FormatDate, NumbersAndTextsBecomeDates) {
   EXPECT_EQ(F(D(37329), u"yyyymmdd"), "20020314");
   EXPECT_EQ(F(au::Value::Boolean(true), u"yyyy-mm-dd"), "1899-12-29");
