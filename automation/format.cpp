@@ -9,7 +9,6 @@
 
 #include "automation/convert.h"
 #include "automation/datetime.h"
-#include "automation/decimal.h"
 #include "automation/error.h"
 #include "automation/format_internal.h"
 
@@ -68,14 +67,10 @@ std::u16string PlainText(const Value& v) {
   switch (v.Type()) {
     case VarType::Empty:
     case VarType::Null: return {};
-    case VarType::Boolean: return v.GetBoolean() ? u"-1" : u"0";
-    case VarType::Integer: return DecimalText(v.GetInteger());
-    case VarType::Long: return DecimalText(v.GetLong());
-    case VarType::Single: return SingleToText(v.GetSingle());
-    case VarType::Double: return DoubleToText(v.GetDouble());
-    case VarType::Date: return DateToText(v.GetDate());
-    case VarType::String: return v.GetString();
-    default: Raise(err::TypeMismatch);
+    case VarType::Boolean: return v.GetBoolean() ? u"-1" : u"0";  // as a number, not True/False
+    case VarType::Error:
+    case VarType::Object: Raise(err::TypeMismatch);
+    default: return CStr(v);  // numbers, dates and texts as the text conversion writes them
   }
 }
 

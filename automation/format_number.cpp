@@ -124,17 +124,26 @@ struct NumberLayout {
   bool percent = false;
 };
 
-NumberLayout Analyze(std::u16string_view s) noexcept {
-  NumberLayout l;
-  enum { kInt, kDec, kExp } part = kInt;
-  int pending_commas = 0;     // commas right after the integer digits (scaling, unless digits follow)
-  bool adjacent = false;      // the previous token was an integer digit or such a comma
+// Walks a numeric section's tokens. `exponent_here` tells whether an E+ / E- at that token is an
+// exponent: only after a digit placeholder or the decimal point; before them it is literal text.
+template <class Visit>
+void ForEachNumberToken(std::u16string_view s, Visit&& visit) {
   bool after_digit = false;
   for (std::size_t i = 0; i < s.size();) {
     const Token t = NextToken(s, i);
     i += t.len;
     const bool exponent_here = after_digit;
     if (t.kind == Tok::Zero || t.kind == Tok::Hash || t.kind == Tok::Point) after_digit = true;
+    visit(t, exponent_here);
+  }
+}
+
+NumberLayout Analyze(std::u16string_view s) noexcept {
+  NumberLayout l;
+  enum { kInt, kDec, kExp } part = kInt;
+  int pending_commas = 0;     // commas right after the integer digits (scaling, unless digits follow)
+  bool adjacent = false;      // the previous token was an integer digit or such a comma
+  ForEachNumberToken(s, [&](const Token& t, bool exponent_here) {
     switch (t.kind) {
       case Tok::Zero:
       case Tok::Hash:
@@ -171,8 +180,6 @@ NumberLayout Analyze(std::u16string_view s) noexcept {
         l.percent = true;
         break;
       case Tok::Exponent:
-        // E+ / E- counts only after a digit placeholder or the decimal point; before them it is
-        // literal text.
         if (exponent_here && part != kExp && !l.has_exponent) {
           l.has_exponent = true;
           if (part == kInt) l.scale += pending_commas;
@@ -186,7 +193,7 @@ NumberLayout Analyze(std::u16string_view s) noexcept {
     if (t.kind != Tok::Comma && !(part == kInt && (t.kind == Tok::Zero || t.kind == Tok::Hash))) {
       adjacent = false;
     }
-  }
+  });
   l.scale += pending_commas;
   return l;
 }
@@ -294,13 +301,7 @@ class NumberSectionWriter {
         sign_pending_(negative) {}
 
   void Write() {
-    bool after_digit = false;
-    for (std::size_t i = 0; i < s_.size();) {
-      const Token t = NextToken(s_, i);
-      i += t.len;
-      // E+ / E- is an exponent only after a digit placeholder or the decimal point.
-      const bool exponent_here = after_digit;
-      if (t.kind == Tok::Zero || t.kind == Tok::Hash || t.kind == Tok::Point) after_digit = true;
+    ForEachNumberToken(s_, [this](const Token& t, bool exponent_here) {
       switch (t.kind) {
         case Tok::Zero:
         case Tok::Hash:
@@ -326,7 +327,7 @@ class NumberSectionWriter {
           AppendSource(out_, s_, t);
           break;
       }
-    }
+    });
   }
 
  private:
