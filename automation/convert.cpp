@@ -80,91 +80,103 @@ NumberSymbols Symbols() noexcept {
           one(loc.currency_symbol, u'$')};
 }
 
-ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
-  static const NumberSymbols sym = Symbols();
-  const std::size_t nul = text.find(u'\0');
-  const std::size_t n = nul == std::u16string_view::npos ? text.size() : nul;
-  std::size_t i = 0;
+// What stood before the number.
+struct Lead {
+  bool plus = false;
+  bool minus = false;
+  bool paren = false;
+  bool currency = false;
+};
 
-  bool lead_plus = false, lead_minus = false, paren = false, lead_currency = false;
-  for (; i < n; ++i) {
+// Before the number: blanks, and at most one each of "+", "-", "(" and the currency sign, in any
+// order. Leaves `i` at the first character that is none of these.
+Lead ScanLead(std::u16string_view text, std::size_t& i, const NumberSymbols& sym) noexcept {
+  Lead lead;
+  for (; i < text.size(); ++i) {
     const char16_t c = text[i];
     if (IsBlank(c)) continue;
     if (c == u'+') {
-      if (lead_plus) break;
-      lead_plus = true;
+      if (lead.plus) break;
+      lead.plus = true;
     } else if (c == u'-') {
-      if (lead_minus) break;
-      lead_minus = true;
+      if (lead.minus) break;
+      lead.minus = true;
     } else if (c == u'(') {
-      if (paren) break;
-      paren = true;
+      if (lead.paren) break;
+      lead.paren = true;
     } else if (c == sym.currency) {
-      if (lead_currency) break;
-      lead_currency = true;
+      if (lead.currency) break;
+      lead.currency = true;
     } else {
       break;
     }
   }
-  if (i == n) return ScanStatus::Mismatch;
+  return lead;
+}
 
-  // After the digits: blanks (and, after a decimal number, its separators), a sign the lead did
-  // not give and the ")" of a leading "(". False for anything else or a "(" left open without a
-  // sign to stand for; a trailing "-" is kept in trail_minus.
-  bool trail_minus = false;
-  auto trail_ok = [&](bool separators) {
-    bool closed = false;
-    for (; i < n; ++i) {
-      const char16_t c = text[i];
-      if (IsBlank(c) || (separators && (c == sym.thousands || c == sym.currency))) continue;
-      if (c == u'+') {
-        if (lead_plus) return false;
-      } else if (c == u'-') {
-        if (lead_minus) return false;
-        trail_minus = true;
-      } else if (c == u')') {
-        if (!paren) return false;
-        closed = true;
-      } else {
-        return false;
-      }
+// After the digits, from `i` to the end: blanks (and, after a decimal number, its separators), a
+// sign the lead did not give and the ")" of a leading "(". False for anything else or a "(" left
+// open without a sign to stand for; a trailing "-" sets trail_minus.
+bool ScanTrail(std::u16string_view text, std::size_t i, const Lead& lead, bool separators,
+               const NumberSymbols& sym, bool& trail_minus) noexcept {
+  bool closed = false;
+  for (; i < text.size(); ++i) {
+    const char16_t c = text[i];
+    if (IsBlank(c) || (separators && (c == sym.thousands || c == sym.currency))) continue;
+    if (c == u'+') {
+      if (lead.plus) return false;
+    } else if (c == u'-') {
+      if (lead.minus) return false;
+      trail_minus = true;
+    } else if (c == u')') {
+      if (!lead.paren) return false;
+      closed = true;
+    } else {
+      return false;
     }
-    return !(paren && !closed && !lead_minus && !trail_minus);
-  };
-
-  if (text[i] == u'&') {
-    if (lead_currency || i + 1 >= n) return ScanStatus::Mismatch;
-    const char16_t kind = text[i + 1];
-    int shift;
-    if (AsciiUpper(kind) == u'H') shift = 4;
-    else if (AsciiUpper(kind) == u'O') shift = 3;
-    else return ScanStatus::Mismatch;
-    i += 2;
-    std::uint64_t value = 0;
-    bool wide = false, any = false;
-    for (; i < n; ++i) {
-      const int d = HexDigit(text[i]);
-      if (d < 0 || d >= (1 << shift)) break;
-      any = true;
-      if (!wide) {
-        value = (value << shift) | static_cast<unsigned>(d);
-        if (value > 0xFFFFFFFFull) wide = true;
-      }
-    }
-    if (!any || !trail_ok(false)) return ScanStatus::Mismatch;
-    if (wide) return ScanStatus::Overflow;
-    out.radix = true;
-    out.radix_value = static_cast<std::uint32_t>(value);
-    return ScanStatus::Ok;
   }
+  return !(lead.paren && !closed && !lead.minus && !trail_minus);
+}
 
+// "&H" / "&O" and its digits, from the "&" at `i`; the signs and parentheses around do not count.
+ScanStatus ScanRadix(std::u16string_view text, std::size_t i, const Lead& lead,
+                     const NumberSymbols& sym, NumberScan& out) noexcept {
+  if (lead.currency || i + 1 >= text.size()) return ScanStatus::Mismatch;
+  const char16_t kind = text[i + 1];
+  int shift;
+  if (AsciiUpper(kind) == u'H') shift = 4;
+  else if (AsciiUpper(kind) == u'O') shift = 3;
+  else return ScanStatus::Mismatch;
+  i += 2;
+  std::uint64_t value = 0;
+  bool wide = false, any = false;
+  for (; i < text.size(); ++i) {
+    const int d = HexDigit(text[i]);
+    if (d < 0 || d >= (1 << shift)) break;
+    any = true;
+    if (!wide) {
+      value = (value << shift) | static_cast<unsigned>(d);
+      if (value > 0xFFFFFFFFull) wide = true;
+    }
+  }
+  bool trail_minus = false;
+  if (!any || !ScanTrail(text, i, lead, false, sym, trail_minus)) return ScanStatus::Mismatch;
+  if (wide) return ScanStatus::Overflow;
+  out.radix = true;
+  out.radix_value = static_cast<std::uint32_t>(value);
+  return ScanStatus::Ok;
+}
+
+// Decimal digits with thousands separators, one decimal point and an exponent, from `i`.
+ScanStatus ScanDecimal(std::u16string_view text, std::size_t i, const Lead& lead,
+                       const NumberSymbols& sym, NumberScan& out) noexcept {
   bool any_digit = false, dot = false, exp = false, exp_digit = false, exp_closed = false;
   bool exp_negative = false;
   std::int64_t exponent = 0;
   int count = 0;
   bool sticky = false;
   std::int64_t scale = 0;
-  for (; i < n; ++i) {
+  for (; i < text.size(); ++i) {
     const char16_t c = text[i];
     if (IsAsciiDigit(c)) {
       if (exp && !exp_closed) {
@@ -191,7 +203,7 @@ ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
       if (dot || exp) break;
       dot = true;
     } else if (c == u'e' || c == u'E') {
-      if (exp || lead_currency) break;
+      if (exp || lead.currency) break;
       exp = true;
     } else if ((c == u'+' || c == u'-') && exp && !exp_digit) {
       if (c == u'-') exp_negative = true;
@@ -200,13 +212,24 @@ ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
     }
   }
   if (!any_digit || (exp && !exp_digit)) return ScanStatus::Mismatch;
-  if (!trail_ok(true)) return ScanStatus::Mismatch;
+  bool trail_minus = false;
+  if (!ScanTrail(text, i, lead, true, sym, trail_minus)) return ScanStatus::Mismatch;
 
-  out.negative = lead_minus || trail_minus || paren;
+  out.negative = lead.minus || trail_minus || lead.paren;
   out.digit_count = count;
   out.sticky = sticky;
   out.scale = scale + (exp_negative ? -exponent : exponent);
   return ScanStatus::Ok;
+}
+
+ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
+  static const NumberSymbols sym = Symbols();
+  text = text.substr(0, text.find(u'\0'));
+  std::size_t i = 0;
+  const Lead lead = ScanLead(text, i, sym);
+  if (i == text.size()) return ScanStatus::Mismatch;
+  if (text[i] == u'&') return ScanRadix(text, i, lead, sym, out);
+  return ScanDecimal(text, i, lead, sym, out);
 }
 
 // Powers of ten that a double holds exactly.
@@ -449,25 +472,46 @@ double TextToWhole(std::u16string_view text, RadixWidth width) {
   return d;
 }
 
-// A value for a whole-number kind: already rounded (half to even) and finite, or not a number.
-double WholeOf(const Value& in, RadixWidth width) {
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
+// The value a conversion reads: an object stands for its default member (kept in `member`, the
+// only value copied); any other value is read in place.
+const Value& ValueOf(const Value& in, Value& member) {
+  return in.IsObject() ? (member = Dereference(in)) : in;
+}
+
+// The opening of every conversion to a kind: the value it reads, where Null converts to nothing
+// (94 "Invalid use of Null").
+const Value& ConvertedValue(const Value& in, Value& member) {
+  const Value& v = ValueOf(in, member);
+  if (v.IsNull()) Raise(err::InvalidUseOfNull);
+  return v;
+}
+
+// A value that is no text, as a number: Empty is 0, True -1, a Date its serial. An Error value
+// (an omitted argument, a CVErr) converts to no number: 13 "Type mismatch".
+double NumberOf(const Value& v) {
   switch (v.Type()) {
     case VarType::Empty: return 0;
-    case VarType::Null: Raise(err::InvalidUseOfNull);
     case VarType::Boolean: return v.GetBoolean() ? -1 : 0;
     case VarType::Integer: return v.GetInteger();
     case VarType::Long: return v.GetLong();
-    case VarType::Single: return RoundHalfEven(static_cast<double>(v.GetSingle()));
-    case VarType::Double: return RoundHalfEven(v.GetDouble());
-    case VarType::Date: return RoundHalfEven(v.GetDate());
-    case VarType::String: return TextToWhole(v.GetString(), width);
+    case VarType::Single: return v.GetSingle();
+    case VarType::Double: return v.GetDouble();
+    case VarType::Date: return v.GetDate();
+    case VarType::Null: Raise(err::InvalidUseOfNull);
+    case VarType::String:
     case VarType::Object:
     case VarType::Error: break;
   }
   Raise(err::TypeMismatch);
+}
+
+// A value for a whole-number kind: already rounded (half to even) and finite, or not a number.
+double WholeOf(const Value& in, RadixWidth width) {
+  Value member;
+  const Value& v = ConvertedValue(in, member);
+  if (v.IsString()) return TextToWhole(v.GetString(), width);
+  // Whole kinds come back as they are; the others round half to even.
+  return RoundHalfEven(NumberOf(v));
 }
 
 bool TextToBoolean(std::u16string_view text) {
@@ -532,12 +576,10 @@ double RoundHalfEven(double d) noexcept {
 }
 
 std::u16string CStr(const Value& in) {
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
+  Value member;
+  const Value& v = ConvertedValue(in, member);
   switch (v.Type()) {
     case VarType::Empty: return {};
-    case VarType::Null: Raise(err::InvalidUseOfNull);
     case VarType::Boolean: return v.GetBoolean() ? u"True" : u"False";
     case VarType::Integer: return DecimalText(v.GetInteger());
     case VarType::Long: return DecimalText(v.GetLong());
@@ -546,29 +588,17 @@ std::u16string CStr(const Value& in) {
     case VarType::Date: return DateToText(v.GetDate());
     case VarType::String: return v.GetString();
     case VarType::Error: return u"Error " + DecimalText(ErrorNumber(v.GetError()));
+    case VarType::Null:
     case VarType::Object: break;
   }
   Raise(err::TypeMismatch);
 }
 
 bool CBool(const Value& in) {
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
-  switch (v.Type()) {
-    case VarType::Empty: return false;
-    case VarType::Null: Raise(err::InvalidUseOfNull);
-    case VarType::Boolean: return v.GetBoolean();
-    case VarType::Integer: return v.GetInteger() != 0;
-    case VarType::Long: return v.GetLong() != 0;
-    case VarType::Single: return v.GetSingle() != 0;
-    case VarType::Double: return v.GetDouble() != 0;
-    case VarType::Date: return v.GetDate() != 0;
-    case VarType::String: return TextToBoolean(v.GetString());
-    case VarType::Object:
-    case VarType::Error: break;
-  }
-  Raise(err::TypeMismatch);
+  Value member;
+  const Value& v = ConvertedValue(in, member);
+  if (v.IsString()) return TextToBoolean(v.GetString());
+  return NumberOf(v) != 0;
 }
 
 std::int16_t CInt(const Value& v) {
@@ -594,38 +624,16 @@ float CSng(const Value& v) {
 }
 
 double CDbl(const Value& in) {
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
-  switch (v.Type()) {
-    case VarType::Empty: return 0;
-    case VarType::Null: Raise(err::InvalidUseOfNull);
-    case VarType::Boolean: return v.GetBoolean() ? -1 : 0;
-    case VarType::Integer: return v.GetInteger();
-    case VarType::Long: return v.GetLong();
-    case VarType::Single: return v.GetSingle();
-    case VarType::Double: return v.GetDouble();
-    case VarType::Date: return v.GetDate();
-    case VarType::String: return TextToDouble(v.GetString());
-    case VarType::Object:
-    case VarType::Error: break;
-  }
-  Raise(err::TypeMismatch);
+  Value member;
+  const Value& v = ConvertedValue(in, member);
+  if (v.IsString()) return TextToDouble(v.GetString());
+  return NumberOf(v);
 }
 
 double CDate(const Value& in) {
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
+  Value member;
+  const Value& v = ConvertedValue(in, member);
   switch (v.Type()) {
-    case VarType::Empty: return 0;
-    case VarType::Null: Raise(err::InvalidUseOfNull);
-    case VarType::Boolean: return v.GetBoolean() ? -1 : 0;
-    case VarType::Integer: return v.GetInteger();
-    case VarType::Long: return CheckDate(v.GetLong());
-    case VarType::Single: return CheckDate(v.GetSingle());
-    case VarType::Double: return CheckDate(v.GetDouble());
-    case VarType::Date: return v.GetDate();
     case VarType::String: {
       if (std::optional<double> date = ParseDate(v.GetString())) return *date;
       // No date: a number will do, but a text that is no Double either (too large included)
@@ -634,10 +642,13 @@ double CDate(const Value& in) {
       if (!d) Raise(err::TypeMismatch);
       return CheckDate(*d);
     }
-    case VarType::Object:
-    case VarType::Error: break;
+    // Longs, Singles and Doubles are checked against the calendar; Booleans and Integers always
+    // lie in it, and a Date is taken as it is.
+    case VarType::Long:
+    case VarType::Single:
+    case VarType::Double: return CheckDate(NumberOf(v));
+    default: return NumberOf(v);
   }
-  Raise(err::TypeMismatch);
 }
 
 Value ChangeType(const Value& in, VarType to) {
@@ -648,9 +659,8 @@ Value ChangeType(const Value& in, VarType to) {
     if (in.IsObject()) return in;
     Raise(err::TypeMismatch);
   }
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
+  Value member;
+  const Value& v = ValueOf(in, member);
   if (v.Type() == to) return v;
   if (v.Type() == VarType::Error) Raise(err::TypeMismatch);
   switch (to) {
