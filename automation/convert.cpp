@@ -517,8 +517,9 @@ double WholeOf(const Value& in, RadixWidth width) {
 bool TextToBoolean(std::u16string_view text) {
   const std::size_t nul = text.find(u'\0');
   if (nul != std::u16string_view::npos) text = text.substr(0, nul);
-  if (EqualsIgnoreAsciiCase(text, std::u16string_view(u"True")) || text == u"#TRUE#") return true;
-  if (EqualsIgnoreAsciiCase(text, std::u16string_view(u"False")) || text == u"#FALSE#") return false;
+  using namespace std::string_view_literals;
+  if (EqualsIgnoreAsciiCase(text, u"True"sv) || text == u"#TRUE#") return true;
+  if (EqualsIgnoreAsciiCase(text, u"False"sv) || text == u"#FALSE#") return false;
   double d = 0;
   const ScanStatus st = ParseToDouble(text, d);
   if (st != ScanStatus::Ok) RaiseScan(st);

@@ -221,6 +221,138 @@ int CurrentYear() noexcept {
   return SplitDate(now).year;
 }
 
+// The entries of a date text, in order.
+struct Entries {
+  std::array<Entry, kMaxEntries> items{};
+  std::size_t count = 0;
+};
+
+// Reads a text into entries: numbers and month names, with the time separators and the AM/PM
+// designator marked on the entry before them; blanks, commas, day names and up to two date
+// separators are passed over. False when the text holds anything else, or too many entries.
+bool ReadEntries(std::u16string_view text, Entries& out) noexcept {
+  auto& entries = out.items;
+  std::size_t& n = out.count;
+  const std::size_t len = text.size();
+  int date_seps = 0;
+  bool have_ampm = false;
+  std::size_t i = 0;
+  while (i < len) {
+    const char16_t c = text[i];
+    if (IsBlank(c) || c == u',') {
+      ++i;
+      continue;
+    }
+    if (IsAsciiDigit(c)) {
+      if (n >= kMaxEntries) return false;
+      std::int32_t value = 0;
+      while (i < len && IsAsciiDigit(text[i])) {
+        if (value < 100000000) value = value * 10 + (text[i] - u'0');
+        ++i;
+      }
+      entries[n++] = {value, false, false, 0};
+      continue;
+    }
+    if (IsAsciiLetter(c)) {
+      const std::size_t start = i;
+      while (i < len && IsAsciiLetter(text[i])) ++i;
+      std::int32_t month = 0;
+      const WordKind kind = ClassifyWord(text.substr(start, i - start), month);
+      switch (kind) {
+        case WordKind::Month:
+          if (n >= kMaxEntries) return false;
+          entries[n++] = {month, true, false, 0};
+          break;
+        case WordKind::Day:
+          break;
+        case WordKind::Am:
+        case WordKind::Pm:
+          // The designator belongs to the entry before it, and only one is allowed.
+          if (n == 0 || have_ampm) return false;
+          have_ampm = true;
+          entries[n - 1].ampm = kind == WordKind::Am ? 1 : 2;
+          break;
+        case WordKind::Unknown:
+          return false;
+      }
+      continue;
+    }
+    if (c == u'/' || c == u'-') {
+      if (n == 0 || ++date_seps > 2) return false;
+      ++i;
+      continue;
+    }
+    if (c == u':' || c == u'.') {
+      if (n == 0) return false;
+      entries[n - 1].time_sep = true;
+      ++i;
+      continue;
+    }
+    return false;
+  }
+  return true;
+}
+
+// Where the time stands among the entries, [first, end), and the time of day it gives in seconds
+// (first == end == count when there is no time).
+struct TimeEntries {
+  std::size_t first = 0;
+  std::size_t end = 0;
+  std::int64_t seconds = 0;
+};
+
+// The time: from the first entry marked by a time separator or a designator, through the entries
+// its separators join on (hour, minute, second). The other entries are the date; they must lie
+// all before or all after the time. nullopt when the time or its place is not right.
+std::optional<TimeEntries> ReadTime(const Entries& entries) noexcept {
+  const auto& items = entries.items;
+  const std::size_t n = entries.count;
+  TimeEntries time;
+  std::size_t& t = time.first;
+  std::size_t& e = time.end;  // one past the time
+  while (t < n && !items[t].time_sep && items[t].ampm == 0) ++t;
+  e = t;
+  if (t == n) return time;
+  std::int32_t parts[3] = {0, 0, 0};
+  int count = 0;
+  int ampm = 0;
+  while (true) {
+    if (e >= n || count >= 3) return std::nullopt;
+    parts[count++] = items[e].value;
+    if (items[e].ampm != 0) ampm = items[e].ampm;
+    if (!items[e++].time_sep) break;
+  }
+  for (std::size_t k = e; k < n; ++k) {
+    if (items[k].time_sep || items[k].ampm != 0) return std::nullopt;
+  }
+  if (t > 0 && e < n) return std::nullopt;
+  std::int32_t h = parts[0];
+  if (h > 23 || parts[1] > 59 || parts[2] > 59) return std::nullopt;
+  if (ampm == 1 && h == 12) h = 0;
+  if (ampm == 2 && h < 12) h += 12;
+  time.seconds = static_cast<std::int64_t>(h) * 3600 + parts[1] * 60 + parts[2];
+  return time;
+}
+
+// The day two or three date entries name, trying the orders of month, day and year the platform
+// tries, first fit wins; two entries without a year take the current one. False when none fits.
+bool ReadDay(const Entry* items, int count, std::int64_t& day) noexcept {
+  static constexpr const char* kTwo[] = {"md", "dm", "my", "ym"};
+  static constexpr const char* kThree[] = {"mdy", "ymd", "dmy", "ydm"};
+  const std::int32_t current_year = count == 2 ? CurrentYear() : 0;
+  std::int32_t y = 0;
+  std::int32_t m = 0;
+  std::int32_t d = 0;
+  const auto& orders = count == 2 ? kTwo : kThree;
+  for (const char* order : orders) {
+    if (TryOrder(items, count, order, current_year, y, m, d)) {
+      day = DaysFromCivil(y, static_cast<unsigned>(m), static_cast<unsigned>(d)) - kEpochDays;
+      return true;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -335,129 +467,27 @@ double TimeValue(const Value& v) {
 
 std::optional<double> ParseDate(std::u16string_view text) noexcept {
   // The platform reads a text up to its first NUL.
-  if (const std::size_t nul = text.find(u'\0'); nul != std::u16string_view::npos) {
-    text = text.substr(0, nul);
-  }
-  const std::size_t len = text.size();
+  text = text.substr(0, text.find(u'\0'));
   // A separator as the very last character rejects the text (blanks after it do not).
-  if (len > 0) {
-    const char16_t last = text[len - 1];
+  if (!text.empty()) {
+    const char16_t last = text.back();
     if (last == u',' || last == u'/' || last == u'-' || last == u':' || last == u'.') {
       return std::nullopt;
     }
   }
-  std::array<Entry, kMaxEntries> entries{};
-  std::size_t n = 0;
-  int date_seps = 0;
-  bool have_ampm = false;
-  std::size_t i = 0;
-  while (i < len) {
-    const char16_t c = text[i];
-    if (IsBlank(c) || c == u',') {
-      ++i;
-      continue;
-    }
-    if (IsAsciiDigit(c)) {
-      if (n >= kMaxEntries) return std::nullopt;
-      std::int32_t value = 0;
-      while (i < len && IsAsciiDigit(text[i])) {
-        if (value < 100000000) value = value * 10 + (text[i] - u'0');
-        ++i;
-      }
-      entries[n++] = {value, false, false, 0};
-      continue;
-    }
-    if (IsAsciiLetter(c)) {
-      const std::size_t start = i;
-      while (i < len && IsAsciiLetter(text[i])) ++i;
-      std::int32_t month = 0;
-      const WordKind kind = ClassifyWord(text.substr(start, i - start), month);
-      switch (kind) {
-        case WordKind::Month:
-          if (n >= kMaxEntries) return std::nullopt;
-          entries[n++] = {month, true, false, 0};
-          break;
-        case WordKind::Day:
-          break;
-        case WordKind::Am:
-        case WordKind::Pm:
-          // The designator belongs to the entry before it, and only one is allowed.
-          if (n == 0 || have_ampm) return std::nullopt;
-          have_ampm = true;
-          entries[n - 1].ampm = kind == WordKind::Am ? 1 : 2;
-          break;
-        case WordKind::Unknown:
-          return std::nullopt;
-      }
-      continue;
-    }
-    if (c == u'/' || c == u'-') {
-      if (n == 0 || ++date_seps > 2) return std::nullopt;
-      ++i;
-      continue;
-    }
-    if (c == u':' || c == u'.') {
-      if (n == 0) return std::nullopt;
-      entries[n - 1].time_sep = true;
-      ++i;
-      continue;
-    }
-    return std::nullopt;
-  }
-  if (n == 0) return std::nullopt;
+  Entries entries;
+  if (!ReadEntries(text, entries) || entries.count == 0) return std::nullopt;
+  const std::optional<TimeEntries> time = ReadTime(entries);
+  if (!time) return std::nullopt;
 
-  // The time: from the first entry marked by a time separator or a designator, through the
-  // entries its separators join on (hour, minute, second). The other entries are the date; they
-  // must lie all before or all after the time.
-  std::size_t t = 0;
-  while (t < n && !entries[t].time_sep && entries[t].ampm == 0) ++t;
-  std::size_t e = t;  // one past the time
-  std::int64_t secs = 0;
-  if (t < n) {
-    std::int32_t parts[3] = {0, 0, 0};
-    int count = 0;
-    int ampm = 0;
-    while (true) {
-      if (e >= n || count >= 3) return std::nullopt;
-      parts[count++] = entries[e].value;
-      if (entries[e].ampm != 0) ampm = entries[e].ampm;
-      if (!entries[e++].time_sep) break;
-    }
-    for (std::size_t k = e; k < n; ++k) {
-      if (entries[k].time_sep || entries[k].ampm != 0) return std::nullopt;
-    }
-    if (t > 0 && e < n) return std::nullopt;
-    std::int32_t h = parts[0];
-    if (h > 23 || parts[1] > 59 || parts[2] > 59) return std::nullopt;
-    if (ampm == 1 && h == 12) h = 0;
-    if (ampm == 2 && h < 12) h += 12;
-    secs = static_cast<std::int64_t>(h) * 3600 + parts[1] * 60 + parts[2];
-  }
-
-  const Entry* items = t > 0 ? entries.data() : entries.data() + e;
-  const int item_count = static_cast<int>(t > 0 ? t : n - e);
+  // The date is what the time leaves: the entries before it, or those after it.
+  const bool date_first = time->first > 0;
+  const Entry* items = entries.items.data() + (date_first ? 0 : time->end);
+  const int item_count = static_cast<int>(date_first ? time->first : entries.count - time->end);
   if (item_count == 1 || item_count > 3) return std::nullopt;  // a lone number is no date
-
   std::int64_t day = 0;
-  if (item_count > 0) {
-    static constexpr const char* kTwo[] = {"md", "dm", "my", "ym"};
-    static constexpr const char* kThree[] = {"mdy", "ymd", "dmy", "ydm"};
-    const std::int32_t current_year = item_count == 2 ? CurrentYear() : 0;
-    std::int32_t y = 0;
-    std::int32_t m = 0;
-    std::int32_t d = 0;
-    bool ok = false;
-    const auto& orders = item_count == 2 ? kTwo : kThree;
-    for (const char* order : orders) {
-      if (TryOrder(items, item_count, order, current_year, y, m, d)) {
-        ok = true;
-        break;
-      }
-    }
-    if (!ok) return std::nullopt;
-    day = DaysFromCivil(y, static_cast<unsigned>(m), static_cast<unsigned>(d)) - kEpochDays;
-  }
-  return Compose(day, secs);
+  if (item_count > 0 && !ReadDay(items, item_count, day)) return std::nullopt;
+  return Compose(day, time->seconds);
 }
 
 double TextToDate(std::u16string_view text) {
