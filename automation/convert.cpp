@@ -123,6 +123,7 @@ bool ScanTrail(std::u16string_view text, std::size_t i, const Lead& lead, bool s
   for (; i < text.size(); ++i) {
     const char16_t c = text[i];
     if (IsBlank(c) || (separators && (c == sym.thousands || c == sym.currency))) continue;
+    // Kept: a trailing sign may be written again ("1--") (tests/automation_convert_test.cpp: ParseNumber.RepeatedTrailingSignIsAccepted)
     if (c == u'+') {
       if (lead.plus) return false;
     } else if (c == u'-') {
@@ -135,6 +136,7 @@ bool ScanTrail(std::u16string_view text, std::size_t i, const Lead& lead, bool s
       return false;
     }
   }
+  // Kept: a "(" needs no ")" when a "-" stands (tests/automation_convert_test.cpp: ParseNumber.UnbalancedParenthesesAreRejectedUnlessAMinusStands)
   return !(lead.paren && !closed && !lead.minus && !trail_minus);
 }
 
@@ -198,6 +200,7 @@ ScanStatus ScanDecimal(std::u16string_view text, std::size_t i, const Lead& lead
       }
     } else if (c == sym.thousands) {
       if (!any_digit && !dot && !exp_digit) break;
+      // Kept: it ends the exponent's digits; later ones go to the mantissa (tests/automation_convert_test.cpp: ParseNumber.ThousandsSeparatorEndsTheExponentDigits)
       if (exp && exp_digit) exp_closed = true;
     } else if (c == sym.decimal_point) {
       if (dot || exp) break;
@@ -206,6 +209,7 @@ ScanStatus ScanDecimal(std::u16string_view text, std::size_t i, const Lead& lead
       if (exp || lead.currency) break;
       exp = true;
     } else if ((c == u'+' || c == u'-') && exp && !exp_digit) {
+      // Kept: the exponent's sign may be written more than once (tests/automation_convert_test.cpp: ParseNumber.ExponentSignMayBeWrittenMoreThanOnce)
       if (c == u'-') exp_negative = true;
     } else {
       break;
@@ -301,6 +305,7 @@ ScanStatus RadixValue(std::uint32_t bits, RadixWidth width, double& out) noexcep
       break;
   }
   if (bits > 0x80000000u) return ScanStatus::Overflow;
+  // Kept: exactly &H80000000 reads as -2^31 (tests/automation_convert_test.cpp: ParseNumber.HexTextAsANumberKeepsItsValueUpToTwoToThe31)
   out = bits == 0x80000000u ? -2147483648.0 : static_cast<double>(bits);
   return ScanStatus::Ok;
 }
@@ -619,7 +624,7 @@ float CSng(const Value& v) {
   if (std::isnan(d)) return std::numeric_limits<float>::quiet_NaN();
   if (std::fabs(d) > kSingleLimit) Raise(err::Overflow);
   const float f = static_cast<float>(d);
-  // Between the largest float and the limit the platform settles on the largest float.
+  // Kept: between the largest float and the limit, the largest float (tests/automation_convert_test.cpp: CSng.RangeEndsJustPastTheLargestSingle)
   if (std::isinf(f)) return std::copysign(std::numeric_limits<float>::max(), f);
   return f;
 }

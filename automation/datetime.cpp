@@ -215,6 +215,8 @@ int CurrentYear() noexcept {
   try {
     now = Now();
   } catch (...) {
+    // A clock seam that fails (a host's or a test's function) must not end a parse that cannot
+    // raise: the system clock stands in, as it does for a "now" outside the calendar.
     now = SystemNow();
   }
   if (!InDateRange(now)) now = SystemNow();
@@ -282,6 +284,7 @@ bool ReadEntries(std::u16string_view text, Entries& out) noexcept {
       ++i;
       continue;
     }
+    // Kept: "." separates time parts too, so "1.5" is 1:05 AM (tests/automation_datetime_test.cpp: ParseDateText.DecimalNumberReadsAsHoursAndMinutes)
     if (c == u':' || c == u'.') {
       if (n == 0) return false;
       entries[n - 1].time_sep = true;
@@ -501,10 +504,10 @@ std::u16string DateToText(double serial) {
   bool show_date = true;
   bool show_time = true;
   if (std::isnan(serial)) {
-    // The platform writes NaN as the zero date with the zero time, both shown.
+    // Kept: NaN is written as the zero date with the zero time, both shown (tests/automation_datetime_test.cpp: DateText.NotANumberIsTheZeroDateWithTime)
   } else {
     if (!InDateRange(serial)) Raise(err::InvalidProcedureCall);
-    // What is shown is decided on the serial as given, before the time is rounded.
+    // Kept: what is shown is decided on the serial as given, before the time is rounded (tests/automation_datetime_test.cpp: DateText.WhatIsShownIsDecidedBeforeRounding)
     const double whole = std::trunc(serial);
     show_date = whole != 0.0;
     show_time = serial != whole;

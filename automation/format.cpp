@@ -126,6 +126,7 @@ std::u16string FormatPicture(const Value& v, std::u16string_view picture, int fi
     case PictureKind::Literal:
       // Only literal text: a date shows the first section; Booleans and Empty are refused as the
       // platform refuses them.
+      // Kept: 5 for a Boolean or Empty (tests/automation_format_test.cpp: FormatNumber.BooleanOrEmptyWithLiteralOnlyPictureIsInvalid)
       if (v.Type() == VarType::Date) {
         AppendLiteralSection(out, sec.part[0]);
         return out;
@@ -133,7 +134,7 @@ std::u16string FormatPicture(const Value& v, std::u16string_view picture, int fi
       if (v.Type() == VarType::Boolean || v.IsEmpty()) Raise(err::InvalidProcedureCall);
       [[fallthrough]];
     case PictureKind::Number: {
-      // A date under a numeric picture keeps its date text.
+      // Kept: a date under a numeric picture keeps its date text (tests/automation_format_test.cpp: FormatNumber.DateUnderNumericPictureKeepsItsDateText)
       if (v.Type() == VarType::Date) return DateToText(v.GetDate());
       const std::optional<Number> n = AsNumber(v);
       if (!n) return PlainText(v);

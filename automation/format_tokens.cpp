@@ -160,7 +160,7 @@ Sections Split(std::u16string_view picture) {
     if (end >= picture.size()) break;
     start = end + 1;
   }
-  // Five or more y are refused in a date picture only; elsewhere they are literal text.
+  // Kept: five or more y are refused in a date picture only; elsewhere they are literal text (tests/automation_format_test.cpp: FormatKind.FirstDecidingTokenChoosesTheKindOfPicture)
   if (invalid && r.kind == PictureKind::Date) Raise(err::InvalidProcedureCall);
   return r;
 }

@@ -321,6 +321,8 @@ std::u16string UCase(std::u16string_view s) {
   return out;
 }
 
+char16_t LCaseChar(char16_t c) noexcept { return ToLowerChar(c); }
+
 std::u16string LCase(std::u16string_view s) {
   std::u16string out(s);
   for (char16_t& c : out) c = ToLowerChar(c);

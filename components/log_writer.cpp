@@ -163,6 +163,8 @@ automation::Value RotatingLogWriter::WriteLogMsg(std::u16string_view text) {
     has_entries_ = true;
     return Answer(0);
   } catch (...) {
+    // No memory for the entry (or a rotation's file name that cannot be built): unwritten, as a
+    // failed write is, since the host reads only the answer.
     return Answer(kDeviceIoError);
   }
 }

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "automation/datetime.h"
@@ -389,6 +390,14 @@ TEST(ParseDateText, ClockOutsideTheCalendarGivesWayToTheSystemClock) {
     FixedClock clock(kLastSecond12_31_99);
     EXPECT_GT(au::SplitDate(Parsed(u"3/14")).year, 2020);
   }
+}
+
+TEST(ParseDateText, FailingClockGivesWayToTheSystemClock) {
+  au::SetClock([]() -> double { throw std::runtime_error("no clock"); });
+  const std::optional<double> d = ParseDate(u"3/14");
+  au::SetClock(nullptr);
+  ASSERT_TRUE(d.has_value());
+  EXPECT_GT(au::SplitDate(*d).year, 2020);
 }
 
 TEST(ParseDateText, TwentyNinthFebruaryAloneDependsOnCurrentYear) {
