@@ -12,22 +12,14 @@
 #include <string>
 
 #include "automation/error.h"
+#include "test_support.h"
 
 namespace qorvintr::automation {
 namespace {
 
 using namespace std::string_literals;
 
-// Runs `f` and answers the platform error number it raised, or 0 when it raised none.
-template <typename F>
-int ErrorOf(F&& f) {
-  try {
-    f();
-  } catch (const AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using testing_support::ErrorOf;
 
 double Parsed(std::u16string_view text) {
   std::optional<double> d = ParseNumber(text);

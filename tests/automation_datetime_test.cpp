@@ -7,8 +7,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "automation/chars.h"
+#include "automation/convert.h"
 #include "automation/datetime.h"
 #include "automation/error.h"
+#include "test_support.h"
 
 namespace au = qorvintr::automation;
 using au::DateToText;
@@ -37,14 +40,7 @@ class FixedClock {
   FixedClock& operator=(const FixedClock&) = delete;
 };
 
-int RaisedNumber(auto&& fn) {
-  try {
-    fn();
-  } catch (const au::AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using qorvintr::testing_support::ErrorOf;
 
 std::string Text(double serial) {
   std::string out;
@@ -190,11 +186,11 @@ TEST(DateSerialFunction, MonthsAndDaysRollOver) {
 }
 
 TEST(DateSerialFunction, OutsideValidRangeRaisesInvalidProcedureCall) {
-  EXPECT_EQ(RaisedNumber([] { au::DateSerial(10000, 1, 1); }), 5);
-  EXPECT_EQ(RaisedNumber([] { au::DateSerial(100, 1, 0); }), 5);
-  EXPECT_EQ(RaisedNumber([] { au::DateSerial(-1, 1, 1); }), 5);
-  EXPECT_EQ(RaisedNumber([] { au::DateSerial(9999, 12, 32); }), 5);
-  EXPECT_EQ(RaisedNumber([] { au::DateSerial(2147483647, 2147483647, 2147483647); }), 5);
+  EXPECT_EQ(ErrorOf([] { au::DateSerial(10000, 1, 1); }), 5);
+  EXPECT_EQ(ErrorOf([] { au::DateSerial(100, 1, 0); }), 5);
+  EXPECT_EQ(ErrorOf([] { au::DateSerial(-1, 1, 1); }), 5);
+  EXPECT_EQ(ErrorOf([] { au::DateSerial(9999, 12, 32); }), 5);
+  EXPECT_EQ(ErrorOf([] { au::DateSerial(2147483647, 2147483647, 2147483647); }), 5);
   EXPECT_EQ(au::DateSerial(9999, 12, 31), au::kLastDateDay);
 }
 
@@ -217,11 +213,11 @@ TEST(TimeSerialFunction, MomentsOutsideTheCalendarOverflow) {
   EXPECT_EQ(au::TimeSerial(kHoursTo1_1_100, 0, 0), au::kFirstDateDay);
   EXPECT_EQ(Text(au::TimeSerial(kHoursTo1_1_100 + 12, 0, 0)), "1/1/100 12:00:00 PM");
   EXPECT_EQ(Text(au::TimeSerial(kHoursTo1_1_100 + 23, 59, 59)), "1/1/100 11:59:59 PM");
-  EXPECT_EQ(RaisedNumber([] { au::TimeSerial(kHoursTo1_1_100, 0, -1); }), 6);
-  EXPECT_EQ(RaisedNumber([] { au::TimeSerial(kHoursTo1_1_100 - 12, 0, 0); }), 6);
+  EXPECT_EQ(ErrorOf([] { au::TimeSerial(kHoursTo1_1_100, 0, -1); }), 6);
+  EXPECT_EQ(ErrorOf([] { au::TimeSerial(kHoursTo1_1_100 - 12, 0, 0); }), 6);
   constexpr int kHoursTo12_31_9999 = 2958465 * 24;
   EXPECT_EQ(Text(au::TimeSerial(kHoursTo12_31_9999 + 23, 59, 59)), "12/31/9999 11:59:59 PM");
-  EXPECT_EQ(RaisedNumber([] { au::TimeSerial(kHoursTo12_31_9999 + 24, 0, 0); }), 6);
+  EXPECT_EQ(ErrorOf([] { au::TimeSerial(kHoursTo12_31_9999 + 24, 0, 0); }), 6);
 }
 
 TEST(TimeSerialFunction, NegativeTimeIsBeforeThirtiethDecember) {
@@ -258,18 +254,18 @@ TEST(DateValueFunction, NumbersAreSerials) {
 }
 
 TEST(DateValueFunction, BadTextRaisesTypeMismatch) {
-  EXPECT_EQ(RaisedNumber([] { au::DateValue(au::Value::String(u"abc")); }), 13);
-  EXPECT_EQ(RaisedNumber([] { au::DateValue(au::Value::String(u"")); }), 13);
+  EXPECT_EQ(ErrorOf([] { au::DateValue(au::Value::String(u"abc")); }), 13);
+  EXPECT_EQ(ErrorOf([] { au::DateValue(au::Value::String(u"")); }), 13);
 }
 
 TEST(DateValueFunction, NullRaisesInvalidUseOfNull) {
-  EXPECT_EQ(RaisedNumber([] { au::DateValue(au::Value::Null()); }), 94);
-  EXPECT_EQ(RaisedNumber([] { au::TimeValue(au::Value::Null()); }), 94);
+  EXPECT_EQ(ErrorOf([] { au::DateValue(au::Value::Null()); }), 94);
+  EXPECT_EQ(ErrorOf([] { au::TimeValue(au::Value::Null()); }), 94);
 }
 
 TEST(DateValueFunction, NumberOutsideDateRangeOverflows) {
-  EXPECT_EQ(RaisedNumber([] { au::DateValue(au::Value::Double(1e10)); }), 6);
-  EXPECT_EQ(RaisedNumber([] { au::TimeValue(au::Value::Double(-1e10)); }), 6);
+  EXPECT_EQ(ErrorOf([] { au::DateValue(au::Value::Double(1e10)); }), 6);
+  EXPECT_EQ(ErrorOf([] { au::TimeValue(au::Value::Double(-1e10)); }), 6);
 }
 
 TEST(DateValueFunction, EveryMomentOfFirstAndLastDayIsADate) {
@@ -279,8 +275,8 @@ TEST(DateValueFunction, EveryMomentOfFirstAndLastDayIsADate) {
   EXPECT_EQ(au::DateValue(au::Value::Date(kLastSecond12_31_9999)), au::kLastDateDay);
   EXPECT_EQ(au::TimeValue(au::Value::Date(kLastSecond12_31_9999)), 86399.0 / 86400);
   for (double outside : {kMidnight12_31_99, kLastSecond12_31_99, kMidnight1_1_10000}) {
-    EXPECT_EQ(RaisedNumber([outside] { au::DateValue(au::Value::Double(outside)); }), 6);
-    EXPECT_EQ(RaisedNumber([outside] { au::TimeValue(au::Value::Date(outside)); }), 6);
+    EXPECT_EQ(ErrorOf([outside] { au::DateValue(au::Value::Double(outside)); }), 6);
+    EXPECT_EQ(ErrorOf([outside] { au::TimeValue(au::Value::Date(outside)); }), 6);
   }
 }
 
@@ -611,6 +607,27 @@ TEST(ParseDateText, BlanksAroundAreIgnored) {
   EXPECT_EQ(Parsed(u"\u30003/14/2002"), kPi2002);
 }
 
+TEST(ParseDateText, BlanksAreTheNumberParsersBlanks) {
+  // Both parsers step over the Unicode white space and nothing else (the platform's parsers
+  // agree); printable ASCII other than the space has meanings of its own and is left out.
+  const std::u16string blanks =
+      u"\t\n\v\f\r \u0085\u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008"
+      u"\u2009\u200A\u2028\u2029\u202F\u205F\u3000";
+  int found = 0;
+  for (char32_t code = 1; code <= 0xFFFF; ++code) {
+    if ((code > 0x20 && code < 0x7F) || (code >= 0xD800 && code <= 0xDFFF)) continue;
+    const auto c = static_cast<char16_t>(code);
+    const bool blank = blanks.find(c) != std::u16string::npos;
+    found += blank ? 1 : 0;
+    EXPECT_EQ(au::IsBlank(c), blank) << static_cast<int>(code);
+    EXPECT_EQ(ParseDate(c + std::u16string(u"3/14/2002") + c + u"9:30" + c).has_value(), blank)
+        << static_cast<int>(code);
+    EXPECT_EQ(au::ParseNumber(c + std::u16string(u"12") + c).has_value(), blank)
+        << static_cast<int>(code);
+  }
+  EXPECT_EQ(found, 25);
+}
+
 TEST(ParseDateText, LeadingCommaIsABlank) {
   EXPECT_EQ(Parsed(u",3/14/2002"), kPi2002);
   EXPECT_EQ(Parsed(u"3/,14/2002"), kPi2002);
@@ -666,8 +683,8 @@ TEST(ParseDateText, AnyUtf16IsSafe) {
 
 TEST(ParseDateText, TextToDateRaisesTypeMismatch) {
   EXPECT_EQ(au::TextToDate(u"3/14/2002"), kPi2002);
-  EXPECT_EQ(RaisedNumber([] { au::TextToDate(u"abc"); }), 13);
-  EXPECT_EQ(RaisedNumber([] { au::TextToDate(u"1"); }), 13);
+  EXPECT_EQ(ErrorOf([] { au::TextToDate(u"abc"); }), 13);
+  EXPECT_EQ(ErrorOf([] { au::TextToDate(u"1"); }), 13);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -729,11 +746,11 @@ TEST(DateText, EdgesOfValidRange) {
 }
 
 TEST(DateText, OutsideValidRangeRaisesInvalidProcedureCall) {
-  EXPECT_EQ(RaisedNumber([] { DateToText(2958466); }), 5);
-  EXPECT_EQ(RaisedNumber([] { DateToText(-657435); }), 5);
-  EXPECT_EQ(RaisedNumber([] { DateToText(kLastSecond12_31_99); }), 5);
-  EXPECT_EQ(RaisedNumber([] { DateToText(1e300); }), 5);
-  EXPECT_EQ(RaisedNumber([] { DateToText(INFINITY); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateToText(2958466); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateToText(-657435); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateToText(kLastSecond12_31_99); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateToText(1e300); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateToText(INFINITY); }), 5);
 }
 
 TEST(DateText, NotANumberIsTheZeroDateWithTime) {

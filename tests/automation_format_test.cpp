@@ -12,6 +12,7 @@
 #include "automation/error.h"
 #include "automation/text.h"
 #include "automation/value.h"
+#include "test_support.h"
 
 namespace au = qorvintr::automation;
 
@@ -29,13 +30,11 @@ au::Value D(double d) { return au::Value::Double(d); }
 au::Value Dt(double serial) { return au::Value::Date(serial); }
 au::Value S(std::u16string_view s) { return au::Value::String(s); }
 
-int ErrorOf(const au::Value& v, std::u16string_view picture, int first_day = 1, int first_week = 1) {
-  try {
-    au::Format(v, picture, first_day, first_week);
-  } catch (const au::AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
+// The platform error number Format raises for the value and picture, or 0.
+int FormatError(const au::Value& v, std::u16string_view picture, int first_day = 1,
+                int first_week = 1) {
+  return qorvintr::testing_support::ErrorOf(
+      [&] { au::Format(v, picture, first_day, first_week); });
 }
 
 class Field : public au::Object {
@@ -102,7 +101,7 @@ TEST(FormatNumber, EmptySectionsStandForTheFirst) {
 }
 
 TEST(FormatNumber, MoreThanFourSectionsIsInvalid) {
-  EXPECT_EQ(ErrorOf(D(5), u"0;1;2;3;4"), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(D(5), u"0;1;2;3;4"), au::err::InvalidProcedureCall);
 }
 
 TEST(FormatNumber, ExtraIntegerDigitsGoToTheFirstPlaceholder) {
@@ -271,8 +270,8 @@ TEST(FormatNumber, DateUnderNumericPictureKeepsItsDateText) {
 }
 
 TEST(FormatNumber, BooleanOrEmptyWithLiteralOnlyPictureIsInvalid) {
-  EXPECT_EQ(ErrorOf(au::Value::Boolean(true), u"x"), au::err::InvalidProcedureCall);
-  EXPECT_EQ(ErrorOf(au::Value(), u"x;y"), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(au::Value::Boolean(true), u"x"), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(au::Value(), u"x;y"), au::err::InvalidProcedureCall);
 }
 
 TEST(FormatKind, FirstDecidingTokenChoosesTheKindOfPicture) {
@@ -318,7 +317,7 @@ TEST(FormatDate, MonthQuarterYearTokens) {
   EXPECT_EQ(F(v, u"yy"), "02");
   EXPECT_EQ(F(v, u"yyy"), "0273");
   EXPECT_EQ(F(v, u"yyyy"), "2002");
-  EXPECT_EQ(ErrorOf(v, u"yyyyy"), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(v, u"yyyyy"), au::err::InvalidProcedureCall);
 }
 
 TEST(FormatDate, TimeTokens) {
@@ -423,9 +422,9 @@ TEST(FormatDate, EveryMomentOfFirstJanuary100IsADate) {
 
 TEST(FormatDate, MomentsOutsideTheCalendarAreNoDates) {
   // 12/31/99 11:59:59 PM and 1/1/10000: a date raises 5 as its text does, a number stays a number.
-  EXPECT_EQ(ErrorOf(Dt(-657435.99998843), u"mm/dd/yyyy hh:nn:ss"), 5);
-  EXPECT_EQ(ErrorOf(Dt(-657435.0), u"Long Date"), 5);
-  EXPECT_EQ(ErrorOf(Dt(2958466.0), u"mm/dd/yyyy"), 5);
+  EXPECT_EQ(FormatError(Dt(-657435.99998843), u"mm/dd/yyyy hh:nn:ss"), 5);
+  EXPECT_EQ(FormatError(Dt(-657435.0), u"Long Date"), 5);
+  EXPECT_EQ(FormatError(Dt(2958466.0), u"mm/dd/yyyy"), 5);
   EXPECT_EQ(F(D(-657435.99998843), u"mm/dd/yyyy"), "-657435.99998843");
   EXPECT_EQ(F(D(2958466), u"mm/dd/yyyy"), "2958466");
   EXPECT_EQ(F(S(u"-657435"), u"mm/dd/yyyy"), "-657435");
@@ -472,9 +471,9 @@ TEST(FormatDate, WeekOfYearFollowsTheFirstWeekRule) {
 }
 
 TEST(FormatDate, OutOfRangeWeekArgumentsAreInvalid) {
-  EXPECT_EQ(ErrorOf(Dt(kMarch14), u"ww", 8, 1), au::err::InvalidProcedureCall);
-  EXPECT_EQ(ErrorOf(Dt(kMarch14), u"ww", -1, 1), au::err::InvalidProcedureCall);
-  EXPECT_EQ(ErrorOf(Dt(kMarch14), u"ww", 1, 4), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(Dt(kMarch14), u"ww", 8, 1), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(Dt(kMarch14), u"ww", -1, 1), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(Dt(kMarch14), u"ww", 1, 4), au::err::InvalidProcedureCall);
 }
 
 // ----- texts ----------------------------------------------------------------------------------
@@ -587,11 +586,11 @@ TEST(FormatPlain, EmptyPictureIsThePlainConversion) {
 TEST(FormatValue, ObjectFormatsItsDefaultMember) {
   auto field = std::make_shared<Field>(S(u"3/14/2002 17:45:10"));
   EXPECT_EQ(F(au::Value::Object(field), u"HhNnSs"), "174510");
-  EXPECT_EQ(ErrorOf(au::Value::Object(nullptr), u"0"), au::err::ObjectVariableNotSet);
+  EXPECT_EQ(FormatError(au::Value::Object(nullptr), u"0"), au::err::ObjectVariableNotSet);
 }
 
 TEST(FormatValue, ErrorValueIsATypeMismatch) {
-  EXPECT_EQ(ErrorOf(au::Value::Missing(), u"0"), au::err::TypeMismatch);
+  EXPECT_EQ(FormatError(au::Value::Missing(), u"0"), au::err::TypeMismatch);
 }
 
 TEST(FormatRobustness, LongPicturesAndLongTexts) {

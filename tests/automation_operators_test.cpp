@@ -10,6 +10,7 @@
 #include "automation/error.h"
 #include "automation/operators.h"
 #include "automation/value.h"
+#include "test_support.h"
 
 namespace au = qorvintr::automation;
 using au::Comparison;
@@ -18,15 +19,7 @@ using au::VarType;
 
 namespace {
 
-template <typename F>
-int ErrorOf(F&& f) {
-  try {
-    f();
-  } catch (const au::AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using qorvintr::testing_support::ErrorOf;
 
 Value I2(int n) { return Value::Integer(static_cast<std::int16_t>(n)); }
 Value I4(std::int32_t n) { return Value::Long(n); }
