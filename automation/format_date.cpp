@@ -43,6 +43,30 @@ int WeekOfYear(double serial, const DateParts& p, int first_day, int first_week)
   return static_cast<int>((day - start) / 7) + 1;
 }
 
+std::u16string_view DayAbbreviation(const DateParts& p, const LocaleData& loc) noexcept {
+  return loc.day_abbreviations[static_cast<std::size_t>(p.weekday - 1)];
+}
+std::u16string_view DayName(const DateParts& p, const LocaleData& loc) noexcept {
+  return loc.day_names[static_cast<std::size_t>(p.weekday - 1)];
+}
+std::u16string_view MonthAbbreviation(const DateParts& p, const LocaleData& loc) noexcept {
+  return loc.month_abbreviations[static_cast<std::size_t>(p.month - 1)];
+}
+std::u16string_view MonthName(const DateParts& p, const LocaleData& loc) noexcept {
+  return loc.month_names[static_cast<std::size_t>(p.month - 1)];
+}
+
+// A run of `letters` day or month letters: one the number, two the number with two digits, three
+// the short name, more the full name.
+void AppendNumberOrName(std::u16string& out, std::size_t letters, int number,
+                        std::u16string_view abbreviation, std::u16string_view name) {
+  if (letters <= 2) {
+    AppendDecimal(out, number, static_cast<int>(letters));
+  } else {
+    out.append(letters == 3 ? abbreviation : name);
+  }
+}
+
 }  // namespace
 
 void AppendLocalePicture(std::u16string& out, std::u16string_view pic, const DateParts& p) {
@@ -53,16 +77,10 @@ void AppendLocalePicture(std::u16string& out, std::u16string_view pic, const Dat
     while (i + n < pic.size() && pic[i + n] == c) ++n;
     switch (c) {
       case u'd':
-        if (n == 1) AppendDecimal(out, p.day);
-        else if (n == 2) AppendDecimal(out, p.day, 2);
-        else if (n == 3) out.append(loc.day_abbreviations[static_cast<std::size_t>(p.weekday - 1)]);
-        else out.append(loc.day_names[static_cast<std::size_t>(p.weekday - 1)]);
+        AppendNumberOrName(out, n, p.day, DayAbbreviation(p, loc), DayName(p, loc));
         break;
       case u'M':
-        if (n == 1) AppendDecimal(out, p.month);
-        else if (n == 2) AppendDecimal(out, p.month, 2);
-        else if (n == 3) out.append(loc.month_abbreviations[static_cast<std::size_t>(p.month - 1)]);
-        else out.append(loc.month_names[static_cast<std::size_t>(p.month - 1)]);
+        AppendNumberOrName(out, n, p.month, MonthAbbreviation(p, loc), MonthName(p, loc));
         break;
       case u'y':
         if (n <= 2) AppendDecimal(out, p.year % 100, n == 1 ? 1 : 2);
@@ -105,13 +123,10 @@ bool HasAmPm(std::u16string_view s) noexcept {
 
 // d, dd, ddd, dddd: the day and the weekday; ddddd and dddddd: the short and the long date.
 void AppendDay(std::u16string& out, const Token& t, const DateParts& p, const LocaleData& loc) {
-  switch (t.n) {
-    case 1: AppendDecimal(out, p.day); break;
-    case 2: AppendDecimal(out, p.day, 2); break;
-    case 3: out.append(loc.day_abbreviations[static_cast<std::size_t>(p.weekday - 1)]); break;
-    case 4: out.append(loc.day_names[static_cast<std::size_t>(p.weekday - 1)]); break;
-    case 5: AppendLocalePicture(out, loc.short_date, p); break;
-    default: AppendLocalePicture(out, loc.long_date, p); break;
+  if (t.n <= 4) {
+    AppendNumberOrName(out, t.n, p.day, DayAbbreviation(p, loc), DayName(p, loc));
+  } else {
+    AppendLocalePicture(out, t.n == 5 ? loc.short_date : loc.long_date, p);
   }
 }
 
@@ -153,10 +168,8 @@ void FormatDateSection(std::u16string& out, std::u16string_view s, double serial
           AppendDecimal(out, p.minute, t.n);
         } else if (t.n <= 2) {
           AppendDecimal(out, p.month, t.n);
-        } else if (t.n == 3) {
-          out.append(loc.month_abbreviations[static_cast<std::size_t>(p.month - 1)]);
-        } else if (t.n == 4) {
-          out.append(loc.month_names[static_cast<std::size_t>(p.month - 1)]);
+        } else if (t.n <= 4) {
+          AppendNumberOrName(out, t.n, p.month, MonthAbbreviation(p, loc), MonthName(p, loc));
         } else {
           AppendDecimal(out, p.day_of_year);
         }
