@@ -432,9 +432,8 @@ std::u16string NumberText(double d, int digits) {
     out[n++] = 'E';
     out[n++] = r.exp10 < 0 ? '-' : '+';
     const int ax = r.exp10 < 0 ? -r.exp10 : r.exp10;
-    if (ax >= 100) out[n++] = static_cast<char>('0' + ax / 100);
-    out[n++] = static_cast<char>('0' + ax / 10 % 10);
-    out[n++] = static_cast<char>('0' + ax % 10);
+    if (ax < 10) out[n++] = '0';  // at least two digits
+    n = static_cast<int>(std::to_chars(out + n, out + sizeof out, ax).ptr - out);
   } else if (r.exp10 < 0) {
     out[n++] = '0';
     out[n++] = '.';
