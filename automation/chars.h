@@ -17,6 +17,18 @@ constexpr char16_t AsciiUpper(char16_t c) noexcept {
   return IsAsciiLower(c) ? static_cast<char16_t>(c - (u'a' - u'A')) : c;
 }
 
+// The blanks the platform's number and date parsers step over (the same set in both): the
+// Unicode white space - tab to carriage return, space, next line, no-break space, ogham space
+// mark, the spaces U+2000 to U+200A, line and paragraph separators, narrow no-break space,
+// medium mathematical space and the ideographic space. Zero-width spaces and the byte-order
+// mark are not blanks.
+constexpr bool IsBlank(char16_t c) noexcept {
+  if (c == u' ' || (c >= 0x09 && c <= 0x0D)) return true;
+  if (c < 0x85) return false;
+  return c == 0x85 || c == 0xA0 || c == 0x1680 || (c >= 0x2000 && c <= 0x200A) ||
+         c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
+}
+
 // Equal when the texts differ only in the case of ASCII letters.
 template <class A, class B>
 constexpr bool EqualsIgnoreAsciiCase(const A& a, const B& b) noexcept {

@@ -6,7 +6,9 @@
 #include <cstring>
 #include <limits>
 
+#include "automation/chars.h"
 #include "automation/datetime.h"
+#include "automation/decimal.h"
 #include "automation/error.h"
 #include "automation/locale.h"
 
@@ -55,20 +57,10 @@ struct NumberScan {
   std::array<char, kMaxDigits> digits;   // filled up to digit_count; left unset for speed
 };
 
-inline bool IsBlank(char16_t c) noexcept {
-  // The characters the platform skips as blanks: the Unicode white space.
-  if (c == u' ' || (c >= 0x09 && c <= 0x0D)) return true;
-  if (c < 0x85) return false;
-  return c == 0x85 || c == 0xA0 || c == 0x1680 || (c >= 0x2000 && c <= 0x200A) ||
-         c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
-}
-
-inline bool IsDigit(char16_t c) noexcept { return c >= u'0' && c <= u'9'; }
-
 inline int HexDigit(char16_t c) noexcept {
-  if (c >= u'0' && c <= u'9') return c - u'0';
-  if (c >= u'A' && c <= u'F') return c - u'A' + 10;
-  if (c >= u'a' && c <= u'f') return c - u'a' + 10;
+  if (IsAsciiDigit(c)) return c - u'0';
+  const char16_t upper = AsciiUpper(c);
+  if (upper >= u'A' && upper <= u'F') return upper - u'A' + 10;
   return -1;
 }
 
@@ -88,93 +80,107 @@ NumberSymbols Symbols() noexcept {
           one(loc.currency_symbol, u'$')};
 }
 
-ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
-  static const NumberSymbols sym = Symbols();
-  const std::size_t nul = text.find(u'\0');
-  const std::size_t n = nul == std::u16string_view::npos ? text.size() : nul;
-  std::size_t i = 0;
+// What stood before the number.
+struct Lead {
+  bool plus = false;
+  bool minus = false;
+  bool paren = false;
+  bool currency = false;
+};
 
-  bool lead_plus = false, lead_minus = false, paren = false, lead_currency = false;
-  for (; i < n; ++i) {
+// Before the number: blanks, and at most one each of "+", "-", "(" and the currency sign, in any
+// order. Leaves `i` at the first character that is none of these.
+Lead ScanLead(std::u16string_view text, std::size_t& i, const NumberSymbols& sym) noexcept {
+  Lead lead;
+  for (; i < text.size(); ++i) {
     const char16_t c = text[i];
     if (IsBlank(c)) continue;
     if (c == u'+') {
-      if (lead_plus) break;
-      lead_plus = true;
+      if (lead.plus) break;
+      lead.plus = true;
     } else if (c == u'-') {
-      if (lead_minus) break;
-      lead_minus = true;
+      if (lead.minus) break;
+      lead.minus = true;
     } else if (c == u'(') {
-      if (paren) break;
-      paren = true;
+      if (lead.paren) break;
+      lead.paren = true;
     } else if (c == sym.currency) {
-      if (lead_currency) break;
-      lead_currency = true;
+      if (lead.currency) break;
+      lead.currency = true;
     } else {
       break;
     }
   }
-  if (i == n) return ScanStatus::Mismatch;
+  return lead;
+}
 
-  // After the digits: blanks (and, after a decimal number, its separators), a sign the lead did
-  // not give and the ")" of a leading "(". False for anything else or a "(" left open without a
-  // sign to stand for; a trailing "-" is kept in trail_minus.
-  bool trail_minus = false;
-  auto trail_ok = [&](bool separators) {
-    bool closed = false;
-    for (; i < n; ++i) {
-      const char16_t c = text[i];
-      if (IsBlank(c) || (separators && (c == sym.thousands || c == sym.currency))) continue;
-      if (c == u'+') {
-        if (lead_plus) return false;
-      } else if (c == u'-') {
-        if (lead_minus) return false;
-        trail_minus = true;
-      } else if (c == u')') {
-        if (!paren) return false;
-        closed = true;
-      } else {
-        return false;
-      }
+// After the digits, from `i` to the end: blanks (and, after a decimal number, its separators), a
+// sign the lead did not give and the ")" of a leading "(". False for anything else or a "(" left
+// open without a sign to stand for; a trailing "-" sets trail_minus.
+bool ScanTrail(std::u16string_view text, std::size_t i, const Lead& lead, bool separators,
+               const NumberSymbols& sym, bool& trail_minus) noexcept {
+  bool closed = false;
+  for (; i < text.size(); ++i) {
+    const char16_t c = text[i];
+    if (IsBlank(c) || (separators && (c == sym.thousands || c == sym.currency))) continue;
+    // Kept: a trailing sign may be written again ("1--") (tests/automation_convert_test.cpp: ParseNumber.RepeatedTrailingSignIsAccepted)
+    if (c == u'+') {
+      if (lead.plus) return false;
+    } else if (c == u'-') {
+      if (lead.minus) return false;
+      trail_minus = true;
+    } else if (c == u')') {
+      if (!lead.paren) return false;
+      closed = true;
+    } else {
+      return false;
     }
-    return !(paren && !closed && !lead_minus && !trail_minus);
-  };
-
-  if (text[i] == u'&') {
-    if (lead_currency || i + 1 >= n) return ScanStatus::Mismatch;
-    const char16_t kind = text[i + 1];
-    int shift;
-    if (kind == u'H' || kind == u'h') shift = 4;
-    else if (kind == u'O' || kind == u'o') shift = 3;
-    else return ScanStatus::Mismatch;
-    i += 2;
-    std::uint64_t value = 0;
-    bool wide = false, any = false;
-    for (; i < n; ++i) {
-      const int d = HexDigit(text[i]);
-      if (d < 0 || d >= (1 << shift)) break;
-      any = true;
-      if (!wide) {
-        value = (value << shift) | static_cast<unsigned>(d);
-        if (value > 0xFFFFFFFFull) wide = true;
-      }
-    }
-    if (!any || !trail_ok(false)) return ScanStatus::Mismatch;
-    if (wide) return ScanStatus::Overflow;
-    out.radix = true;
-    out.radix_value = static_cast<std::uint32_t>(value);
-    return ScanStatus::Ok;
   }
+  // Kept: a "(" needs no ")" when a "-" stands (tests/automation_convert_test.cpp: ParseNumber.UnbalancedParenthesesAreRejectedUnlessAMinusStands)
+  return !(lead.paren && !closed && !lead.minus && !trail_minus);
+}
 
+// "&H" / "&O" and its digits, from the "&" at `i`; the signs and parentheses around do not count.
+ScanStatus ScanRadix(std::u16string_view text, std::size_t i, const Lead& lead,
+                     const NumberSymbols& sym, NumberScan& out) noexcept {
+  if (lead.currency || i + 1 >= text.size()) return ScanStatus::Mismatch;
+  const char16_t kind = text[i + 1];
+  int shift;
+  if (AsciiUpper(kind) == u'H') shift = 4;
+  else if (AsciiUpper(kind) == u'O') shift = 3;
+  else return ScanStatus::Mismatch;
+  i += 2;
+  std::uint64_t value = 0;
+  bool wide = false, any = false;
+  for (; i < text.size(); ++i) {
+    const int d = HexDigit(text[i]);
+    if (d < 0 || d >= (1 << shift)) break;
+    any = true;
+    if (!wide) {
+      value = (value << shift) | static_cast<unsigned>(d);
+      if (value > 0xFFFFFFFFull) wide = true;
+    }
+  }
+  bool trail_minus = false;
+  if (!any || !ScanTrail(text, i, lead, false, sym, trail_minus)) return ScanStatus::Mismatch;
+  if (wide) return ScanStatus::Overflow;
+  out.radix = true;
+  out.radix_value = static_cast<std::uint32_t>(value);
+  return ScanStatus::Ok;
+}
+
+// Decimal digits with thousands separators, one decimal point and an exponent, from `i`.
+ScanStatus ScanDecimal(std::u16string_view text, std::size_t i, const Lead& lead,
+                       const NumberSymbols& sym, NumberScan& out) noexcept {
   bool any_digit = false, dot = false, exp = false, exp_digit = false, exp_closed = false;
   bool exp_negative = false;
   std::int64_t exponent = 0;
   int count = 0;
   bool sticky = false;
   std::int64_t scale = 0;
-  for (; i < n; ++i) {
+  for (; i < text.size(); ++i) {
     const char16_t c = text[i];
-    if (IsDigit(c)) {
+    if (IsAsciiDigit(c)) {
       if (exp && !exp_closed) {
         exp_digit = true;
         if (exponent < kExponentCap) exponent = exponent * 10 + (c - u'0');
@@ -194,27 +200,40 @@ ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
       }
     } else if (c == sym.thousands) {
       if (!any_digit && !dot && !exp_digit) break;
+      // Kept: it ends the exponent's digits; later ones go to the mantissa (tests/automation_convert_test.cpp: ParseNumber.ThousandsSeparatorEndsTheExponentDigits)
       if (exp && exp_digit) exp_closed = true;
     } else if (c == sym.decimal_point) {
       if (dot || exp) break;
       dot = true;
     } else if (c == u'e' || c == u'E') {
-      if (exp || lead_currency) break;
+      if (exp || lead.currency) break;
       exp = true;
     } else if ((c == u'+' || c == u'-') && exp && !exp_digit) {
+      // Kept: the exponent's sign may be written more than once (tests/automation_convert_test.cpp: ParseNumber.ExponentSignMayBeWrittenMoreThanOnce)
       if (c == u'-') exp_negative = true;
     } else {
       break;
     }
   }
   if (!any_digit || (exp && !exp_digit)) return ScanStatus::Mismatch;
-  if (!trail_ok(true)) return ScanStatus::Mismatch;
+  bool trail_minus = false;
+  if (!ScanTrail(text, i, lead, true, sym, trail_minus)) return ScanStatus::Mismatch;
 
-  out.negative = lead_minus || trail_minus || paren;
+  out.negative = lead.minus || trail_minus || lead.paren;
   out.digit_count = count;
   out.sticky = sticky;
   out.scale = scale + (exp_negative ? -exponent : exponent);
   return ScanStatus::Ok;
+}
+
+ScanStatus Scan(std::u16string_view text, NumberScan& out) noexcept {
+  static const NumberSymbols sym = Symbols();
+  text = text.substr(0, text.find(u'\0'));
+  std::size_t i = 0;
+  const Lead lead = ScanLead(text, i, sym);
+  if (i == text.size()) return ScanStatus::Mismatch;
+  if (text[i] == u'&') return ScanRadix(text, i, lead, sym, out);
+  return ScanDecimal(text, i, lead, sym, out);
 }
 
 // Powers of ten that a double holds exactly.
@@ -286,6 +305,7 @@ ScanStatus RadixValue(std::uint32_t bits, RadixWidth width, double& out) noexcep
       break;
   }
   if (bits > 0x80000000u) return ScanStatus::Overflow;
+  // Kept: exactly &H80000000 reads as -2^31 (tests/automation_convert_test.cpp: ParseNumber.HexTextAsANumberKeepsItsValueUpToTwoToThe31)
   out = bits == 0x80000000u ? -2147483648.0 : static_cast<double>(bits);
   return ScanStatus::Ok;
 }
@@ -412,9 +432,8 @@ std::u16string NumberText(double d, int digits) {
     out[n++] = 'E';
     out[n++] = r.exp10 < 0 ? '-' : '+';
     const int ax = r.exp10 < 0 ? -r.exp10 : r.exp10;
-    if (ax >= 100) out[n++] = static_cast<char>('0' + ax / 100);
-    out[n++] = static_cast<char>('0' + ax / 10 % 10);
-    out[n++] = static_cast<char>('0' + ax % 10);
+    if (ax < 10) out[n++] = '0';  // at least two digits
+    n = static_cast<int>(std::to_chars(out + n, out + sizeof out, ax).ptr - out);
   } else if (r.exp10 < 0) {
     out[n++] = '0';
     out[n++] = '.';
@@ -428,12 +447,6 @@ std::u16string NumberText(double d, int digits) {
     }
   }
   return std::u16string(out, out + n);
-}
-
-std::u16string IntegerText(std::int32_t v) {
-  char buf[16];
-  auto res = std::to_chars(buf, buf + sizeof buf, v);
-  return std::u16string(buf, res.ptr);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -463,43 +476,54 @@ double TextToWhole(std::u16string_view text, RadixWidth width) {
   return d;
 }
 
-// A value for a whole-number kind: already rounded (half to even) and finite, or not a number.
-double WholeOf(const Value& in, RadixWidth width) {
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
+// The value a conversion reads: an object stands for its default member (kept in `member`, the
+// only value copied); any other value is read in place.
+const Value& ValueOf(const Value& in, Value& member) {
+  return in.IsObject() ? (member = Dereference(in)) : in;
+}
+
+// The opening of every conversion to a kind: the value it reads, where Null converts to nothing
+// (94 "Invalid use of Null").
+const Value& ConvertedValue(const Value& in, Value& member) {
+  const Value& v = ValueOf(in, member);
+  if (v.IsNull()) Raise(err::InvalidUseOfNull);
+  return v;
+}
+
+// A value that is no text, as a number: Empty is 0, True -1, a Date its serial. An Error value
+// (an omitted argument, a CVErr) converts to no number: 13 "Type mismatch".
+double NumberOf(const Value& v) {
   switch (v.Type()) {
     case VarType::Empty: return 0;
-    case VarType::Null: Raise(err::InvalidUseOfNull);
     case VarType::Boolean: return v.GetBoolean() ? -1 : 0;
     case VarType::Integer: return v.GetInteger();
     case VarType::Long: return v.GetLong();
-    case VarType::Single: return RoundHalfEven(static_cast<double>(v.GetSingle()));
-    case VarType::Double: return RoundHalfEven(v.GetDouble());
-    case VarType::Date: return RoundHalfEven(v.GetDate());
-    case VarType::String: return TextToWhole(v.GetString(), width);
+    case VarType::Single: return v.GetSingle();
+    case VarType::Double: return v.GetDouble();
+    case VarType::Date: return v.GetDate();
+    case VarType::Null: Raise(err::InvalidUseOfNull);
+    case VarType::String:
     case VarType::Object:
     case VarType::Error: break;
   }
   Raise(err::TypeMismatch);
 }
 
+// A value for a whole-number kind: already rounded (half to even) and finite, or not a number.
+double WholeOf(const Value& in, RadixWidth width) {
+  Value member;
+  const Value& v = ConvertedValue(in, member);
+  if (v.IsString()) return TextToWhole(v.GetString(), width);
+  // Whole kinds come back as they are; the others round half to even.
+  return RoundHalfEven(NumberOf(v));
+}
+
 bool TextToBoolean(std::u16string_view text) {
   const std::size_t nul = text.find(u'\0');
   if (nul != std::u16string_view::npos) text = text.substr(0, nul);
-  auto equals_ci = [](std::u16string_view a, std::u16string_view b) {
-    if (a.size() != b.size()) return false;
-    for (std::size_t k = 0; k < a.size(); ++k) {
-      char16_t c = a[k];
-      if (c >= u'a' && c <= u'z') c = static_cast<char16_t>(c - 32);
-      char16_t e = b[k];
-      if (e >= u'a' && e <= u'z') e = static_cast<char16_t>(e - 32);
-      if (c != e) return false;
-    }
-    return true;
-  };
-  if (equals_ci(text, u"True") || text == u"#TRUE#") return true;
-  if (equals_ci(text, u"False") || text == u"#FALSE#") return false;
+  using namespace std::string_view_literals;
+  if (EqualsIgnoreAsciiCase(text, u"True"sv) || text == u"#TRUE#") return true;
+  if (EqualsIgnoreAsciiCase(text, u"False"sv) || text == u"#FALSE#") return false;
   double d = 0;
   const ScanStatus st = ParseToDouble(text, d);
   if (st != ScanStatus::Ok) RaiseScan(st);
@@ -507,11 +531,7 @@ bool TextToBoolean(std::u16string_view text) {
 }
 
 double CheckDate(double serial) {
-  // The platform keeps dates from 1 January 100 up to the end of 31 December 9999; a negative
-  // serial's fraction counts forward, so the whole day before -657434 still belongs to it.
-  if (!(serial > kMinDateSerial - 1.0 && serial < std::floor(kMaxDateSerial) + 1.0)) {
-    Raise(err::Overflow);
-  }
+  if (!InDateRange(serial)) Raise(err::Overflow);
   return serial;
 }
 
@@ -561,43 +581,29 @@ double RoundHalfEven(double d) noexcept {
 }
 
 std::u16string CStr(const Value& in) {
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
+  Value member;
+  const Value& v = ConvertedValue(in, member);
   switch (v.Type()) {
     case VarType::Empty: return {};
-    case VarType::Null: Raise(err::InvalidUseOfNull);
     case VarType::Boolean: return v.GetBoolean() ? u"True" : u"False";
-    case VarType::Integer: return IntegerText(v.GetInteger());
-    case VarType::Long: return IntegerText(v.GetLong());
+    case VarType::Integer: return DecimalText(v.GetInteger());
+    case VarType::Long: return DecimalText(v.GetLong());
     case VarType::Single: return SingleToText(v.GetSingle());
     case VarType::Double: return DoubleToText(v.GetDouble());
     case VarType::Date: return DateToText(v.GetDate());
     case VarType::String: return v.GetString();
-    case VarType::Error: return u"Error " + IntegerText(ErrorNumber(v.GetError()));
+    case VarType::Error: return u"Error " + DecimalText(ErrorNumber(v.GetError()));
+    case VarType::Null:
     case VarType::Object: break;
   }
   Raise(err::TypeMismatch);
 }
 
 bool CBool(const Value& in) {
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
-  switch (v.Type()) {
-    case VarType::Empty: return false;
-    case VarType::Null: Raise(err::InvalidUseOfNull);
-    case VarType::Boolean: return v.GetBoolean();
-    case VarType::Integer: return v.GetInteger() != 0;
-    case VarType::Long: return v.GetLong() != 0;
-    case VarType::Single: return v.GetSingle() != 0;
-    case VarType::Double: return v.GetDouble() != 0;
-    case VarType::Date: return v.GetDate() != 0;
-    case VarType::String: return TextToBoolean(v.GetString());
-    case VarType::Object:
-    case VarType::Error: break;
-  }
-  Raise(err::TypeMismatch);
+  Value member;
+  const Value& v = ConvertedValue(in, member);
+  if (v.IsString()) return TextToBoolean(v.GetString());
+  return NumberOf(v) != 0;
 }
 
 std::int16_t CInt(const Value& v) {
@@ -617,44 +623,22 @@ float CSng(const Value& v) {
   if (std::isnan(d)) return std::numeric_limits<float>::quiet_NaN();
   if (std::fabs(d) > kSingleLimit) Raise(err::Overflow);
   const float f = static_cast<float>(d);
-  // Between the largest float and the limit the platform settles on the largest float.
+  // Kept: between the largest float and the limit, the largest float (tests/automation_convert_test.cpp: CSng.RangeEndsJustPastTheLargestSingle)
   if (std::isinf(f)) return std::copysign(std::numeric_limits<float>::max(), f);
   return f;
 }
 
 double CDbl(const Value& in) {
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
-  switch (v.Type()) {
-    case VarType::Empty: return 0;
-    case VarType::Null: Raise(err::InvalidUseOfNull);
-    case VarType::Boolean: return v.GetBoolean() ? -1 : 0;
-    case VarType::Integer: return v.GetInteger();
-    case VarType::Long: return v.GetLong();
-    case VarType::Single: return v.GetSingle();
-    case VarType::Double: return v.GetDouble();
-    case VarType::Date: return v.GetDate();
-    case VarType::String: return TextToDouble(v.GetString());
-    case VarType::Object:
-    case VarType::Error: break;
-  }
-  Raise(err::TypeMismatch);
+  Value member;
+  const Value& v = ConvertedValue(in, member);
+  if (v.IsString()) return TextToDouble(v.GetString());
+  return NumberOf(v);
 }
 
 double CDate(const Value& in) {
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
+  Value member;
+  const Value& v = ConvertedValue(in, member);
   switch (v.Type()) {
-    case VarType::Empty: return 0;
-    case VarType::Null: Raise(err::InvalidUseOfNull);
-    case VarType::Boolean: return v.GetBoolean() ? -1 : 0;
-    case VarType::Integer: return v.GetInteger();
-    case VarType::Long: return CheckDate(v.GetLong());
-    case VarType::Single: return CheckDate(v.GetSingle());
-    case VarType::Double: return CheckDate(v.GetDouble());
-    case VarType::Date: return v.GetDate();
     case VarType::String: {
       if (std::optional<double> date = ParseDate(v.GetString())) return *date;
       // No date: a number will do, but a text that is no Double either (too large included)
@@ -663,10 +647,13 @@ double CDate(const Value& in) {
       if (!d) Raise(err::TypeMismatch);
       return CheckDate(*d);
     }
-    case VarType::Object:
-    case VarType::Error: break;
+    // Longs, Singles and Doubles are checked against the calendar; Booleans and Integers always
+    // lie in it, and a Date is taken as it is.
+    case VarType::Long:
+    case VarType::Single:
+    case VarType::Double: return CheckDate(NumberOf(v));
+    default: return NumberOf(v);
   }
-  Raise(err::TypeMismatch);
 }
 
 Value ChangeType(const Value& in, VarType to) {
@@ -677,9 +664,8 @@ Value ChangeType(const Value& in, VarType to) {
     if (in.IsObject()) return in;
     Raise(err::TypeMismatch);
   }
-  // Only an object is copied (its default member); any other value is read in place.
-  Value deref;
-  const Value& v = in.IsObject() ? (deref = Dereference(in)) : in;
+  Value member;
+  const Value& v = ValueOf(in, member);
   if (v.Type() == to) return v;
   if (v.Type() == VarType::Error) Raise(err::TypeMismatch);
   switch (to) {

@@ -13,9 +13,18 @@
 
 namespace qorvintr::automation {
 
-// Valid serials run from 1 January 100 to 31 December 9999.
-inline constexpr double kMinDateSerial = -657434.0;
-inline constexpr double kMaxDateSerial = 2958465.99999999;
+// The calendar runs from 1 January 100 to 31 December 9999, every moment of both days included.
+// A negative serial's fraction counts forward, so 1 January 100 takes the serials from -657434
+// (midnight) down to just above -657435 (-657434.5 is 1/1/100 12:00:00 PM), and the last day
+// those from 2958465 up to just below 2958466.
+inline constexpr double kFirstDateDay = -657434.0;  // 1 January 100
+inline constexpr double kLastDateDay = 2958465.0;   // 31 December 9999
+
+// Whether a serial is a moment of the calendar (NaN is not): what every date conversion,
+// date text, Format picture and date sum checks.
+constexpr bool InDateRange(double serial) noexcept {
+  return serial > kFirstDateDay - 1.0 && serial < kLastDateDay + 1.0;
+}
 
 struct DateParts {
   int year = 1899;

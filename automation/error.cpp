@@ -76,6 +76,7 @@ const char* AutomationError::what() const noexcept {
     try {
       what_ = "error " + std::to_string(number_) + ": " + ToUtf8(description_);
     } catch (...) {
+      // what() must not throw: without memory for the message a fixed text stands in.
       return "automation error";
     }
   }

@@ -109,12 +109,6 @@ Value IntegerOrLong(std::int32_t r) {
   return Value::Long(r);
 }
 
-// A serial the calendar can show: all of 1/1/100 (down to just above -657435, as the fraction of
-// a negative serial still counts forward) to the end of 12/31/9999.
-bool InDateRange(double serial) {
-  return serial > kMinDateSerial - 1.0 && serial < std::floor(kMaxDateSerial) + 1.0;
-}
-
 enum class Op : std::uint8_t { Add, Subtract, Multiply };
 
 template <typename T>
@@ -136,6 +130,7 @@ Value NumericArithmetic(Op op, const Value& a, const Value& b) {
     if (op == Op::Subtract) {
       // Subtracting with a date turns a Long or Double operand into a date first, so one outside
       // the calendar's range overflows (other kinds go through as numbers).
+      // Kept: a Single or a text is not checked (tests/automation_operators_test.cpp: OperatorsDate.SubtractingWithDateOverflowsForLongOrDoubleOutsideCalendar)
       for (const Value* v : {&a, &b}) {
         if ((v->Type() == VarType::Long || v->Type() == VarType::Double) &&
             !InDateRange(DoubleOf(*v))) {
@@ -147,7 +142,8 @@ Value NumericArithmetic(Op op, const Value& a, const Value& b) {
     if (op == Op::Multiply) return FiniteDouble(r);
     // The difference of two dates is a number of days.
     if (op == Op::Subtract && ca == Cls::Date && cb == Cls::Date) return FiniteDouble(r);
-    // A sum outside the calendar's range is an overflow (a difference is not checked).
+    // A sum outside the calendar's range is an overflow.
+    // Kept: a difference is not checked (tests/automation_operators_test.cpp: OperatorsDate.DateDifferenceIsNotRangeChecked)
     if (op == Op::Add && !InDateRange(r)) Raise(err::Overflow);
     return Value::Date(r);
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "automation/chars.h"
 #include "automation/error.h"
 
 namespace qorvintr::automation {
@@ -163,12 +164,12 @@ char16_t MapCase(const CaseRun (&runs)[N], char16_t c) noexcept {
 }
 
 char16_t ToUpperChar(char16_t c) noexcept {
-  if (c < 0x80) return (c >= u'a' && c <= u'z') ? static_cast<char16_t>(c - 32) : c;
+  if (c < 0x80) return AsciiUpper(c);
   return MapCase(kUpperRuns, c);
 }
 
 char16_t ToLowerChar(char16_t c) noexcept {
-  if (c < 0x80) return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + 32) : c;
+  if (c < 0x80) return AsciiLower(c);
   return MapCase(kLowerRuns, c);
 }
 
@@ -319,6 +320,8 @@ std::u16string UCase(std::u16string_view s) {
   for (char16_t& c : out) c = ToUpperChar(c);
   return out;
 }
+
+char16_t LCaseChar(char16_t c) noexcept { return ToLowerChar(c); }
 
 std::u16string LCase(std::u16string_view s) {
   std::u16string out(s);

@@ -25,6 +25,8 @@ std::u16string_view TrimView(std::u16string_view s) noexcept;
 // positions never change; surrogates are left alone.
 std::u16string UCase(std::u16string_view s);
 std::u16string LCase(std::u16string_view s);
+// LCase of one code unit, without a text to hold it.
+char16_t LCaseChar(char16_t c) noexcept;
 std::int32_t Len(std::u16string_view s) noexcept;
 // Mid(s, start[, length]): start is 1-based; length -1 (left out) takes the rest; start < 1 or
 // length < -1 raise 5.

@@ -11,16 +11,6 @@ namespace qorvintr::components {
 using automation::Raise;
 namespace err = automation::err;
 
-char16_t FoldNonAsciiKeyChar(char16_t c) noexcept {
-  // Beyond ASCII the platform's own lower-casing decides; one code unit stays one code unit.
-  try {
-    std::u16string lower = automation::LCase(std::u16string_view(&c, 1));
-    return lower.size() == 1 ? lower[0] : c;
-  } catch (...) {
-    return c;  // no case mapping to be had: the unit stands for itself
-  }
-}
-
 // ---- FieldCollection ----------------------------------------------------------------------
 
 contract::DataFieldRef FieldCollection::Item(std::u16string_view key) {
@@ -46,6 +36,7 @@ bool FieldCollection::TryAdd(const contract::DataFieldRef& field, std::u16string
   try {
     index_.emplace(std::u16string_view(last->key), last);
   } catch (...) {
+    // No memory for the index entry: the list must not keep a key the index lacks.
     order_.pop_back();
     throw;
   }

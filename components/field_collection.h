@@ -10,17 +10,19 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "automation/chars.h"
+#include "automation/text.h"
 #include "automation/value.h"
 #include "components/data_field.h"
 #include "contract/data_field.h"
 
 namespace qorvintr::components {
 
-// Case folding of keys: one code unit at a time, so hashing and comparing never allocate.
-char16_t FoldNonAsciiKeyChar(char16_t c) noexcept;
-inline char16_t FoldKeyChar(char16_t c) {
-  if (c < 0x80) return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + (u'a' - u'A')) : c;
-  return FoldNonAsciiKeyChar(c);
+// Case folding of keys: one code unit at a time, so hashing and comparing never allocate. Beyond
+// ASCII the platform's own lower-casing decides.
+inline char16_t FoldKeyChar(char16_t c) noexcept {
+  if (c < 0x80) return automation::AsciiLower(c);
+  return automation::LCaseChar(c);
 }
 struct FoldedKeyHash {
   std::size_t operator()(std::u16string_view key) const noexcept {

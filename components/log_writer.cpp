@@ -3,6 +3,7 @@
 #include <string>
 #include <system_error>
 
+#include "automation/decimal.h"
 #include "automation/text.h"
 
 namespace qorvintr::components {
@@ -38,8 +39,7 @@ void RotatingLogWriter::Close() noexcept {
 std::filesystem::path RotatingLogWriter::OlderFile(int place) const {
   std::u16string name = stem_;
   name += u'.';
-  std::string digits = std::to_string(place);
-  name.append(digits.begin(), digits.end());
+  automation::AppendDecimal(name, place);
   name += extension_;
   return folder_ / std::filesystem::path(name);
 }
@@ -163,6 +163,8 @@ automation::Value RotatingLogWriter::WriteLogMsg(std::u16string_view text) {
     has_entries_ = true;
     return Answer(0);
   } catch (...) {
+    // No memory for the entry (or a rotation's file name that cannot be built): unwritten, as a
+    // failed write is, since the host reads only the answer.
     return Answer(kDeviceIoError);
   }
 }

@@ -6,20 +6,15 @@
 #include <utility>
 #include <vector>
 
+#include "automation/chars.h"
+
 namespace qorvintr::contract {
 
 namespace {
 
-char16_t FoldAscii(char16_t c) noexcept {
-  return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + (u'a' - u'A')) : c;
-}
-
+// ProgIDs name the same class when they differ only in the case of ASCII letters.
 bool SameProgId(std::u16string_view a, std::u16string_view b) noexcept {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (FoldAscii(a[i]) != FoldAscii(b[i])) return false;
-  }
-  return true;
+  return automation::EqualsIgnoreAsciiCase(a, b);
 }
 
 struct Entry {

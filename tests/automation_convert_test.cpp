@@ -12,22 +12,14 @@
 #include <string>
 
 #include "automation/error.h"
+#include "test_support.h"
 
 namespace qorvintr::automation {
 namespace {
 
 using namespace std::string_literals;
 
-// Runs `f` and answers the platform error number it raised, or 0 when it raised none.
-template <typename F>
-int ErrorOf(F&& f) {
-  try {
-    f();
-  } catch (const AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using testing_support::ErrorOf;
 
 double Parsed(std::u16string_view text) {
   std::optional<double> d = ParseNumber(text);
@@ -709,6 +701,22 @@ TEST(CDate, NumberIsCheckedAgainstTheDateRange) {
   EXPECT_EQ(ErrorOf([] { CDate(Value::Single(-1e6f)); }), err::Overflow);
   EXPECT_EQ(ErrorOf([] { CDate(Value::Double(std::numeric_limits<double>::quiet_NaN())); }),
             err::Overflow);
+}
+
+TEST(CDate, EveryMomentOfFirstAndLastDayIsADate) {
+  // 1/1/100 noon and 11:59:59 PM, 12/31/9999 11:59:59 PM; 12/31/99 11:59:59 PM and 1/1/10000 not.
+  for (double inside : {-657434.5, -657434.99998843, 2958465.99998843}) {
+    EXPECT_EQ(CDate(Value::Double(inside)), inside);
+    EXPECT_EQ(CDate(Value::String(DoubleToText(inside))), inside);
+    EXPECT_EQ(ChangeType(Value::Double(inside), VarType::Date).GetDate(), inside);
+  }
+  for (double outside : {-657435.99998843, -657435.0, 2958466.0}) {
+    EXPECT_EQ(ErrorOf([outside] { CDate(Value::Double(outside)); }), err::Overflow);
+    EXPECT_EQ(ErrorOf([outside] { CDate(Value::String(DoubleToText(outside))); }), err::Overflow);
+    EXPECT_EQ(ErrorOf([outside] { ChangeType(Value::Double(outside), VarType::Date); }),
+              err::Overflow);
+  }
+  EXPECT_EQ(CDate(Value::String(u"1/1/100 11:59:59 PM")), -657434.999988426);
 }
 
 TEST(CDate, OtherKinds) {

@@ -4,10 +4,14 @@
 
 #include <cmath>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
+#include "automation/chars.h"
+#include "automation/convert.h"
 #include "automation/datetime.h"
 #include "automation/error.h"
+#include "test_support.h"
 
 namespace au = qorvintr::automation;
 using au::DateToText;
@@ -18,6 +22,15 @@ namespace {
 // 14 March 2002, the day most examples use.
 constexpr double kPi2002 = 37329.0;
 
+// The edges of the calendar, on both sides: 12/31/99 (no date), all of 1/1/100, all of
+// 12/31/9999, 1/1/10000 (no date). A negative serial's fraction counts forward.
+constexpr double kMidnight12_31_99 = -657435.0;
+constexpr double kLastSecond12_31_99 = -657435.99998843;  // 12/31/99 11:59:59 PM
+constexpr double kNoon1_1_100 = -657434.5;
+constexpr double kLastSecond1_1_100 = -657434.99998843;   // 1/1/100 11:59:59 PM
+constexpr double kLastSecond12_31_9999 = 2958465.99998843;
+constexpr double kMidnight1_1_10000 = 2958466.0;
+
 // Fixes "now" for the tests that read the current year; restores the system clock afterwards.
 class FixedClock {
  public:
@@ -27,14 +40,7 @@ class FixedClock {
   FixedClock& operator=(const FixedClock&) = delete;
 };
 
-int RaisedNumber(auto&& fn) {
-  try {
-    fn();
-  } catch (const au::AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using qorvintr::testing_support::ErrorOf;
 
 std::string Text(double serial) {
   std::string out;
@@ -60,8 +66,21 @@ TEST(DateSerials, DaySerialCountsFromThirtiethDecember1899) {
   EXPECT_EQ(au::DaySerial(1899, 12, 31), 1.0);
   EXPECT_EQ(au::DaySerial(1900, 1, 1), 2.0);
   EXPECT_EQ(au::DaySerial(2002, 3, 14), kPi2002);
-  EXPECT_EQ(au::DaySerial(100, 1, 1), au::kMinDateSerial);
-  EXPECT_EQ(au::DaySerial(9999, 12, 31), std::floor(au::kMaxDateSerial));
+  EXPECT_EQ(au::DaySerial(100, 1, 1), au::kFirstDateDay);
+  EXPECT_EQ(au::DaySerial(9999, 12, 31), au::kLastDateDay);
+}
+
+TEST(DateSerials, EveryMomentOfFirstAndLastDayIsInRange) {
+  EXPECT_TRUE(au::InDateRange(au::kFirstDateDay));
+  EXPECT_TRUE(au::InDateRange(kNoon1_1_100));
+  EXPECT_TRUE(au::InDateRange(kLastSecond1_1_100));
+  EXPECT_TRUE(au::InDateRange(-657434.999999999));
+  EXPECT_TRUE(au::InDateRange(au::kLastDateDay));
+  EXPECT_TRUE(au::InDateRange(kLastSecond12_31_9999));
+  EXPECT_FALSE(au::InDateRange(kMidnight12_31_99));
+  EXPECT_FALSE(au::InDateRange(kLastSecond12_31_99));
+  EXPECT_FALSE(au::InDateRange(kMidnight1_1_10000));
+  EXPECT_FALSE(au::InDateRange(NAN));
 }
 
 TEST(DateSerials, Year1900IsNoLeapYear) {
@@ -152,7 +171,7 @@ TEST(DateSerialFunction, TwoDigitYearsBelowThirtyAreThisCentury) {
 TEST(DateSerialFunction, TwoDigitYearsFromThirtyAreLastCentury) {
   EXPECT_EQ(au::DateSerial(30, 1, 1), au::DaySerial(1930, 1, 1));
   EXPECT_EQ(au::DateSerial(99, 12, 31), au::DaySerial(1999, 12, 31));
-  EXPECT_EQ(au::DateSerial(100, 1, 1), au::kMinDateSerial);  // three digits are taken as given
+  EXPECT_EQ(au::DateSerial(100, 1, 1), au::kFirstDateDay);  // three digits are taken as given
 }
 
 TEST(DateSerialFunction, MonthsAndDaysRollOver) {
@@ -167,12 +186,12 @@ TEST(DateSerialFunction, MonthsAndDaysRollOver) {
 }
 
 TEST(DateSerialFunction, OutsideValidRangeRaisesInvalidProcedureCall) {
-  EXPECT_EQ(RaisedNumber([] { au::DateSerial(10000, 1, 1); }), 5);
-  EXPECT_EQ(RaisedNumber([] { au::DateSerial(100, 1, 0); }), 5);
-  EXPECT_EQ(RaisedNumber([] { au::DateSerial(-1, 1, 1); }), 5);
-  EXPECT_EQ(RaisedNumber([] { au::DateSerial(9999, 12, 32); }), 5);
-  EXPECT_EQ(RaisedNumber([] { au::DateSerial(2147483647, 2147483647, 2147483647); }), 5);
-  EXPECT_EQ(au::DateSerial(9999, 12, 31), std::floor(au::kMaxDateSerial));
+  EXPECT_EQ(ErrorOf([] { au::DateSerial(10000, 1, 1); }), 5);
+  EXPECT_EQ(ErrorOf([] { au::DateSerial(100, 1, 0); }), 5);
+  EXPECT_EQ(ErrorOf([] { au::DateSerial(-1, 1, 1); }), 5);
+  EXPECT_EQ(ErrorOf([] { au::DateSerial(9999, 12, 32); }), 5);
+  EXPECT_EQ(ErrorOf([] { au::DateSerial(2147483647, 2147483647, 2147483647); }), 5);
+  EXPECT_EQ(au::DateSerial(9999, 12, 31), au::kLastDateDay);
 }
 
 TEST(TimeSerialFunction, BuildsTheTimeOfDay) {
@@ -186,6 +205,19 @@ TEST(TimeSerialFunction, PartsRollOver) {
   EXPECT_EQ(Text(au::TimeSerial(12 - 6, -15, 0)), "5:45:00 AM");
   EXPECT_EQ(Text(au::TimeSerial(0, 90, 75)), "1:31:15 AM");
   EXPECT_EQ(Text(au::TimeSerial(25, 0, 0)), "12/31/1899 1:00:00 AM");
+}
+
+TEST(TimeSerialFunction, MomentsOutsideTheCalendarOverflow) {
+  // 657434 days of hours before day zero is 1/1/100 midnight; a second earlier is 12/31/99.
+  constexpr int kHoursTo1_1_100 = -657434 * 24;
+  EXPECT_EQ(au::TimeSerial(kHoursTo1_1_100, 0, 0), au::kFirstDateDay);
+  EXPECT_EQ(Text(au::TimeSerial(kHoursTo1_1_100 + 12, 0, 0)), "1/1/100 12:00:00 PM");
+  EXPECT_EQ(Text(au::TimeSerial(kHoursTo1_1_100 + 23, 59, 59)), "1/1/100 11:59:59 PM");
+  EXPECT_EQ(ErrorOf([] { au::TimeSerial(kHoursTo1_1_100, 0, -1); }), 6);
+  EXPECT_EQ(ErrorOf([] { au::TimeSerial(kHoursTo1_1_100 - 12, 0, 0); }), 6);
+  constexpr int kHoursTo12_31_9999 = 2958465 * 24;
+  EXPECT_EQ(Text(au::TimeSerial(kHoursTo12_31_9999 + 23, 59, 59)), "12/31/9999 11:59:59 PM");
+  EXPECT_EQ(ErrorOf([] { au::TimeSerial(kHoursTo12_31_9999 + 24, 0, 0); }), 6);
 }
 
 TEST(TimeSerialFunction, NegativeTimeIsBeforeThirtiethDecember) {
@@ -222,18 +254,30 @@ TEST(DateValueFunction, NumbersAreSerials) {
 }
 
 TEST(DateValueFunction, BadTextRaisesTypeMismatch) {
-  EXPECT_EQ(RaisedNumber([] { au::DateValue(au::Value::String(u"abc")); }), 13);
-  EXPECT_EQ(RaisedNumber([] { au::DateValue(au::Value::String(u"")); }), 13);
+  EXPECT_EQ(ErrorOf([] { au::DateValue(au::Value::String(u"abc")); }), 13);
+  EXPECT_EQ(ErrorOf([] { au::DateValue(au::Value::String(u"")); }), 13);
 }
 
 TEST(DateValueFunction, NullRaisesInvalidUseOfNull) {
-  EXPECT_EQ(RaisedNumber([] { au::DateValue(au::Value::Null()); }), 94);
-  EXPECT_EQ(RaisedNumber([] { au::TimeValue(au::Value::Null()); }), 94);
+  EXPECT_EQ(ErrorOf([] { au::DateValue(au::Value::Null()); }), 94);
+  EXPECT_EQ(ErrorOf([] { au::TimeValue(au::Value::Null()); }), 94);
 }
 
 TEST(DateValueFunction, NumberOutsideDateRangeOverflows) {
-  EXPECT_EQ(RaisedNumber([] { au::DateValue(au::Value::Double(1e10)); }), 6);
-  EXPECT_EQ(RaisedNumber([] { au::TimeValue(au::Value::Double(-1e10)); }), 6);
+  EXPECT_EQ(ErrorOf([] { au::DateValue(au::Value::Double(1e10)); }), 6);
+  EXPECT_EQ(ErrorOf([] { au::TimeValue(au::Value::Double(-1e10)); }), 6);
+}
+
+TEST(DateValueFunction, EveryMomentOfFirstAndLastDayIsADate) {
+  EXPECT_EQ(au::DateValue(au::Value::Double(kNoon1_1_100)), au::kFirstDateDay);
+  EXPECT_EQ(au::DateValue(au::Value::Double(kLastSecond1_1_100)), au::kFirstDateDay);
+  EXPECT_EQ(au::TimeValue(au::Value::Double(kLastSecond1_1_100)), 86399.0 / 86400);
+  EXPECT_EQ(au::DateValue(au::Value::Date(kLastSecond12_31_9999)), au::kLastDateDay);
+  EXPECT_EQ(au::TimeValue(au::Value::Date(kLastSecond12_31_9999)), 86399.0 / 86400);
+  for (double outside : {kMidnight12_31_99, kLastSecond12_31_99, kMidnight1_1_10000}) {
+    EXPECT_EQ(ErrorOf([outside] { au::DateValue(au::Value::Double(outside)); }), 6);
+    EXPECT_EQ(ErrorOf([outside] { au::TimeValue(au::Value::Date(outside)); }), 6);
+  }
 }
 
 TEST(TimeValueFunction, TakesTimePartOfText) {
@@ -318,8 +362,8 @@ TEST(ParseDateText, YearIsItsValueNotItsDigitCount) {
 
 TEST(ParseDateText, YearsOutsideOneHundredToNineThousandNineHundredNinetyNineAreRejected) {
   EXPECT_TRUE(Rejected(u"3/14/10000"));
-  EXPECT_EQ(Parsed(u"12/31/9999"), std::floor(au::kMaxDateSerial));
-  EXPECT_EQ(Parsed(u"1/1/100"), au::kMinDateSerial);
+  EXPECT_EQ(Parsed(u"12/31/9999"), au::kLastDateDay);
+  EXPECT_EQ(Parsed(u"1/1/100"), au::kFirstDateDay);
   EXPECT_TRUE(Rejected(u"99999999999/1/2"));
 }
 
@@ -329,6 +373,27 @@ TEST(ParseDateText, MonthAndDayAloneTakeTheCurrentYear) {
   EXPECT_EQ(Parsed(u"14/3"), au::DaySerial(2011, 3, 14));
   EXPECT_EQ(Parsed(u"March 14"), au::DaySerial(2011, 3, 14));
   EXPECT_EQ(Parsed(u"14 Mar"), au::DaySerial(2011, 3, 14));
+}
+
+TEST(ParseDateText, ClockOutsideTheCalendarGivesWayToTheSystemClock) {
+  {
+    FixedClock clock(kLastSecond1_1_100);
+    EXPECT_EQ(Parsed(u"3/14"), au::DaySerial(100, 3, 14));
+  }
+  {
+    // A "now" on 12/31/99 is no date: the year comes from the system clock instead (a year 99
+    // would reject the text).
+    FixedClock clock(kLastSecond12_31_99);
+    EXPECT_GT(au::SplitDate(Parsed(u"3/14")).year, 2020);
+  }
+}
+
+TEST(ParseDateText, FailingClockGivesWayToTheSystemClock) {
+  au::SetClock([]() -> double { throw std::runtime_error("no clock"); });
+  const std::optional<double> d = ParseDate(u"3/14");
+  au::SetClock(nullptr);
+  ASSERT_TRUE(d.has_value());
+  EXPECT_GT(au::SplitDate(*d).year, 2020);
 }
 
 TEST(ParseDateText, TwentyNinthFebruaryAloneDependsOnCurrentYear) {
@@ -489,7 +554,7 @@ TEST(ParseDateText, SerialIsDayPlusHoursMinutesSecondsAddedInTurn) {
 
 TEST(ParseDateText, TimeBeforeEighteenNinetyNineCountsForward) {
   EXPECT_EQ(Parsed(u"12/29/1899 6:00 AM"), -1.25);
-  EXPECT_EQ(Parsed(u"1/1/100 6:00"), au::kMinDateSerial - 0.25);
+  EXPECT_EQ(Parsed(u"1/1/100 6:00"), au::kFirstDateDay - 0.25);
 }
 
 TEST(ParseDateText, TimeInsideTheDateIsRejected) {
@@ -540,6 +605,27 @@ TEST(ParseDateText, BlanksAroundAreIgnored) {
   EXPECT_EQ(Parsed(u"  3/14/2002  "), kPi2002);
   EXPECT_EQ(Parsed(u"\t3/14/2002\u00A0"), kPi2002);
   EXPECT_EQ(Parsed(u"\u30003/14/2002"), kPi2002);
+}
+
+TEST(ParseDateText, BlanksAreTheNumberParsersBlanks) {
+  // Both parsers step over the Unicode white space and nothing else (the platform's parsers
+  // agree); printable ASCII other than the space has meanings of its own and is left out.
+  const std::u16string blanks =
+      u"\t\n\v\f\r \u0085\u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008"
+      u"\u2009\u200A\u2028\u2029\u202F\u205F\u3000";
+  int found = 0;
+  for (char32_t code = 1; code <= 0xFFFF; ++code) {
+    if ((code > 0x20 && code < 0x7F) || (code >= 0xD800 && code <= 0xDFFF)) continue;
+    const auto c = static_cast<char16_t>(code);
+    const bool blank = blanks.find(c) != std::u16string::npos;
+    found += blank ? 1 : 0;
+    EXPECT_EQ(au::IsBlank(c), blank) << static_cast<int>(code);
+    EXPECT_EQ(ParseDate(c + std::u16string(u"3/14/2002") + c + u"9:30" + c).has_value(), blank)
+        << static_cast<int>(code);
+    EXPECT_EQ(au::ParseNumber(c + std::u16string(u"12") + c).has_value(), blank)
+        << static_cast<int>(code);
+  }
+  EXPECT_EQ(found, 25);
 }
 
 TEST(ParseDateText, LeadingCommaIsABlank) {
@@ -597,8 +683,8 @@ TEST(ParseDateText, AnyUtf16IsSafe) {
 
 TEST(ParseDateText, TextToDateRaisesTypeMismatch) {
   EXPECT_EQ(au::TextToDate(u"3/14/2002"), kPi2002);
-  EXPECT_EQ(RaisedNumber([] { au::TextToDate(u"abc"); }), 13);
-  EXPECT_EQ(RaisedNumber([] { au::TextToDate(u"1"); }), 13);
+  EXPECT_EQ(ErrorOf([] { au::TextToDate(u"abc"); }), 13);
+  EXPECT_EQ(ErrorOf([] { au::TextToDate(u"1"); }), 13);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -632,7 +718,7 @@ TEST(DateText, NegativeSerialTimeCountsForward) {
 }
 
 TEST(DateText, YearWithoutLeadingZeros) {
-  EXPECT_EQ(Text(au::kMinDateSerial), "1/1/100");
+  EXPECT_EQ(Text(au::kFirstDateDay), "1/1/100");
   EXPECT_EQ(Text(au::DaySerial(999, 7, 4)), "7/4/999");
 }
 
@@ -651,17 +737,20 @@ TEST(DateText, RoundsToNearestSecond) {
 }
 
 TEST(DateText, EdgesOfValidRange) {
-  EXPECT_EQ(Text(std::floor(au::kMaxDateSerial)), "12/31/9999");
+  EXPECT_EQ(Text(au::kLastDateDay), "12/31/9999");
+  EXPECT_EQ(Text(kLastSecond12_31_9999), "12/31/9999 11:59:59 PM");
+  EXPECT_EQ(Text(kLastSecond1_1_100), "1/1/100 11:59:59 PM");
   EXPECT_EQ(Text(2958465.99999), "12/31/9999 11:59:59 PM");
   EXPECT_EQ(Text(2958465.99999999), "1/1/10000 12:00:00 AM");
   EXPECT_EQ(Text(-657434.5), "1/1/100 12:00:00 PM");
 }
 
 TEST(DateText, OutsideValidRangeRaisesInvalidProcedureCall) {
-  EXPECT_EQ(RaisedNumber([] { DateToText(2958466); }), 5);
-  EXPECT_EQ(RaisedNumber([] { DateToText(-657435); }), 5);
-  EXPECT_EQ(RaisedNumber([] { DateToText(1e300); }), 5);
-  EXPECT_EQ(RaisedNumber([] { DateToText(INFINITY); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateToText(2958466); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateToText(-657435); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateToText(kLastSecond12_31_99); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateToText(1e300); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateToText(INFINITY); }), 5);
 }
 
 TEST(DateText, NotANumberIsTheZeroDateWithTime) {
@@ -689,5 +778,5 @@ TEST(Clock, EmptyClockRestoresSystemTime) {
   const double now = au::Now();
   // The system clock is somewhere after 2020 and before the end of the valid range.
   EXPECT_GT(now, au::DaySerial(2020, 1, 1));
-  EXPECT_LT(now, au::kMaxDateSerial);
+  EXPECT_TRUE(au::InDateRange(now));
 }

@@ -12,6 +12,7 @@
 #include "automation/error.h"
 #include "automation/text.h"
 #include "automation/value.h"
+#include "test_support.h"
 
 namespace au = qorvintr::automation;
 
@@ -29,13 +30,11 @@ au::Value D(double d) { return au::Value::Double(d); }
 au::Value Dt(double serial) { return au::Value::Date(serial); }
 au::Value S(std::u16string_view s) { return au::Value::String(s); }
 
-int ErrorOf(const au::Value& v, std::u16string_view picture, int first_day = 1, int first_week = 1) {
-  try {
-    au::Format(v, picture, first_day, first_week);
-  } catch (const au::AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
+// The platform error number Format raises for the value and picture, or 0.
+int FormatError(const au::Value& v, std::u16string_view picture, int first_day = 1,
+                int first_week = 1) {
+  return qorvintr::testing_support::ErrorOf(
+      [&] { au::Format(v, picture, first_day, first_week); });
 }
 
 class Field : public au::Object {
@@ -102,7 +101,7 @@ TEST(FormatNumber, EmptySectionsStandForTheFirst) {
 }
 
 TEST(FormatNumber, MoreThanFourSectionsIsInvalid) {
-  EXPECT_EQ(ErrorOf(D(5), u"0;1;2;3;4"), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(D(5), u"0;1;2;3;4"), au::err::InvalidProcedureCall);
 }
 
 TEST(FormatNumber, ExtraIntegerDigitsGoToTheFirstPlaceholder) {
@@ -271,8 +270,8 @@ TEST(FormatNumber, DateUnderNumericPictureKeepsItsDateText) {
 }
 
 TEST(FormatNumber, BooleanOrEmptyWithLiteralOnlyPictureIsInvalid) {
-  EXPECT_EQ(ErrorOf(au::Value::Boolean(true), u"x"), au::err::InvalidProcedureCall);
-  EXPECT_EQ(ErrorOf(au::Value(), u"x;y"), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(au::Value::Boolean(true), u"x"), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(au::Value(), u"x;y"), au::err::InvalidProcedureCall);
 }
 
 TEST(FormatKind, FirstDecidingTokenChoosesTheKindOfPicture) {
@@ -318,7 +317,7 @@ TEST(FormatDate, MonthQuarterYearTokens) {
   EXPECT_EQ(F(v, u"yy"), "02");
   EXPECT_EQ(F(v, u"yyy"), "0273");
   EXPECT_EQ(F(v, u"yyyy"), "2002");
-  EXPECT_EQ(ErrorOf(v, u"yyyyy"), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(v, u"yyyyy"), au::err::InvalidProcedureCall);
 }
 
 TEST(FormatDate, TimeTokens) {
@@ -407,6 +406,35 @@ TEST(FormatDate, EarlyYearsAreNotPadded) {
   EXPECT_EQ(F(Dt(-657434.0), u"ddddd"), "1/1/100");
 }
 
+TEST(FormatDate, EveryMomentOfFirstJanuary100IsADate) {
+  // A negative serial's fraction counts forward: -657434.5 is 1/1/100 12:00 PM.
+  EXPECT_EQ(F(Dt(-657434.5), u"mm/dd/yyyy hh:nn"), "01/01/100 12:00");
+  EXPECT_EQ(F(Dt(-657434.99998843), u"mm/dd/yyyy hh:nn:ss"), "01/01/100 23:59:59");
+  EXPECT_EQ(F(D(-657434.5), u"mm/dd/yyyy hh:nn"), "01/01/100 12:00");
+  EXPECT_EQ(F(S(u"1/1/100 12:00 PM"), u"mm/dd/yyyy hh:nn"), "01/01/100 12:00");
+  EXPECT_EQ(F(S(u"-657434.5"), u"mm/dd/yyyy hh:nn"), "01/01/100 12:00");
+  EXPECT_EQ(F(Dt(-657434.5), u"Long Date"), "Friday, January 1, 100");
+  EXPECT_EQ(F(Dt(-657434.5), u"Short Date"), "1/1/100");
+  EXPECT_EQ(F(Dt(-657434.5), u"Long Time"), "12:00:00 PM");
+  EXPECT_EQ(F(Dt(-657434.5), u"Short Time"), "12:00");
+  EXPECT_EQ(F(Dt(-657434.5), u"w ww q y"), "6 1 1 1");
+}
+
+TEST(FormatDate, MomentsOutsideTheCalendarAreNoDates) {
+  // 12/31/99 11:59:59 PM and 1/1/10000: a date raises 5 as its text does, a number stays a number.
+  EXPECT_EQ(FormatError(Dt(-657435.99998843), u"mm/dd/yyyy hh:nn:ss"), 5);
+  EXPECT_EQ(FormatError(Dt(-657435.0), u"Long Date"), 5);
+  EXPECT_EQ(FormatError(Dt(2958466.0), u"mm/dd/yyyy"), 5);
+  EXPECT_EQ(F(D(-657435.99998843), u"mm/dd/yyyy"), "-657435.99998843");
+  EXPECT_EQ(F(D(2958466), u"mm/dd/yyyy"), "2958466");
+  EXPECT_EQ(F(S(u"-657435"), u"mm/dd/yyyy"), "-657435");
+}
+
+TEST(FormatDate, EveryMomentOfThirtyFirstDecember9999IsADate) {
+  EXPECT_EQ(F(Dt(2958465.99998843), u"mm/dd/yyyy hh:nn:ss"), "12/31/9999 23:59:59");
+  EXPECT_EQ(F(D(2958465.99998843), u"Long Date"), "Friday, December 31, 9999");
+}
+
 TEST(FormatDate, NumbersAndTextsBecomeDates) {
   EXPECT_EQ(F(D(37329), u"yyyymmdd"), "20020314");
   EXPECT_EQ(F(au::Value::Boolean(true), u"yyyy-mm-dd"), "1899-12-29");
@@ -443,9 +471,9 @@ TEST(FormatDate, WeekOfYearFollowsTheFirstWeekRule) {
 }
 
 TEST(FormatDate, OutOfRangeWeekArgumentsAreInvalid) {
-  EXPECT_EQ(ErrorOf(Dt(kMarch14), u"ww", 8, 1), au::err::InvalidProcedureCall);
-  EXPECT_EQ(ErrorOf(Dt(kMarch14), u"ww", -1, 1), au::err::InvalidProcedureCall);
-  EXPECT_EQ(ErrorOf(Dt(kMarch14), u"ww", 1, 4), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(Dt(kMarch14), u"ww", 8, 1), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(Dt(kMarch14), u"ww", -1, 1), au::err::InvalidProcedureCall);
+  EXPECT_EQ(FormatError(Dt(kMarch14), u"ww", 1, 4), au::err::InvalidProcedureCall);
 }
 
 // ----- texts ----------------------------------------------------------------------------------
@@ -558,11 +586,11 @@ TEST(FormatPlain, EmptyPictureIsThePlainConversion) {
 TEST(FormatValue, ObjectFormatsItsDefaultMember) {
   auto field = std::make_shared<Field>(S(u"3/14/2002 17:45:10"));
   EXPECT_EQ(F(au::Value::Object(field), u"HhNnSs"), "174510");
-  EXPECT_EQ(ErrorOf(au::Value::Object(nullptr), u"0"), au::err::ObjectVariableNotSet);
+  EXPECT_EQ(FormatError(au::Value::Object(nullptr), u"0"), au::err::ObjectVariableNotSet);
 }
 
 TEST(FormatValue, ErrorValueIsATypeMismatch) {
-  EXPECT_EQ(ErrorOf(au::Value::Missing(), u"0"), au::err::TypeMismatch);
+  EXPECT_EQ(FormatError(au::Value::Missing(), u"0"), au::err::TypeMismatch);
 }
 
 TEST(FormatRobustness, LongPicturesAndLongTexts) {

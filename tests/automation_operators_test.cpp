@@ -10,6 +10,7 @@
 #include "automation/error.h"
 #include "automation/operators.h"
 #include "automation/value.h"
+#include "test_support.h"
 
 namespace au = qorvintr::automation;
 using au::Comparison;
@@ -18,15 +19,7 @@ using au::VarType;
 
 namespace {
 
-template <typename F>
-int ErrorOf(F&& f) {
-  try {
-    f();
-  } catch (const au::AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using qorvintr::testing_support::ErrorOf;
 
 Value I2(int n) { return Value::Integer(static_cast<std::int16_t>(n)); }
 Value I4(std::int32_t n) { return Value::Long(n); }
@@ -224,6 +217,23 @@ TEST(OperatorsDate, DateSumOutsideTheCalendarRaises6) {
   EXPECT_EQ(ErrorOf([] { au::Add(D(-657434), I2(-1)); }), 6);
   ExpectValue(au::Add(D(2958465), R8(0.999)), D(2958465.999));
   ExpectValue(au::Add(D(-657434), R8(-0.99)), D(-657434.99));
+}
+
+TEST(OperatorsDate, SumsCoverEveryMomentOfFirstAndLastDay) {
+  // 1/1/100 runs from -657434 down to just above -657435; 12/31/9999 up to just below 2958466.
+  ExpectValue(au::Add(D(-657434), R8(-0.5)), D(-657434.5));
+  ExpectValue(au::Add(D(-657434), R8(-0.99998843)), D(-657434.99998843));
+  ExpectValue(au::Add(D(2958465), R8(0.99998843)), D(2958465.99998843));
+  EXPECT_EQ(ErrorOf([] { au::Add(D(-657435.99998843), I2(0)); }), 6);
+  EXPECT_EQ(ErrorOf([] { au::Add(D(-657434.99998843), R8(-1)); }), 6);
+  EXPECT_EQ(ErrorOf([] { au::Add(D(2958465.99998843), R8(0.00001157)); }), 6);
+}
+
+TEST(OperatorsDate, NumbersTurnedIntoDatesCoverEveryMomentOfFirstAndLastDay) {
+  ExpectValue(au::Subtract(R8(-657434.99998843), D(0)), D(-657434.99998843));
+  ExpectValue(au::Subtract(D(0), R8(2958465.99998843)), D(-2958465.99998843));
+  EXPECT_EQ(ErrorOf([] { au::Subtract(R8(-657435.99998843), D(0)); }), 6);
+  EXPECT_EQ(ErrorOf([] { au::Subtract(D(0), R8(2958466)); }), 6);
 }
 
 TEST(OperatorsDate, DateDifferenceIsNotRangeChecked) {

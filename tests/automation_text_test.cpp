@@ -6,22 +6,14 @@
 
 #include "automation/error.h"
 #include "automation/text.h"
+#include "test_support.h"
 
 namespace au = qorvintr::automation;
 using au::CompareMode;
 
 namespace {
 
-// Runs f and answers the platform error number it raised (0 when none).
-template <typename F>
-int ErrorOf(F&& f) {
-  try {
-    f();
-  } catch (const au::AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using qorvintr::testing_support::ErrorOf;
 
 }  // namespace
 

@@ -3,31 +3,23 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "automation/error.h"
 #include "automation/value.h"
 #include "components/data_field.h"
+#include "test_support.h"
 
 namespace {
 
-using qorvintr::automation::AutomationError;
 using qorvintr::automation::Value;
 using qorvintr::components::DataFieldCollection;
 using qorvintr::components::FieldCollection;
 using qorvintr::components::MakeDataField;
 using qorvintr::contract::DataFieldRef;
 
-int ErrorOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using qorvintr::testing_support::ErrorOf;
 
 DataFieldRef Field(std::u16string name, std::int32_t n = 0) {
   return MakeDataField(std::move(name), Value::Long(n), u"Long");

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 
 #include "automation/error.h"
@@ -11,6 +10,7 @@
 #include "components/log_writer.h"
 #include "contract/data_field.h"
 #include "contract/log_writer.h"
+#include "test_support.h"
 
 namespace {
 
@@ -19,14 +19,7 @@ using qorvintr::automation::Object;
 using qorvintr::automation::ObjectRef;
 namespace contract = qorvintr::contract;
 
-int ErrorOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const AutomationError& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using qorvintr::testing_support::ErrorOf;
 
 class Creation : public ::testing::Test {
  protected:
