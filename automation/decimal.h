@@ -10,7 +10,7 @@ namespace qorvintr::automation {
 // Appends the decimal text of value ("-" for negatives, no blanks, no leading zeros).
 inline void AppendDecimal(std::u16string& text, std::int64_t value) {
   char digits[24];
-  const char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
   text.append(digits, end);
 }
 
