@@ -6,9 +6,10 @@
 #include "automation/operators.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
+#include "interpreter/limits.h"
 #include "interpreter/trap.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 using automation::Value;
 using automation::VarType;
@@ -83,9 +84,8 @@ void Unify(contract::DataField& left, contract::DataField& right, Value& lv, Val
   }
 }
 
-[[noreturn]] void RaiseFromEvaluator(std::int32_t code, std::u16string description) {
-  automation::Raise(automation::err::ObjectError(code), u"Interpreter.EvaluateExpression",
-                    std::move(description));
+[[noreturn]] void RaiseFromEvaluator(std::int32_t code, std::u16string_view description) {
+  RaiseObjectError(code, kEvaluatorSource, description);
 }
 
 // Applies the operator to the unified values. "&" on anything but two texts leaves the result
@@ -110,24 +110,24 @@ void Apply(std::u16string_view op, const Value& lv, const Value& rv, Value& resu
   } else if (op == u"*") {
     result = automation::Multiply(lv, rv);
   } else if (op == u"/") {
-    if (EqualsZero(rv)) RaiseFromEvaluator(11, u"Division by zero");
+    if (EqualsZero(rv)) RaiseFromEvaluator(kDivisionByZeroCode, u"Division by zero");
     result = automation::Divide(lv, rv);
   } else if (op == u"\\") {
-    if (EqualsZero(rv)) RaiseFromEvaluator(11, u"Division by zero");
+    if (EqualsZero(rv)) RaiseFromEvaluator(kDivisionByZeroCode, u"Division by zero");
     result = automation::IntegerDivide(lv, rv);
   } else if (op == u"&") {
     if (lv.IsString() && rv.IsString()) result = automation::Concatenate(lv, rv);
   } else {
-    RaiseFromEvaluator(5, u"Invalid procedure call or argument");
+    RaiseFromEvaluator(kInvalidCallCode, u"Invalid procedure call or argument");
   }
 }
 
 }  // namespace
 
-bool Interpreter::EvaluateExpression(std::int16_t& intInstance) {
+bool Interpreter::EvaluateExpression(std::int16_t level) {
   bool result = false;
   Trapped(u"EvaluateExpression", u"EvaluateExpression", false, [&] {
-    support::Stack& stack = InstanceStack(intInstance);
+    support::Stack& stack = InstanceStack(level);
     contract::DataFieldRef right;
     contract::DataFieldRef op;
     contract::DataFieldRef left;
@@ -167,7 +167,7 @@ bool Interpreter::EvaluateExpression(std::int16_t& intInstance) {
           Unify(Item(left), Item(right), lv, rv);
           Apply(op_text, lv, rv, value);
           result_name = CreateDataFieldFromVariant(value);
-          AddNameToHoldArray(result_name, intInstance);
+          AddNameToHoldArray(result_name, level);
         }
       }
       // Publish: the latest result of this call, or the right item when there is none yet.
@@ -183,4 +183,4 @@ bool Interpreter::EvaluateExpression(std::int16_t& intInstance) {
   return result;
 }
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

@@ -22,6 +22,9 @@
 
 namespace qorvintr::testing_support {
 
+using engine::Interpreter;
+using engine::InterpreterSeam;
+
 // A log object that keeps every entry it is given.
 class RecordingLog : public contract::LogWriter {
  public:

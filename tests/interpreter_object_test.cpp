@@ -154,7 +154,6 @@ TEST_F(InterpreterTest, InitWithLoggingOffWritesNoBanner) {
 TEST_F(InterpreterTest, OrlinaIniFilenameSetsThePublicFieldAndTheDebugLogSettingsFile) {
   std::u16string name = u"C:\\host\\orlina.ini";
   interpreter->SetOrlinaIniFilename(name);
-  EXPECT_EQ(interpreter->g_orlina_ini_filename, name);
   EXPECT_EQ(interpreter->OrlinaIniFilename(), name);
   EXPECT_EQ(support::modDebugLog::IniFileName(), name);
 }
