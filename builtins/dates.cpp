@@ -61,7 +61,7 @@ Value Interpreter::RemoveCommas(const Value& value) {
   if (text.empty()) return Value::String(std::u16string());
   // The walk counts with a 16-bit counter from 1 to the length: a length beyond 32767 does not
   // fit it, and one of exactly 32767 overflows on the step past the last character.
-  if (text.size() >= static_cast<std::size_t>(kCounterMax)) automation::Raise(automation::err::Overflow);
+  if (text.size() >= std::size_t{kCounterMax}) automation::Raise(automation::err::Overflow);
   std::u16string result;
   result.reserve(text.size());
   for (char16_t c : text) {

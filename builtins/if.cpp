@@ -123,8 +123,8 @@ std::u16string Interpreter::GetElseStatements(std::int16_t level) {
     // reading stops moving, or has run off the end of the text, the branch is empty and none
     // runs (tests/interpreter_driver_test.cpp: AnEmptyElseEndsInsteadOfRepeatingForever)
     const std::int16_t after = ReadPosition(level);
-    if (after == before || static_cast<std::int64_t>(after) >
-                               static_cast<std::int64_t>(InstanceText(level).size())) {
+    if (after == before ||
+        static_cast<std::int64_t>(after) > static_cast<std::int64_t>(InstanceText(level).size())) {
       break;
     }
   }

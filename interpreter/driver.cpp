@@ -27,10 +27,9 @@ contract::DataFieldRef MakeErrorField() {
 }
 
 // The driver's trap text: the usual one, then the script and the word.
-std::u16string DriverTrapText(const support::TrappedError& error,
-                              std::u16string_view expression, std::u16string_view word) {
-  std::u16string text =
-      support::ErrorTrapText(u"Interpreter", u"RealizeRegularExpression", error);
+std::u16string DriverTrapText(const support::TrappedError& error, std::u16string_view expression,
+                              std::u16string_view word) {
+  std::u16string text = support::ErrorTrapText(u"Interpreter", u"RealizeRegularExpression", error);
   // Kept: no blank after "Expression:" (tests/interpreter_driver_test.cpp:
   // ARightParenthesisWithoutALeftOneIsASyntaxError)
   text += u"\r\nExpression:";
@@ -56,9 +55,8 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
   // "Error" field. It never raises.
   auto on_error = [&](const support::TrappedError& error) {
     // A failing log must not keep the host from its answer.
-    support::IgnoreErrors([&] {
-      support::modDebugLog::WriteDebugLog(DriverTrapText(error, expression, word));
-    });
+    support::IgnoreErrors(
+        [&] { support::modDebugLog::WriteDebugLog(DriverTrapText(error, expression, word)); });
     // No field at all when even the "Error" field cannot be made.
     contract::DataFieldRef error_field;
     support::IgnoreErrors([&] { error_field = MakeErrorField(); });

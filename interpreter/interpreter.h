@@ -39,17 +39,13 @@ class Interpreter {
   std::u16string Major() const;
   std::u16string Minor() const;
   std::u16string Revision() const;
-  void SetObjError(contract::HostErrorRef error_object) {
-    error_object_ = std::move(error_object);
-  }
+  void SetObjError(contract::HostErrorRef error_object) { error_object_ = std::move(error_object); }
   contract::HostErrorRef objError() const { return error_object_; }
   // Stores the expression text of an open instance; an index outside the instance arrays is
   // the caller's error and raises 9 "Subscript out of range" (this member has no error trap).
   // The index is by reference, as the dispatch interface passes it.
   void SetStrExpression(std::int16_t& index, std::u16string text);
-  void SetDataFields(contract::DataFieldsRef data_fields) {
-    data_fields_ = std::move(data_fields);
-  }
+  void SetDataFields(contract::DataFieldsRef data_fields) { data_fields_ = std::move(data_fields); }
   contract::DataFieldsRef DataFields() const { return data_fields_; }
   // Reads the debug log's settings, writes the version banner, and keeps the collection, the
   // error object and the two names for the reports. False when that failed.
@@ -79,8 +75,8 @@ class Interpreter {
   // point (kDrop) it ends there.
   // The titles are taken as given (mostly literals) and measured only when used: the traps run
   // around every character the lexer reads.
-  template <support::OnHandlerError kOnHandlerError = support::OnHandlerError::kRaise,
-            class Result, class Title, class Reported, class Body>
+  template <support::OnHandlerError kOnHandlerError = support::OnHandlerError::kRaise, class Result,
+            class Title, class Reported, class Body>
   Result Trapped(const Title& title, const Reported& reported, Result failure, Body&& body);
   void HandleError(std::u16string_view title, std::u16string_view reported,
                    const support::TrappedError& error);
@@ -172,8 +168,8 @@ class Interpreter {
   // The flags are the platform's Booleans (-1 True, 0 False).
   bool PerformGetHL7DateTimeFormatArguments(std::int16_t level, std::u16string& date,
                                             std::u16string& time, std::u16string& separator,
-                                            std::int16_t& include_time,
-                                            std::int16_t& include_zone, std::u16string& zone);
+                                            std::int16_t& include_time, std::int16_t& include_zone,
+                                            std::u16string& zone);
   // Its steps (no trap of their own), one argument each; false when the text ended there.
   void ReadHL7Date(std::int16_t level, std::u16string& date);
   bool ReadHL7Time(std::int16_t level, std::u16string& time);
@@ -181,9 +177,9 @@ class Interpreter {
   bool ReadHL7Flag(std::int16_t level, std::int16_t& flag);
   void ReadHL7Zone(std::int16_t level, std::u16string& zone);
   bool PerformReplace(std::int16_t level);
-  bool GetReplaceArguments(std::int16_t level, contract::DataFieldRef& source,
-                           std::u16string& find, std::u16string& replacement,
-                           std::int32_t& start, std::int32_t& count, std::int32_t& compare);
+  bool GetReplaceArguments(std::int16_t level, contract::DataFieldRef& source, std::u16string& find,
+                           std::u16string& replacement, std::int32_t& start, std::int32_t& count,
+                           std::int32_t& compare);
   std::int16_t PerformDateCompare(std::int16_t level);
   std::int16_t DateCompare(const automation::Value& first, const automation::Value& second);
   static automation::Value RemoveCommas(const automation::Value& text);
@@ -199,9 +195,7 @@ class Interpreter {
   contract::DataFieldRef MColField(std::u16string_view name) const;
   support::Stack& InstanceStack(std::int16_t level);
   // Asked for every character read: inline.
-  const std::u16string& InstanceText(std::int16_t level) const {
-    return expression_texts_(level);
-  }
+  const std::u16string& InstanceText(std::int16_t level) const { return expression_texts_(level); }
   std::int16_t& ReadPosition(std::int16_t level) { return read_positions_(level); }
 
   // ---- State, in the order of declaration -------------------------------------------------

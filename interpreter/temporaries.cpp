@@ -4,8 +4,8 @@
 #include <string>
 
 #include "automation/convert.h"
-#include "automation/decimal.h"
 #include "automation/datetime.h"
+#include "automation/decimal.h"
 #include "automation/text.h"
 #include "contract/creation.h"
 #include "interpreter/interpreter.h"
@@ -38,7 +38,8 @@ constexpr std::size_t kMostDigits = 5;
 // The number of a name that is the prefix and 1 to 5 digits worth at most 32767, or -1 for any
 // other name (which the general reading then takes, errors included).
 std::int32_t AutoNumber(std::u16string_view name) noexcept {
-  if (name.size() <= kAutoPrefix.size() || name.size() > kAutoPrefix.size() + kMostDigits) return -1;
+  if (name.size() <= kAutoPrefix.size()) return -1;
+  if (name.size() > kAutoPrefix.size() + kMostDigits) return -1;
   if (name.substr(0, kAutoPrefix.size()) != kAutoPrefix) return -1;
   std::int32_t n = 0;
   for (char16_t c : name.substr(kAutoPrefix.size())) {
@@ -218,8 +219,7 @@ bool Interpreter::RemoveAutoDataFieldNameFromList(std::u16string_view name) {
   });
 }
 
-std::u16string Interpreter::AddNameToHoldArray(const std::u16string& name,
-                                               std::int16_t level) {
+std::u16string Interpreter::AddNameToHoldArray(const std::u16string& name, std::int16_t level) {
   return Trapped(u"AddNameToHoldArray", u"AddNameToHoldArray", std::u16string{}, [&] {
     if (modTools::IsArrayEmpty(hold_array_)) {
       hold_array_.ReDim(0, level, 0, kFirstUpperBound);

@@ -36,12 +36,6 @@ class FuzzRegressions : public InterpreterTest {
     return f && f->Name() == u"Error" && f->DataType() == u"Boolean" &&
            f->Data().Type() == automation::VarType::Boolean && !f->Data().GetBoolean();
   }
-  bool LogHas(std::u16string_view text) const {
-    for (const auto& e : log->entries) {
-      if (e.find(text) != std::u16string::npos) return true;
-    }
-    return false;
-  }
 };
 
 // A failed built-in pushes nothing; the reduction before "=" then pushes the empty reference,
@@ -81,7 +75,7 @@ TEST_F(FuzzRegressions, TheCharacterFFFFInALiteralIsKept) {
 
 TEST_F(FuzzRegressions, TheCharacterFFFFAloneIsASyntaxError) {
   EXPECT_TRUE(IsError(Run(u"\uFFFF")));
-  EXPECT_TRUE(LogHas(u"Syntax error\r\nExpression:\uFFFF\r\nWord: \uFFFF"));
+  EXPECT_TRUE(LogHas(log->entries, u"Syntax error\r\nExpression:\uFFFF\r\nWord: \uFFFF"));
 }
 
 TEST_F(FuzzRegressions, TheCharacterFFFFAfterANumberIsASyntaxError) {
@@ -98,7 +92,7 @@ TEST_F(FuzzRegressions, AnUnknownFunctionWordAloneAnswersNoFieldAndIsReported) {
 TEST_F(FuzzRegressions, AFailedDateCatAnswersNoFieldAndOnlyLogs) {
   EXPECT_EQ(Run(u"DateCat"), nullptr);
   EXPECT_TRUE(errors->Calls().empty());
-  EXPECT_TRUE(LogHas(u"Interpreter - PerformDateCat - Error Trap"));
+  EXPECT_TRUE(LogHas(log->entries, u"Interpreter - PerformDateCat - Error Trap"));
 }
 
 TEST_F(FuzzRegressions, TheEndOfTextCharacterAloneAnswersNoField) {

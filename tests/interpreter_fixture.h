@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "automation/convert.h"
 #include "automation/datetime.h"
 #include "automation/text.h"
 #include "components/data_field.h"
@@ -19,6 +20,7 @@
 #include "interpreter_seam.h"
 #include "support/debug_log.h"
 #include "support_temp_folder.h"
+#include "test_support.h"
 
 namespace qorvintr::testing_support {
 
@@ -104,6 +106,33 @@ class InterpreterTest : public ::testing::Test {
   std::unique_ptr<Interpreter> interpreter;
   std::shared_ptr<components::DataFieldCollection> fields;
   std::shared_ptr<components::ErrorRecorder> errors;
+};
+
+// Whole scripts through RealizeRegularExpression.
+class ScriptTest : public InterpreterTest {
+ protected:
+  // Runs a script and checks what every run must leave behind: the instance counter back where
+  // it was and no temporary left in the host's collection.
+  contract::DataFieldRef Run(std::u16string script) {
+    const std::int16_t counter = seam().InstanceCounter();
+    const std::int32_t count = fields->Count();
+    contract::DataFieldRef result = interpreter->RealizeRegularExpression(script);
+    EXPECT_EQ(seam().InstanceCounter(), counter);
+    EXPECT_EQ(fields->Count(), count);
+    return result;
+  }
+  // The result as the command prints it: name, type and the data as text.
+  static std::u16string Line(const contract::DataFieldRef& f) {
+    if (!f) return u"Nothing";
+    automation::Value data = f->Data();
+    std::u16string text = data.IsNull() ? u"Null" : automation::CStr(data);
+    return f->Name().substr(0, 6) + u"|" + f->DataType() + u"|" + text;
+  }
+  // The field a failed script answers: "Error", a Boolean False.
+  static bool IsError(const contract::DataFieldRef& f) {
+    return f && f->Name() == u"Error" && f->DataType() == u"Boolean" &&
+           f->Data().Type() == automation::VarType::Boolean && !f->Data().GetBoolean();
+  }
 };
 
 }  // namespace qorvintr::testing_support

@@ -153,9 +153,7 @@ TEST_F(Lexer, ReadPositionLimitRaisesSubscriptOutOfRangeIntoGetNextCharsTrap) {
   s.ReadPosition(n) = 32767;
   EXPECT_EQ(s.GetNextChar(n), InterpreterSeam::kNoChar);
   EXPECT_EQ(s.ReadPosition(n), 32767);
-  ASSERT_EQ(errors->Calls().size(), 1u);
-  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: -2147220983 - Subscript out of range");
-  EXPECT_EQ(errors->Calls()[0][10].GetString(), u"GetNextChar");
+  ExpectOneReport(*errors, u"GetNextChar", u"Error: -2147220983 - Subscript out of range");
 }
 
 TEST_F(Lexer, TextBeyond32766CharactersCannotBeRead) {

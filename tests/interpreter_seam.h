@@ -90,6 +90,10 @@ class InterpreterSeam {
   std::u16string AddNameToHoldArray(const std::u16string& s, std::int16_t level) {
     return i_.AddNameToHoldArray(s, level);
   }
+  void PushHeld(std::u16string& name, std::int16_t level) { i_.PushHeld(name, level); }
+  void PushHeldChecked(std::u16string& name, std::int16_t level) {
+    i_.PushHeldChecked(name, level);
+  }
   // Built-in functions
   automation::Value PerformFunction(std::u16string_view w, std::int16_t n) {
     return i_.PerformFunction(w, n);
