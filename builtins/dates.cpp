@@ -61,6 +61,7 @@ Value Interpreter::RemoveCommas(const Value& value) {
   if (text.empty()) return Value::String(std::u16string());
   // The walk counts with a 16-bit counter from 1 to the length: a length beyond 32767 does not
   // fit it, and one of exactly 32767 overflows on the step past the last character.
+  // Kept: 32767 characters and more overflow (tests/builtins_dates_test.cpp: DateBuiltins.RemoveCommasCountsWithSixteenBits)
   if (text.size() >= std::size_t{kCounterMax}) automation::Raise(automation::err::Overflow);
   std::u16string result;
   result.reserve(text.size());
@@ -110,6 +111,7 @@ std::int16_t Interpreter::DateCompare(const Value& first, const Value& second) {
   return Trapped(u"DateCompare", kNoReport, std::int16_t{0}, [&]() -> std::int16_t {
     // Conversions that fail leave their date at zero (30 December 1899, midnight); the first
     // trace is written under the same indulgence.
+    // Kept: a value that is no date compares as day 0 (tests/builtins_dates_test.cpp: DateBuiltins.AFirstArgumentThatIsNeitherADateNorAFieldComparesAsDay0)
     double first_date = 0;
     double second_date = 0;
     first_date = DateOrZero(first);
@@ -142,8 +144,7 @@ std::int16_t Interpreter::DateCompare(const Value& first, const Value& second) {
         modDebugLog::WriteDebugLog(trace);
       }
     };
-    // Kept: two blanks before "(After Conversion)" (tests/builtins_dates_test.cpp:
-    // AFieldNameIsConvertedThroughTheFieldAndTraced)
+    // Kept: two blanks before "(After Conversion)" (tests/builtins_dates_test.cpp: DateBuiltins.TraceAfterConversionHasTwoBlanksBeforeTheParenthesis)
     from_field(first, first_date, u"dte1  (After Conversion): ");
     from_field(second, second_date, u"dte2  (After Conversion): ");
 
@@ -172,6 +173,7 @@ std::int16_t Interpreter::DateCompare(const Value& first, const Value& second) {
 bool Interpreter::PerformDateCat(std::int16_t level) {
   return Trapped(u"PerformDateCat", kNoReport, false, [&] {
     // No literal is accepted: a word that is not empty must name a field, or the lookup fails.
+    // Kept: DateCat takes no literal (tests/builtins_dates_test.cpp: DateBuiltins.DateCatAcceptsNoLiteralAndNoWordWithItsComma)
     std::u16string word = GetNextWord(level);
     std::u16string text =
         word.empty() ? std::u16string(u"01/01/1900")

@@ -21,21 +21,18 @@ Value Interpreter::PerformFunction(std::u16string_view function, std::int16_t le
     if (name == u"DATECOMPARE") {
       const std::int16_t c = PerformDateCompare(level);
       if (c >= -1 && c <= 1) {
-        // Kept: the comparison's value becomes a "Date" temporary made from its text
-        // (tests/interpreter_driver_test.cpp:
-        // DateCompareGivingZeroLeavesADateTemporaryMadeFromTheTextZero)
+        // Kept: the comparison's value becomes a "Date" temporary made from its text (tests/interpreter_driver_test.cpp: Scripts.DateCompareGivingZeroLeavesADateTemporaryMadeFromTheTextZero)
         std::u16string text = c < 0 ? u"-1" : (c == 0 ? u"0" : u"1");
         std::u16string field = CreateDateDataField(text);
-        // Kept: a refused temporary raises "Object required" under the driver's name, not this
-        // procedure's (tests/builtins_dates_test.cpp:
-        // ARefusedDateCompareTemporaryIsObjectRequiredUnderTheDriversName)
+        // The error carries the driver's name as its source, not this procedure's.
+        // Kept: a refused temporary is "Object required" (tests/interpreter_driver_test.cpp: Scripts.ARefusedDateCompareTemporaryIsObjectRequiredInPerformFunctionsTrap)
         if (field.empty()) RaiseObjectRequired();
         PushHeld(field, level);
       }
       return Value::Integer(c);
     }
-    // Kept: an unknown name ends in an overflow; the words prepared for a better error are never
-    // raised (tests/interpreter_driver_test.cpp: AnUnknownFunctionWordOverflowsInPerformFunction)
+    // The words prepared for a better error are never raised.
+    // Kept: an unknown name ends in an overflow (tests/interpreter_driver_test.cpp: Scripts.AnUnknownFunctionWordOverflowsInPerformFunction)
     automation::Raise(automation::err::Overflow);
   });
 }

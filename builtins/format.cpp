@@ -54,6 +54,7 @@ bool IsNumberText(std::u16string_view text) noexcept {
 }
 
 // A flag literal: only these two spellings.
+// Kept: the flag literals are case-sensitive (tests/builtins_format_test.cpp: FormatBuiltins.HL7FlagWrittenInLowerCaseRaises450WithAFullStop)
 std::int16_t FlagFromWord(std::u16string_view word) {
   if (word == u"True") return -1;
   if (word == u"False") return 0;
@@ -100,6 +101,7 @@ bool Interpreter::ReadHL7Time(std::int16_t level, std::u16string& time) {
     Value data = HostField(word)->Data();
     if (automation::IsDate(data)) time = automation::CStr(data);
   } else {
+    // Kept: a lone comma as the time is stripped to nothing and refused (tests/builtins_format_test.cpp: FormatBuiltins.HL7LoneCommaAsTimeIsStrippedToNothingAndRaises450)
     if (!IsDateText(word) && word != u"0") RaiseWrongArguments(kWrongArgumentsHL7);
     time = std::move(word);
   }
@@ -113,8 +115,10 @@ bool Interpreter::ReadHL7Separator(std::int16_t level, std::u16string& separator
   if (word == u"," || word.empty()) return true;
   if (IsDataField(word)) {
     contract::DataFieldRef field = HostField(word);
+    // Kept: a separator field of another type is passed over (tests/builtins_format_test.cpp: FormatBuiltins.HL7SeparatorGivenAsALongDataFieldIsIgnoredAndSlashIsUsed)
     if (field->DataType() == u"String") separator = automation::CStr(field->Data());
   } else {
+    // Kept: a literal separator is taken as written, quotes included (tests/builtins_format_test.cpp: FormatBuiltins.HL7LiteralSeparatorIsTakenAsWrittenQuotesIncluded)
     separator = std::move(word);
   }
   return true;
@@ -138,6 +142,7 @@ bool Interpreter::ReadHL7Flag(std::int16_t level, std::int16_t& flag) {
 
 // Zone: a sign is a word of its own for the lexer, so the number after it is joined on. No
 // final comma is removed here.
+// Kept: the zone keeps what follows it, a closing parenthesis too (tests/builtins_format_test.cpp: FormatBuiltins.HL7ZoneKeepsAClosingParenthesisAndIsThenNoNumber)
 void Interpreter::ReadHL7Zone(std::int16_t level, std::u16string& zone) {
   std::u16string word = GetNextWord(level);
   TrimBlanks(word);
@@ -166,6 +171,7 @@ bool Interpreter::PerformFormatHL7DateTime(std::int16_t level) {
     std::int16_t include_zone = 0;
     std::u16string zone;
     // The reader reports its own failure; what it had read by then is formatted all the same.
+    // Kept: FormatHL7DateTime formats what its failed reader left (tests/builtins_format_test.cpp: FormatBuiltins.HL7GoesOnAfterItsReaderFailedAndFormatsTheEmptyDateAsZeros)
     PerformGetHL7DateTimeFormatArguments(level, date, time, separator, include_time,
                                          include_zone, zone);
     // Every argument is passed, so the conversion's own defaults for left-out ones never apply:
@@ -183,7 +189,7 @@ bool Interpreter::GetFormatArguments(std::int16_t level, contract::DataFieldRef&
   return Trapped(u"GetFormatArguments", u"GetFormatArguments", false, [&] {
     std::u16string word = GetNextWord(level);
     StripFinalComma(word);
-    // The word after an opening parenthesis keeps its comma.
+    // Kept: the word after an opening parenthesis keeps its comma (tests/builtins_format_test.cpp: FormatBuiltins.FormatNameAfterAnOpeningParenthesisKeepsItsCommaAndIsNoField)
     if (word == u"(") word = GetNextWord(level);
     if (!IsDataField(word)) RaiseWrongArguments(kWrongArguments);
     field = HostField(word);
@@ -195,6 +201,7 @@ bool Interpreter::GetFormatArguments(std::int16_t level, contract::DataFieldRef&
     } else {
       picture = std::move(word);
     }
+    // Kept: a picture field's name that carries its parenthesis is the picture itself (tests/builtins_format_test.cpp: FormatBuiltins.FormatPictureFieldNameCarryingItsParenthesisIsTakenLiterally)
     if (!picture.empty() && picture.back() == u')') picture.pop_back();
     picture = StripStringDelimiters(picture);
     return true;
@@ -205,6 +212,7 @@ bool Interpreter::PerformFormat(std::int16_t level) {
   return Trapped(u"PerformFormat", u"PerformFormat", false, [&] {
     // A fresh field stands in until the reader hands over the named one; when the reader fails
     // first, the empty stand-in is what gets formatted.
+    // Kept: Format formats the empty stand-in its failed reader left (tests/builtins_format_test.cpp: FormatBuiltins.FormatGoesOnAfterItsReaderFailedAndFormatsTheEmptyStandIn)
     contract::DataFieldRef field = NewDataField();
     std::u16string picture;
     GetFormatArguments(level, field, picture);

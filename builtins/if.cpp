@@ -34,11 +34,11 @@ bool EqualsTrue(const Value& value) {
 
 }  // namespace
 
-// Each ELSEIF is an IF statement of its own, run by a nested PerformIf at the same level.
-// Departure: the nesting is kept as a list of waiting frames instead of nested calls, so that a
-// long ELSEIF chain cannot exhaust the thread's stack; each frame keeps its own error trap, and
-// an error raised by one frame's handler goes to the waiting frame's trap, as with nested calls
-// (tests/interpreter_driver_test.cpp: AnElseIfChainAsLongAsAScriptFitsAOneMegabyteStack)
+// Each ELSEIF is an IF statement of its own, run by a nested PerformIf at the same level. The
+// nesting is kept as a list of waiting frames instead of nested calls, so that a long ELSEIF
+// chain cannot exhaust the thread's stack; each frame keeps its own error trap, and an error
+// raised by one frame's handler goes to the waiting frame's trap, as with nested calls.
+// Departure: the ELSEIF chain as a loop of frames (tests/builtins_if_test.cpp: IfScripts.AnElseIfChainAsLongAsAScriptFitsAOneMegabyteStack, IfSteps.AnErrorRaisedByAnInnerFramesHandlerGoesToTheWaitingFramesTrap)
 bool Interpreter::PerformIf(std::int16_t level) {
   std::vector<Value> waiting;   // the value of each frame whose ELSEIF runs further in
   bool inner_result = false;    // what the frame just finished answered
@@ -92,6 +92,7 @@ bool Interpreter::RunIfBranches(std::int16_t level, Value& value) {
   // An ELSEIF gave back its IF, which now starts the condition.
   if (condition.size() >= 3 && condition.compare(0, 3, u"IF ") == 0) condition.erase(0, 3);
   value = Value::Object(RealizeRegularExpression(condition));
+  // Kept: a number other than a Boolean is true when it is not 0 (tests/builtins_if_test.cpp: IfScripts.ANumericConditionOfFiveIsTrueAndZeroFalse)
   if (automation::IsNumeric(value) && automation::TypeName(value) != u"Boolean") {
     value = automation::NotEqual(value, Value::Integer(0));
   }
@@ -119,9 +120,9 @@ std::u16string Interpreter::GetElseStatements(std::int16_t level) {
     const std::int16_t before = ReadPosition(level);
     branch = GetStatements(level, ended_at);
     if (!automation::TrimView(branch).empty()) break;
-    // Departure: an ELSE with no word would be collected again and again without end; once the
-    // reading stops moving, or has run off the end of the text, the branch is empty and none
-    // runs (tests/interpreter_driver_test.cpp: AnEmptyElseEndsInsteadOfRepeatingForever)
+    // An ELSE with no word would be collected again and again without end; once the reading
+    // stops moving, or has run off the end of the text, the branch is empty and none runs.
+    // Departure: an ELSE with no word stops (tests/builtins_if_test.cpp: IfScripts.AnEmptyElseEndsInsteadOfRepeatingForever)
     const std::int16_t after = ReadPosition(level);
     if (after == before ||
         static_cast<std::int64_t>(after) > static_cast<std::int64_t>(InstanceText(level).size())) {
@@ -161,6 +162,7 @@ std::u16string Interpreter::GetStatements(std::int16_t level, std::int16_t& ende
       std::u16string word = WithoutCarriageReturn(GetNextWord(level));
       const std::u16string upper = automation::UCase(automation::TrimView(word));
       if (upper == u"ELSE") {
+        // Kept: an ELSE that is the branch's first word is passed over (tests/builtins_if_test.cpp: IfSteps.GetStatementsPassesOverAnElseThatIsTheFirstWord)
         if (!first_word) {
           ended_at = kEndedAtElse;
           PutLastWord(level, word);
@@ -169,6 +171,7 @@ std::u16string Interpreter::GetStatements(std::int16_t level, std::int16_t& ende
       } else if (upper == u"ELSEIF") {
         // Giving back "IF" moves the reading back three characters, so that the IF at the end
         // of ELSEIF starts the next statement.
+        // Kept: ELSEIF gives back its last three characters (tests/builtins_if_test.cpp: IfSteps.GetStatementsEndingAtElseIfAnswers32000AndGivesBackItsIf)
         ended_at = kEndedAtElseIf;
         PutLastWord(level, u"IF");
         break;
@@ -176,16 +179,14 @@ std::u16string Interpreter::GetStatements(std::int16_t level, std::int16_t& ende
         PutLastWord(level, word);
         break;
       } else if (upper == u"END") {
-        // Kept: END must be followed by IF in capitals (tests/interpreter_driver_test.cpp:
-        // EndWithALowerCaseIfIsASyntaxError)
+        // Kept: END must be followed by IF in capitals (tests/builtins_if_test.cpp: IfScripts.EndWithALowerCaseIfIsASyntaxError)
         if (automation::TrimView(PeekNextWord(level)) != u"IF") RaiseSyntaxError(kIfSource);
         PutLastWord(level, word);
         break;
       } else if (upper == kEndOfLine) {
         RaiseSyntaxError(kIfSource);
       } else {
-        // Kept: the branch's words are joined without separators
-        // (tests/interpreter_driver_test.cpp: ABranchOfTwoLinesRunsAsOneTextWithoutSeparators)
+        // Kept: the branch's words are joined without separators (tests/builtins_if_test.cpp: IfSteps.GetStatementsJoinsTheBranchWordsWithoutSeparators)
         statements += word;
       }
       first_word = false;
@@ -198,6 +199,7 @@ bool Interpreter::RemoveEndIf(std::int16_t level) {
   return Trapped(u"RemoveEndIf", u"RemoveEndIf", false, [&] {
     std::u16string word = WithoutCarriageReturn(GetNextWord(level));
     for (;;) {
+      // Kept: only END IF and ENDIF as written end the skipping (tests/scripts/if.cases: lower_case_end_if_is_skipped_after_the_branch_that_ran)
       if (automation::TrimView(word) == u"END IF" || word == kEndOfLine || word == u"ENDIF") {
         return true;
       }

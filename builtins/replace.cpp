@@ -18,6 +18,7 @@ namespace {
 // The replace operation's compare argument: -1 is the module's own comparison, which is the
 // binary one; 0 binary, 1 text. Any other value is refused by the operation (5), the database
 // comparison (2) included, since no database supplies its rules here.
+// Kept: compare 2 and beyond are refused in PerformReplace (tests/builtins_replace_test.cpp: ReplaceBuiltin.CompareOutsideTheKnownModesFailsInPerformReplace)
 automation::CompareMode CompareModeOf(std::int32_t compare) {
   switch (compare) {
     case -1:
@@ -43,6 +44,7 @@ bool Interpreter::GetReplaceArguments(std::int16_t level, contract::DataFieldRef
 
     // Source: a data field; only here is a final comma removed before the field test, and the
     // word after an opening parenthesis keeps its own.
+    // Kept: the source after an opening parenthesis keeps its comma (tests/builtins_replace_test.cpp: ReplaceBuiltin.SourceAfterAnOpeningParenthesisKeepsItsCommaAndIsNoField)
     std::u16string word = GetNextWord(level);
     if (!word.empty() && word.back() == u',') word.pop_back();
     if (word == u"(") word = GetNextWord(level);
@@ -52,6 +54,8 @@ bool Interpreter::GetReplaceArguments(std::int16_t level, contract::DataFieldRef
     // Find and replacement are tested as the lexer gave them: a name that carries its comma or
     // closing parenthesis is no field and is taken as text. Whatever comes next is taken, even
     // the end of the text.
+    // Kept: a find name carrying its comma is taken as text (tests/builtins_replace_test.cpp: ReplaceBuiltin.FindFromAFieldAndFindFieldNameCarryingItsCommaIsNoField)
+    // Kept: a missing find or replacement takes whatever comes next (tests/builtins_replace_test.cpp: ReplaceBuiltin.MissingFindAndReplacementAreTakenFromWhateverComesNext)
     auto text_argument = [&](std::u16string& out) {
       word = GetNextWord(level);
       if (word == u",") word = GetNextWord(level);
@@ -66,6 +70,7 @@ bool Interpreter::GetReplaceArguments(std::int16_t level, contract::DataFieldRef
     text_argument(replacement);
     // The closing parenthesis comes off the chosen value, so a field's value ending in ")"
     // loses it too.
+    // Kept: a replacement field's value loses its final ")" (tests/builtins_replace_test.cpp: ReplaceBuiltin.ReplacementFieldValueEndingInAParenthesisLosesIt)
     if (!replacement.empty() && replacement.back() == u')') replacement.pop_back();
     replacement = StripStringDelimiters(replacement);
 
@@ -80,6 +85,7 @@ bool Interpreter::GetReplaceArguments(std::int16_t level, contract::DataFieldRef
         if (!automation::IsNumeric(data)) RaiseWrongArguments(kWrongArguments);
         out = automation::CLng(data);
       } else {
+        // Kept: "-1" is read as the sign alone, which is no number (tests/builtins_replace_test.cpp: ReplaceBuiltin.NegativeLiteralNumberIsReadAsItsSignAloneAndRaises450)
         if (!automation::ParseNumber(word)) RaiseWrongArguments(kWrongArguments);
         out = automation::CLng(Value::String(std::move(word)));
       }
@@ -94,6 +100,7 @@ bool Interpreter::PerformReplace(std::int16_t level) {
   return Trapped(u"PerformReplace", u"PerformReplace", false, [&] {
     // A fresh field stands in until the reader hands over the source; when the reader fails
     // first, the empty stand-in's text (nothing) is what gets replaced in.
+    // Kept: replacing goes on after the reader failed (tests/builtins_replace_test.cpp: ReplaceBuiltin.GoesOnAfterItsReaderFailedWithTheEmptyStandIn)
     contract::DataFieldRef source = NewDataField();
     std::u16string find;
     std::u16string replacement;

@@ -30,8 +30,7 @@ contract::DataFieldRef MakeErrorField() {
 std::u16string DriverTrapText(const support::TrappedError& error, std::u16string_view expression,
                               std::u16string_view word) {
   std::u16string text = support::ErrorTrapText(u"Interpreter", u"RealizeRegularExpression", error);
-  // Kept: no blank after "Expression:" (tests/interpreter_driver_test.cpp:
-  // ARightParenthesisWithoutALeftOneIsASyntaxError)
+  // Kept: no blank after "Expression:" (tests/interpreter_driver_test.cpp: Scripts.ARightParenthesisWithoutALeftOneIsASyntaxError)
   text += u"\r\nExpression:";
   text += expression;
   text += u"\r\nWord: ";
@@ -71,10 +70,10 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
         if (fault_injector_) fault_injector_(u"RealizeRegularExpression");
         expression = automation::Trim(expression);
         level = AddInstance(expression);
-        // Departure: only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF
-        // conditions sixteen deep) would leave the temporaries it cannot record in the host's
-        // collection, and nest without bound: it ends here with the subscript error such a
-        // level gives (tests/scripts/if.cases: if_nested_sixteen_deep_ends_with_error_9)
+        // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
+        // sixteen deep) would leave the temporaries it cannot record in the host's collection,
+        // and nest without bound: it ends here with the subscript error such a level gives.
+        // Departure: a run deeper than level 15 ends with error 9 (tests/builtins_if_test.cpp: IfScripts.ARunDeeperThanLevel15EndsWithError9)
         if (level > kDeepestLevel) automation::Raise(automation::err::SubscriptOutOfRange);
         DriverState state = DriverState::kOperandExpected;
         std::int16_t depth = 0;
@@ -84,10 +83,9 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
           if (static_cast<std::int64_t>(position) > static_cast<std::int64_t>(text.size())) {
             break;
           }
-          // Departure: a text longer than the reader can reach would keep the loop at the read
-          // limit forever; it ends here as the reader's own error
-          // (tests/interpreter_driver_test.cpp:
-          // AScriptBeyondTheReadLimitAnswersTheErrorFieldInsteadOfLooping)
+          // A text longer than the reader can reach would keep the loop at the read limit
+          // forever; it ends here as the reader's own error.
+          // Departure: the driver at the read limit answers the "Error" field (tests/interpreter_driver_test.cpp: Scripts.AScriptBeyondTheReadLimitAnswersTheErrorFieldInsteadOfLooping)
           if (position >= kReadLimit) RaiseReadLimit();
           word = automation::Trim(GetNextWord(level));
           // Asked on every word: a level without its stack fails here, before the word is used.
@@ -131,6 +129,7 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     InstanceStack(level).Push(HostFields()->Item(word));
   } else if (IsFunction(word)) {
     // The function reads its own arguments and pushes its own value.
+    // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
     (void)PerformFunction(word, level);
   } else if (word.empty() || word == u" ") {
     return DriverState::kOperandExpected;
@@ -158,7 +157,7 @@ DriverState Interpreter::ReadOperator(std::int16_t level, std::u16string& word,
       const std::int32_t c = GetNextChar(level);
       if (c != kNoChar) word += static_cast<char16_t>(c);
     }
-    // "=" joins the whole left side with the whole right side.
+    // Kept: "=" first reduces everything left of it (tests/interpreter_driver_test.cpp: Scripts.EverythingLeftOfEqualsIsReducedBeforeEquals)
     if (word == u"=") EvaluateExpression(level);
     std::u16string name = CreateOperatorDataField(word);
     RequireCreated(name);
@@ -171,6 +170,7 @@ DriverState Interpreter::ReadOperator(std::int16_t level, std::u16string& word,
 
 // Close the level, on the normal path and after a failure alike. A step that fails goes to the
 // handler and the closing goes on with the next step, so that it always ends.
+// Departure: closing continues after a failing step (tests/interpreter_driver_test.cpp: Scripts.ClosingGoesOnAfterAFailingStep)
 template <class OnError>
 void Interpreter::CloseInstance(std::int16_t level, OnError& on_error) {
   auto close_step = [&](auto&& step) {
@@ -187,6 +187,7 @@ void Interpreter::CloseInstance(std::int16_t level, OnError& on_error) {
   if (has_hold_row) close_step([&] { last_slot = hold_array_.UBound(2); });
   for (std::int32_t slot = last_slot; slot >= 0; --slot) {
     close_step([&] {
+      // Kept: the result temporary goes too; the caller's reference stays valid (tests/interpreter_driver_test.cpp: Scripts.TheResultTemporaryIsNoLongerInTheCollectionButStaysValid)
       std::u16string& entry = hold_array_(level, slot);
       if (entry.empty()) return;
       std::u16string name = std::move(entry);
@@ -195,10 +196,10 @@ void Interpreter::CloseInstance(std::int16_t level, OnError& on_error) {
       RemoveAutoDataFieldNameFromList(name);
     });
   }
-  // Departure: the level's slots are all free again. Starting its next run at the first slot
-  // keeps a host that never resets from growing the table (and its 16-bit slot count) run after
-  // run until temporaries could no longer be recorded and would stay in its collection
-  // (tests/interpreter_temporaries_test.cpp: ALevelStartsEachRunAtTheFirstHoldSlot)
+  // The level's slots are all free again. Starting its next run at the first slot keeps a host
+  // that never resets from growing the table (and its 16-bit slot count) run after run until
+  // temporaries could no longer be recorded and would stay in its collection.
+  // Departure: HoldTop is set back to -1 when a run closes (tests/interpreter_driver_test.cpp: Scripts.ARunGivesItsLevelsHoldSlotsBack)
   if (has_hold_row) close_step([&] { hold_top_(level) = -1; });
   close_step([&] { instance_counter_ = Add16(instance_counter_, -1); });
   close_step([&] { InstanceStack(level).EmptyStack(); });

@@ -17,6 +17,7 @@ using automation::VarType;
 namespace {
 
 // A stack item used as a field; an empty reference is the platform's 91.
+// Departure: an empty stack item used as an operand is error 91 (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
 contract::DataField& Item(const contract::DataFieldRef& item) {
   if (!item) automation::Raise(automation::err::ObjectVariableNotSet);
   return *item;
@@ -38,9 +39,11 @@ bool EqualsZero(const Value& value) {
 // Brings both operands to one kind before the operator applies. The first rule that applies
 // decides; when none of the numeric kinds is named, both values keep what they held (the
 // previous reduction's values, Empty at first).
+// Kept: no numeric kind named leaves both values as they were (tests/interpreter_evaluator_test.cpp: Evaluator.NumericTypesWithoutAKnownNameKeepTheValuesOfThePreviousReduction)
 void Unify(contract::DataField& left, contract::DataField& right, Value& lv, Value& rv) {
   // The date test is made on the left item only (twice on the platform; once suffices, it has
   // no side effects).
+  // Kept: only the left item is tested for a date (tests/interpreter_evaluator_test.cpp: Evaluator.ADateTextOnTheRightIsNotTestedSoTheTextsCompare)
   Value left_data = left.Data();
   if (automation::IsDate(left_data)) {
     lv = Value::Date(automation::CDate(left_data));
@@ -116,6 +119,7 @@ void Apply(std::u16string_view op, const Value& lv, const Value& rv, Value& resu
     if (EqualsZero(rv)) RaiseFromEvaluator(kDivisionByZeroCode, u"Division by zero");
     result = automation::IntegerDivide(lv, rv);
   } else if (op == u"&") {
+    // Kept: "&" on anything but two texts leaves the result as it was (tests/interpreter_evaluator_test.cpp: Evaluator.AmpersandOnTwoLongsGivesThePreviousResultOfTheSameCall)
     if (lv.IsString() && rv.IsString()) result = automation::Concatenate(lv, rv);
   } else {
     RaiseFromEvaluator(kInvalidCallCode, u"Invalid procedure call or argument");
@@ -124,6 +128,7 @@ void Apply(std::u16string_view op, const Value& lv, const Value& rv, Value& resu
 
 }  // namespace
 
+// Kept: no precedence, a run of operators groups from the right (tests/interpreter_evaluator_test.cpp: Evaluator.ARunOfOperatorsGroupsFromTheRight)
 bool Interpreter::EvaluateExpression(std::int16_t level) {
   bool result = false;
   Trapped(u"EvaluateExpression", u"EvaluateExpression", false, [&] {
@@ -151,11 +156,13 @@ bool Interpreter::EvaluateExpression(std::int16_t level) {
         continue;
       }
       std::u16string op_data = DataText(op);
+      // Kept: a parenthesis ends the reduction, which then answers False (tests/interpreter_evaluator_test.cpp: Evaluator.AReductionStopsAtALeftParenthesisWhichIsDroppedAndTheResultIsFalse)
       if (IsRightParenthesis(op_data) || IsLeftParenthesis(op_data)) {
         stack.Push(right);
         done = true;
         continue;
       }
+      // Kept: an operand in the operator's place drops the two items (tests/interpreter_evaluator_test.cpp: Evaluator.TwoOperandsWithNoOperatorLeaveOnlyTheUpperOne)
       if (Item(op).DataType() != u"Operator") {
         op_text.clear();
         continue;
@@ -171,6 +178,7 @@ bool Interpreter::EvaluateExpression(std::int16_t level) {
         }
       }
       // Publish: the latest result of this call, or the right item when there is none yet.
+      // Kept: an operator without a left operand is dropped (tests/interpreter_evaluator_test.cpp: Evaluator.AnOperatorWithoutALeftOperandPushesTheRightItemBack)
       if (automation::TrimView(result_name).empty()) {
         stack.Push(right);
         result = true;

@@ -47,8 +47,8 @@ Interpreter::Interpreter() {
   support::IgnoreErrors([&] {
     hold_array_.ReDim(0, kDeepestLevel, 0, kFirstHoldSlotUpperBound);
     hold_top_.ReDim(0, kDeepestLevel);
-    // Kept: levels 11 to 15 start at HoldTop 0, not -1; ResetMemory sets all sixteen
-    // (tests/interpreter_object_test.cpp: CreationLeavesHoldTopOfLevels11To15AtZero)
+    // ResetMemory sets all sixteen.
+    // Kept: creation leaves HoldTop 0, not -1, for levels 11 to 15 (tests/interpreter_object_test.cpp: InterpreterTest.CreationLeavesHoldTopOfLevels11To15AtZero)
     for (std::int32_t i = 0; i <= kLastLevelClearedAtCreation; ++i) hold_top_(i) = -1;
   });
 }
@@ -156,6 +156,7 @@ bool Interpreter::AddDelimiter(std::u16string delimiters) {
 bool Interpreter::AddFunction(std::u16string functions) {
   return Trapped(u"AddFunction", kNoReport, false, [&] {
     function_list_ += u", ";
+    // Kept: the names are listed in ProperCase form, "Formathl7datetime" (tests/interpreter_object_test.cpp: InterpreterTest.AddFunctionAppendsTheWordInProperCaseAndAddOperatorUnchanged)
     function_list_ += modTools::ProperCase(functions);
     function_list_upper_ = automation::UCase(function_list_);
     return true;
@@ -165,9 +166,7 @@ bool Interpreter::AddFunction(std::u16string functions) {
 // ---- Instances ------------------------------------------------------------------------------
 
 std::int16_t Interpreter::AddInstance(std::u16string_view expression) {
-  // Kept: a failure answers 0 with the counter already raised, which a caller cannot tell
-  // from instance 0 (tests/interpreter_object_test.cpp:
-  // AddInstanceFailureLeavesTheCounterRaisedAndAnswersZero)
+  // Kept: a failure answers 0 with the counter already raised, like instance 0 (tests/interpreter_object_test.cpp: InterpreterTest.AddInstanceFailureLeavesTheCounterRaisedAndAnswersZero)
   return Trapped(u"AddInstance", u"AddInstance", std::int16_t{0}, [&] {
     instance_counter_ = Add16(instance_counter_, 1);
     if (modTools::IsArrayEmpty(expression_texts_)) {
@@ -256,11 +255,13 @@ void Interpreter::HandleError(std::u16string_view title, std::u16string_view rep
   text += u" - ";
   text += error.description;
   contract::HostErrorRef target = error_object_;  // the host may drop its object while reporting
+  // Kept: ReportError gets the three names by reference; a host's change stays (tests/interpreter_object_test.cpp: InterpreterTest.AHostThatChangesTheByReferenceArgumentsChangesTheInterpretersNames)
   Value answer = target->ReportError(
       Value::Long(kInterpreterErrorCode), Value::String(std::move(text)),
       Value::Date(automation::Now()), Value::Integer(kReportFourthArgument),
       Value::Integer(kReportFifthArgument), Value::Missing(), system_name_, application_name_,
       Value::String(Release()), module_name_, Value::String(reported));
+  // Kept: ReportError's answer is read as a number and otherwise ignored (tests/interpreter_object_test.cpp: InterpreterTest.AnErrorObjectThatAnswersNonZeroStillGetsTheFailureValue)
   (void)automation::CLng(answer);
 }
 

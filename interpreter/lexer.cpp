@@ -46,6 +46,7 @@ std::int32_t Interpreter::GetNextChar(std::int16_t level) {
     const std::u16string& text = InstanceText(level);
     if (static_cast<std::size_t>(position) > text.size()) return kEndOfText;
     // A position moved before the text by give-backs is an invalid character position.
+    // Kept: reading before the text is error 5 in GetNextChar's trap (tests/interpreter_lexer_test.cpp: Lexer.PositionBeforeTheTextIsAnInvalidCall)
     if (position < 1) automation::Raise(automation::err::InvalidProcedureCall);
     return text[position - 1];
   });
@@ -78,6 +79,7 @@ std::u16string Interpreter::GetNextWord(std::int16_t level) {
       std::u16string literal;  // a literal replaces the delimiter that opened it
       bool use_literal = false;
       bool drop = false;  // the character is replaced by the empty text
+      // Kept: the character that ends a word stays on it: "4)", "A," and "X\r" (tests/interpreter_lexer_test.cpp: Lexer.ParenthesisAndCommaStayAtTheEndOfTheWordTheyEnd)
       if (c == kEndOfText || c == kCarriageReturn || c == u'(' || c == u',' || c == u')') {
         done = true;
       } else if (c == kStringDelimiter) {
@@ -110,6 +112,7 @@ std::u16string Interpreter::GetNextWord(std::int16_t level) {
     }
     // The reader has reached its limit and will give nothing more: that is the end of the text
     // for every caller, which would otherwise wait for a word that cannot come.
+    // Departure: a word read at the reader's limit is "<EOL>" (tests/interpreter_lexer_test.cpp: Lexer.AWordAtTheReadLimitIsTheEndOfTheText)
     if (reader_failed && !HasNonBlank(buffer)) return std::u16string(kEndOfLine);
     return automation::Trim(buffer);
   });
@@ -120,6 +123,7 @@ bool Interpreter::PutLastWord(std::int16_t level, std::u16string_view word) {
     if (!word.empty()) {
       std::int16_t& position = ReadPosition(level);
       // The one extra character stands for the character that ended the word.
+      // Kept: one more than the word even when no character ended it (tests/interpreter_lexer_test.cpp: Lexer.PeekNextWordBeforeAnOperatorMovesBackOneCharacterTooFar)
       position = Add16(position, -(static_cast<std::int64_t>(word.size()) + 1));
     }
     return true;
@@ -130,6 +134,7 @@ std::u16string Interpreter::PeekNextWord(std::int16_t level) {
   return Trapped(u"PeekNextWord", u"PeekNextWord", std::u16string{}, [&] {
     std::u16string word = GetNextWord(level);
     if (!word.empty() && word.back() == kCarriageReturn) word.pop_back();
+    // Kept: at the end the end is consumed and the empty text answered (tests/interpreter_lexer_test.cpp: Lexer.PeekNextWordAtTheEndGivesTheEmptyTextAndConsumesTheEnd)
     if (word != kEndOfLine) {
       PutLastWord(level, word);
       return word;
@@ -144,6 +149,7 @@ std::u16string Interpreter::GetLiteral(std::int16_t level, char16_t delimiter) {
     const std::int32_t c = GetNextChar(level);
     // The empty text means GetNextChar has reached its limit and will answer nothing else:
     // the literal ends there instead of waiting for a character that cannot come.
+    // Departure: a literal open at the reader's limit ends there (tests/interpreter_lexer_test.cpp: Lexer.ALiteralOpenAtTheLimitEndsThereInsteadOfLooping)
     if (c == kNoChar) break;
     buffer += static_cast<char16_t>(c);
     if (c == kEndOfText || c == delimiter) break;
@@ -155,7 +161,7 @@ std::u16string Interpreter::GetLiteral(std::int16_t level, char16_t delimiter) {
 }
 
 std::u16string Interpreter::GetLiteralString(std::int16_t level) {
-  // The trap reports GetLiteralDate's name and carries the other title: both are kept.
+  // Kept: the trap carries the title GetStringLiteral and reports GetLiteralDate (tests/interpreter_traps_test.cpp: Traps.EveryProcedureWritesItsTitleAndReportsItsName)
   return Trapped(u"GetStringLiteral", u"GetLiteralDate", std::u16string{},
                  [&] { return GetLiteral(level, kStringDelimiter); });
 }
@@ -169,6 +175,7 @@ bool Interpreter::IsFunction(std::u16string_view word) {
   return Trapped(u"IsFunction", u"IsFunction", false, [&] {
     std::u16string upper = automation::UCase(automation::TrimView(word));
     if (upper.empty() || upper == u" ") return false;
+    // Kept: any piece of the list counts, "DATE" and "AT" included (tests/interpreter_lexer_test.cpp: Lexer.IsFunctionIsACaseBlindSubstringSearch)
     return function_list_upper_.find(upper) != std::u16string::npos;
   });
 }
@@ -184,6 +191,7 @@ bool Interpreter::IsOperator(std::u16string_view word) {
     }
     std::u16string_view trimmed = automation::TrimView(word);
     if (trimmed.empty() || trimmed == u" ") return false;
+    // Kept: any piece of the list counts, "+ -" and "," included (tests/interpreter_lexer_test.cpp: Lexer.IsOperatorIsASubstringSearchOfTheOperatorList)
     return operator_list_.find(trimmed) != std::u16string::npos;
   });
 }
@@ -191,6 +199,7 @@ bool Interpreter::IsOperator(std::u16string_view word) {
 bool Interpreter::IsDelimiter(std::u16string_view text) {
   return Trapped(u"IsDelimiter", u"IsDelimiter", false, [&] {
     // The empty text is found at the start of any text, so a blank is always a delimiter.
+    // Kept: the empty text and a blank are delimiters (tests/interpreter_lexer_test.cpp: Lexer.IsDelimiterIsTrueForABlankAndTheEmptyTextAndFalseForATab)
     if (text.empty()) return true;
     if (text.size() == 1) {
       const char16_t c = text[0];
@@ -202,7 +211,7 @@ bool Interpreter::IsDelimiter(std::u16string_view text) {
 }
 
 bool Interpreter::IsStringLiteral(std::u16string_view word) {
-  // The title's spelling is the component's own and is kept.
+  // Kept: the trap title is spelt "IsAtringLiteral" (tests/interpreter_traps_test.cpp: Traps.EveryProcedureWritesItsTitleAndReportsItsName)
   return Trapped(u"IsAtringLiteral", u"IsStringLiteral", false, [&] {
     std::u16string_view trimmed = automation::TrimView(word);
     return !trimmed.empty() && trimmed.front() == kStringDelimiter &&

@@ -21,6 +21,7 @@ namespace modTools = support::modTools;
 namespace {
 constexpr std::u16string_view kAuto = u"Auto";
 
+// Kept: the closing delimiter comes off only after an opening one (tests/interpreter_temporaries_test.cpp: Temporaries.StringCreationStripsBlanksAndOnePairOfQuotes)
 std::u16string StripDelimiters(std::u16string_view text, char16_t delimiter) {
   std::u16string_view t = automation::TrimView(text);
   if (!t.empty() && t.front() == delimiter) {
@@ -98,7 +99,7 @@ std::u16string Interpreter::CreateNumericDataField(std::u16string_view text) {
     field->SetDataClass(std::u16string(kAuto));
     Value number_text = Value::String(text);
     double x = automation::CDbl(number_text);
-    // A whole number that does not fit 32 bits overflows here: it is not kept as a Double.
+    // Kept: a whole number beyond 32 bits overflows instead of becoming a Double (tests/interpreter_temporaries_test.cpp: Temporaries.NumericTextBeyond32BitsOverflows)
     std::int32_t r = automation::CLng(Value::Double(x));
     if (x != static_cast<double>(r)) {
       field->SetDataType(u"Double");
@@ -129,6 +130,7 @@ std::u16string Interpreter::CreateDataFieldFromVariant(const Value& value) {
     field->SetName(GetNewDataFieldName());
     // The type name decides; an object's type name is its class name, so objects, Empty and
     // Null are kept unchanged as "Variant".
+    // Kept: an object, Empty or Null becomes a "Variant" holding it (tests/interpreter_temporaries_test.cpp: Temporaries.FromVariantKeepsAnObjectAsVariant)
     switch (value.Type()) {
       case automation::VarType::String:
         field->SetDataType(u"String");
@@ -155,7 +157,7 @@ std::u16string Interpreter::CreateDataFieldFromVariant(const Value& value) {
         field->SetData(value);
         break;
       case automation::VarType::Date: {
-        // A deliberate round trip through the date's text.
+        // Kept: a date makes a round trip through its text, to whole seconds (tests/interpreter_temporaries_test.cpp: Temporaries.FromVariantDateRoundTripsThroughTextToWholeSeconds)
         std::u16string text = StripDateDelimiters(automation::DateToText(value.GetDate()));
         field->SetDataType(u"Date");
         field->SetData(Value::Date(automation::CDate(Value::String(std::move(text)))));
@@ -200,6 +202,7 @@ std::u16string Interpreter::GetNewDataFieldName() {
         candidate = modTools::ProperCase(candidate);
       }
       auto_names_(auto_name_top_) = candidate;
+      // Kept: a name a host field has is skipped and stays in the list (tests/interpreter_temporaries_test.cpp: Temporaries.AHostFieldNamedAutodf1IsSkippedAndItsNameStaysInTheList)
       if (!IsDataField(candidate)) return candidate;
     }
   });
@@ -212,6 +215,7 @@ bool Interpreter::RemoveAutoDataFieldNameFromList(std::u16string_view name) {
     while (i >= 0 && auto_names_(i) != name) --i;
     // The shift is incomplete on purpose: every later name is copied into the same slot i. A
     // name that is not found leaves i at -1, which fails here when there is anything to copy.
+    // Kept: giving a name back copies every later name into its one slot (tests/interpreter_temporaries_test.cpp: Temporaries.GivingBackAnEarlierNameCopiesTheSecondToLastIntoItsSlot)
     for (std::int32_t j = i + 1; j <= auto_name_top_ - 1; ++j) auto_names_(i) = auto_names_(j);
     auto_names_(auto_name_top_).clear();
     auto_name_top_ = Add16(auto_name_top_, -1);
@@ -241,6 +245,7 @@ void Interpreter::PushHeld(std::u16string& name, std::int16_t level) {
   AddNameToHoldArray(name, level);
 }
 
+// Kept: the two lookups of a pushed temporary (tests/interpreter_temporaries_test.cpp: Temporaries.PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldCheckedRaises91)
 void Interpreter::PushHeldChecked(std::u16string& name, std::int16_t level) {
   InstanceStack(level).Push(HostField(name));
   AddNameToHoldArray(name, level);

@@ -23,6 +23,7 @@ inline std::int16_t Checked16(std::int64_t value) {
 inline std::int16_t Add16(std::int16_t a, std::int64_t b) { return Checked16(a + b); }
 
 // The procedures that keep their failures to the debug log; every other one reports to the host.
+// Kept: AddOperator, AddDelimiter, AddFunction, Init, IsDataField, DateCompare and PerformDateCat report to no one (tests/interpreter_traps_test.cpp: Traps.EveryProcedureWritesItsTitleAndReportsItsName)
 inline constexpr std::u16string_view kNoReport{};
 
 // ---- Errors raised on purpose ----------------------------------------------------------------
@@ -49,6 +50,7 @@ inline constexpr std::u16string_view kNoReport{};
   automation::Raise(automation::err::WrongNumberOfArguments, {}, std::u16string(description));
 }
 // Format's and Replace's description; FormatHL7DateTime's ends in a full stop.
+// Kept: the two descriptions differ by the full stop (tests/builtins_format_test.cpp: FormatBuiltins.FormatOfANameThatIsNoDataFieldRaises450WithoutAFullStop, FormatBuiltins.HL7FlagWrittenInLowerCaseRaises450WithAFullStop)
 inline constexpr std::u16string_view kWrongArguments =
     u"Wrong number of arguments or invalid property assignment";
 inline constexpr std::u16string_view kWrongArgumentsHL7 =

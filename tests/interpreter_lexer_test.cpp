@@ -166,6 +166,14 @@ TEST_F(Lexer, TextBeyond32766CharactersCannotBeRead) {
   EXPECT_EQ(s.GetNextChar(n), InterpreterSeam::kNoChar);
 }
 
+TEST_F(Lexer, AWordAtTheReadLimitIsTheEndOfTheText) {
+  std::int16_t n = Open(std::u16string(32767, u'A') + u" B");
+  auto s = seam();
+  s.ReadPosition(n) = 32767;
+  EXPECT_EQ(s.GetNextWord(n), u"<EOL>");
+  ExpectOneReport(*errors, u"GetNextChar", u"Error: -2147220983 - Subscript out of range");
+}
+
 TEST_F(Lexer, ALiteralOpenAtTheLimitEndsThereInsteadOfLooping) {
   std::u16string text(32765, u'A');
   text += u" \"abc";
