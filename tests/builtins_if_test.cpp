@@ -1,7 +1,6 @@
 // The IF statement: whole statements through RealizeRegularExpression, and its steps
 // (GetIfCondition, GetStatements, RemoveEndIf, PerformIf) one by one through the seam.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <string>
 
@@ -16,7 +15,18 @@ using automation::Value;
 using engine::kEndedAtElse;
 using engine::kEndedAtElseIf;
 
-class IfScripts : public ScriptTest {};
+class IfScripts : public ScriptTest {
+ protected:
+  // The text of the value a script answers.
+  std::u16string ValueText(std::u16string script) {
+    contract::DataFieldRef r = Run(std::move(script));
+    if (!r) {
+      ADD_FAILURE() << "no field";
+      return {};
+    }
+    return automation::CStr(r->Data());
+  }
+};
 
 class IfSteps : public InterpreterTest {
  protected:
@@ -26,6 +36,11 @@ class IfSteps : public InterpreterTest {
   }
   std::int16_t Open(const std::u16string& text) { return seam().AddInstance(text); }
   std::u16string NextWord(std::int16_t level) { return seam().GetNextWord(level); }
+  // Runs PerformIf, which must answer True, and answers the value it left on the stack.
+  contract::DataFieldRef PerformIfTop(std::int16_t level) {
+    EXPECT_TRUE(seam().PerformIf(level));
+    return seam().Stack(level).PeekStack();
+  }
 };
 
 // ---- Whole statements ------------------------------------------------------------------------
@@ -46,17 +61,15 @@ TEST_F(IfScripts, IfWithAFalseConditionAndNoElseIsFalse) {
 }
 
 TEST_F(IfScripts, IfWithAFalseConditionRunsTheElseBranch) {
-  EXPECT_EQ(automation::CStr(Run(u"IF 1 = 2 THEN \"x\" ELSE \"y\" END IF")->Data()), u"y");
+  EXPECT_EQ(ValueText(u"IF 1 = 2 THEN \"x\" ELSE \"y\" END IF"), u"y");
 }
 
 TEST_F(IfScripts, ElseIfGivesItsBranchThroughTheInnerIfsResult) {
-  auto r = Run(u"IF 1 = 2 THEN \"x\" ELSEIF 2 = 2 THEN \"y\" END IF");
-  ASSERT_NE(r, nullptr);
-  EXPECT_EQ(automation::CStr(r->Data()), u"y");
+  EXPECT_EQ(ValueText(u"IF 1 = 2 THEN \"x\" ELSEIF 2 = 2 THEN \"y\" END IF"), u"y");
 }
 
 TEST_F(IfScripts, LowerCaseThenAndElseAreAccepted) {
-  EXPECT_EQ(automation::CStr(Run(u"IF 1 = 2 then \"x\" else \"y\" END IF")->Data()), u"y");
+  EXPECT_EQ(ValueText(u"IF 1 = 2 then \"x\" else \"y\" END IF"), u"y");
 }
 
 TEST_F(IfScripts, EndWithALowerCaseIfIsASyntaxError) {
@@ -73,7 +86,7 @@ TEST_F(IfScripts, EndAtTheEndOfTheLineIsASyntaxError) {
 }
 
 TEST_F(IfScripts, ANumericConditionOfFiveIsTrueAndZeroFalse) {
-  EXPECT_EQ(automation::CStr(Run(u"IF 5 THEN \"yes\" END IF")->Data()), u"yes");
+  EXPECT_EQ(ValueText(u"IF 5 THEN \"yes\" END IF"), u"yes");
   EXPECT_EQ(Line(Run(u"IF 0 THEN \"yes\" END IF")), u"Autodf|Boolean|False");
 }
 
@@ -88,49 +101,26 @@ TEST_F(IfScripts, AnElseRunningOffTheLineEnds) {
 }
 
 TEST_F(IfScripts, ABranchOfTwoLinesRunsAsOneTextWithoutSeparators) {
-  auto r = Run(u"IF 1 THEN \"a\"\r\n& \"b\" END IF");
-  ASSERT_NE(r, nullptr);
-  EXPECT_EQ(automation::CStr(r->Data()), u"ab");
+  EXPECT_EQ(ValueText(u"IF 1 THEN \"a\"\r\n& \"b\" END IF"), u"ab");
 }
 
-// A host's thread commonly has a 1 MB stack; an ELSEIF chain as long as a script can be must
-// fit it.
-struct ChainRun {
-  contract::DataFieldsRef fields;
-  contract::HostErrorRef errors;
-  std::u16string answer;
-};
-
-void* RunLongElseIfChain(void* arg) {
-  auto* run = static_cast<ChainRun*>(arg);
-  Interpreter interpreter;
-  std::u16string system = u"S";
-  std::u16string application = u"A";
-  interpreter.Init(run->fields, run->errors, system, application);
-  std::u16string script = u"IF 0 THEN 1";
-  while (script.size() < 32700) script += u" ELSEIF 0 THEN 1";
-  script += u" ELSEIF 1 THEN \"last\" END IF";
-  contract::DataFieldRef r = interpreter.RealizeRegularExpression(script);
-  if (r) run->answer = automation::CStr(r->Data());
-  return nullptr;
-}
-
+// An ELSEIF chain as long as a script can be must fit a host's thread.
 TEST_F(IfScripts, AnElseIfChainAsLongAsAScriptFitsAOneMegabyteStack) {
-  ChainRun run{fields, errors, {}};
-  pthread_attr_t attr;
-  ASSERT_EQ(pthread_attr_init(&attr), 0);
-  ASSERT_EQ(pthread_attr_setstacksize(&attr, 1024 * 1024), 0);
-  pthread_t thread;
-  ASSERT_EQ(pthread_create(&thread, &attr, RunLongElseIfChain, &run), 0);
-  ASSERT_EQ(pthread_join(thread, nullptr), 0);
-  pthread_attr_destroy(&attr);
-  EXPECT_EQ(run.answer, u"last");
+  std::u16string answer;
+  RunOnOneMegabyteStack([&] {
+    Interpreter on_thread;
+    on_thread.Init(fields, errors, u"S", u"A");
+    std::u16string script = u"IF 0 THEN 1";
+    while (script.size() < 32700) script += u" ELSEIF 0 THEN 1";
+    script += u" ELSEIF 1 THEN \"last\" END IF";
+    contract::DataFieldRef r = on_thread.RealizeRegularExpression(script);
+    if (r) answer = automation::CStr(r->Data());
+  });
+  EXPECT_EQ(answer, u"last");
 }
 
 TEST_F(IfScripts, ANestedElseIfTakesTheInnerStatementsValue) {
-  auto r = Run(u"IF 0 THEN 1 ELSEIF 0 THEN 2 ELSEIF 0 THEN 3 ELSE 4 END IF");
-  ASSERT_NE(r, nullptr);
-  EXPECT_EQ(automation::CStr(r->Data()), u"4");
+  EXPECT_EQ(ValueText(u"IF 0 THEN 1 ELSEIF 0 THEN 2 ELSEIF 0 THEN 3 ELSE 4 END IF"), u"4");
 }
 
 // Sixteen levels hold temporaries (0 to 15). IF conditions nested deep enough to open a
@@ -253,8 +243,7 @@ TEST_F(IfSteps, RemoveEndIfWithEndNotFollowedByIfIsASyntaxError) {
 
 TEST_F(IfSteps, PerformIfLeavesTheChosenBranchAsAVariantTemporaryOfItsLevel) {
   std::int16_t n = Open(u"1 = 1 THEN \"x\" ELSE \"y\" END IF");
-  EXPECT_TRUE(seam().PerformIf(n));
-  auto top = seam().Stack(n).PeekStack();
+  auto top = PerformIfTop(n);
   ASSERT_NE(top, nullptr);
   EXPECT_EQ(top->DataType(), u"Variant");
   EXPECT_EQ(automation::CStr(top->Data()), u"x");
@@ -264,9 +253,7 @@ TEST_F(IfSteps, PerformIfLeavesTheChosenBranchAsAVariantTemporaryOfItsLevel) {
 }
 
 TEST_F(IfSteps, PerformIfWithAFalseConditionAndNoElseLeavesFalse) {
-  std::int16_t n = Open(u"0 THEN \"x\" END IF");
-  EXPECT_TRUE(seam().PerformIf(n));
-  auto top = seam().Stack(n).PeekStack();
+  auto top = PerformIfTop(Open(u"0 THEN \"x\" END IF"));
   ASSERT_NE(top, nullptr);
   EXPECT_EQ(top->DataType(), u"Boolean");
   EXPECT_FALSE(top->Data().GetBoolean());
@@ -274,8 +261,7 @@ TEST_F(IfSteps, PerformIfWithAFalseConditionAndNoElseLeavesFalse) {
 
 TEST_F(IfSteps, PerformIfTakesAnElseIfsValueFromTheInnerStatement) {
   std::int16_t n = Open(u"0 THEN 1 ELSEIF 1 THEN \"y\" END IF");
-  EXPECT_TRUE(seam().PerformIf(n));
-  auto top = seam().Stack(n).PeekStack();
+  auto top = PerformIfTop(n);
   ASSERT_NE(top, nullptr);
   EXPECT_EQ(automation::CStr(top->Data()), u"y");
   // The inner statement's temporary and the outer one's, both at this level.

@@ -3,7 +3,9 @@
 // with the debug log switched on through a throwaway INI file and the clock fixed.
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -107,6 +109,23 @@ class InterpreterTest : public ::testing::Test {
   std::shared_ptr<components::DataFieldCollection> fields;
   std::shared_ptr<components::ErrorRecorder> errors;
 };
+
+// Runs body on a thread of its own with a 1 MB stack, the common size of a host's thread. An
+// interpreter the body makes is made on the thread that uses it, as a host does (its module
+// state is per thread).
+inline void RunOnOneMegabyteStack(const std::function<void()>& body) {
+  pthread_attr_t attr;
+  ASSERT_EQ(pthread_attr_init(&attr), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attr, 1024 * 1024), 0);
+  auto start = [](void* arg) -> void* {
+    (*static_cast<const std::function<void()>*>(arg))();
+    return nullptr;
+  };
+  pthread_t thread;
+  ASSERT_EQ(pthread_create(&thread, &attr, start, const_cast<std::function<void()>*>(&body)), 0);
+  ASSERT_EQ(pthread_join(thread, nullptr), 0);
+  pthread_attr_destroy(&attr);
+}
 
 // Whole scripts through RealizeRegularExpression.
 class ScriptTest : public InterpreterTest {
