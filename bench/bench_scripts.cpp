@@ -39,7 +39,7 @@ extern "C" {
 
 namespace {
 
-using qorvintr::Interpreter;
+using qorvintr::engine::Interpreter;
 using qorvintr::automation::Value;
 namespace automation = qorvintr::automation;
 namespace components = qorvintr::components;

@@ -8,10 +8,11 @@
 #include "automation/error.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
+#include "interpreter/limits.h"
 #include "interpreter/trap.h"
 #include "support/debug_log.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 using automation::Value;
 namespace modDebugLog = support::modDebugLog;
@@ -26,13 +27,13 @@ std::u16string TraceText(const Value& value) {
 }
 
 // The two dates DateCompare works with, one line each, as both of its traces end.
-void AppendBothDates(std::u16string& trace, double dte1, double dte2) {
+void AppendBothDates(std::u16string& trace, double first_date, double second_date) {
   trace += kCrLf;
   trace += u"dte1: ";
-  trace += automation::DateToText(dte1);
+  trace += automation::DateToText(first_date);
   trace += kCrLf;
   trace += u"dte2: ";
-  trace += automation::DateToText(dte2);
+  trace += automation::DateToText(second_date);
 }
 
 // CDate with its errors ignored (zero then). A text that is neither a date nor a number, such
@@ -46,20 +47,22 @@ double DateOrZero(const Value& value) noexcept {
   try {
     return automation::CDate(value);
   } catch (...) {
+    // Any failure of the conversion is the zero date.
     return 0;
   }
 }
 
 }  // namespace
 
-Value Interpreter::RemoveCommas(const Value& vntText) {
+Value Interpreter::RemoveCommas(const Value& value) {
   std::u16string converted;
-  if (!vntText.IsString()) converted = automation::CStr(vntText);
-  const std::u16string& text = vntText.IsString() ? vntText.GetString() : converted;
+  if (!value.IsString()) converted = automation::CStr(value);
+  const std::u16string& text = value.IsString() ? value.GetString() : converted;
   if (text.empty()) return Value::String(std::u16string());
   // The walk counts with a 16-bit counter from 1 to the length: a length beyond 32767 does not
   // fit it, and one of exactly 32767 overflows on the step past the last character.
-  if (text.size() >= 32767) automation::Raise(automation::err::Overflow);
+  // Kept: 32767 characters and more overflow (tests/builtins_dates_test.cpp: DateBuiltins.RemoveCommasCountsWithSixteenBits)
+  if (text.size() >= std::size_t{kCounterMax}) automation::Raise(automation::err::Overflow);
   std::u16string result;
   result.reserve(text.size());
   for (char16_t c : text) {
@@ -68,17 +71,17 @@ Value Interpreter::RemoveCommas(const Value& vntText) {
   return Value::String(std::move(result));
 }
 
-std::int16_t Interpreter::PerformDateCompare(std::int16_t& intInstance) {
+std::int16_t Interpreter::PerformDateCompare(std::int16_t level) {
   return Trapped(u"PerformDateCompare", u"PerformDateCompare", std::int16_t{0}, [&] {
     // Each argument loses its commas, then its quotes, then its "#" delimiters.
     auto next_date = [&] {
-      std::u16string word = GetNextWord(intInstance);
+      std::u16string word = GetNextWord(level);
       const Value without_commas = RemoveCommas(Value::String(automation::TrimView(word)));
       return Value::String(
           StripDateDelimiters(StripStringDelimiters(without_commas.GetString())));
     };
-    Value vntDate1 = next_date();
-    Value vntDate2 = next_date();
+    Value first = next_date();
+    Value second = next_date();
 
     if (modDebugLog::IsDebugLogEnabled()) {
       std::u16string trace = u"Interpreter - PerformDateCompare";
@@ -86,13 +89,13 @@ std::int16_t Interpreter::PerformDateCompare(std::int16_t& intInstance) {
       trace += u"Calling DateCompare with: ";
       trace += kCrLf;
       trace += u"vntDate1: ";
-      trace += vntDate1.GetString();
+      trace += first.GetString();
       trace += kCrLf;
       trace += u"vntDate2: ";
-      trace += vntDate2.GetString();
+      trace += second.GetString();
       modDebugLog::WriteDebugLog(trace);
     }
-    const std::int16_t result = DateCompare(vntDate1, vntDate2);
+    const std::int16_t result = DateCompare(first, second);
     if (modDebugLog::IsDebugLogEnabled()) {
       std::u16string trace = u"Interpreter - PerformDateCompare";
       trace += kCrLf;
@@ -104,51 +107,52 @@ std::int16_t Interpreter::PerformDateCompare(std::int16_t& intInstance) {
   });
 }
 
-std::int16_t Interpreter::DateCompare(Value& vntDate1, Value& vntDate2) {
+std::int16_t Interpreter::DateCompare(const Value& first, const Value& second) {
   return Trapped(u"DateCompare", kNoReport, std::int16_t{0}, [&]() -> std::int16_t {
     // Conversions that fail leave their date at zero (30 December 1899, midnight); the first
     // trace is written under the same indulgence.
-    double dte1 = 0;
-    double dte2 = 0;
-    dte1 = DateOrZero(vntDate1);
-    dte2 = DateOrZero(vntDate2);
+    // Kept: a value that is no date compares as day 0 (tests/builtins_dates_test.cpp: DateBuiltins.AFirstArgumentThatIsNeitherADateNorAFieldComparesAsDay0)
+    double first_date = 0;
+    double second_date = 0;
+    first_date = DateOrZero(first);
+    second_date = DateOrZero(second);
     if (modDebugLog::IsDebugLogEnabled()) {
-      try {
+      support::IgnoreErrors([&] {
         std::u16string trace = u"Interpreter - DateCompare";
         trace += kCrLf;
         trace += u"date1: ";
-        trace += TraceText(vntDate1);
+        trace += TraceText(first);
         trace += kCrLf;
         trace += u"date2: ";
-        trace += TraceText(vntDate2);
-        AppendBothDates(trace, dte1, dte2);
+        trace += TraceText(second);
+        AppendBothDates(trace, first_date, second_date);
         modDebugLog::WriteDebugLog(trace);
-      } catch (...) {
-      }
+      });
     }
 
     // From here on a failure is the trap's. A value that is no date may name a data field, whose
-    // Data is then the date; the two blanks before "(After Conversion)" are the trace's own.
-    auto from_field = [&](Value& vntDate, double& dte, std::u16string_view label) {
-      if (automation::IsDate(vntDate)) return;
-      std::u16string name = automation::CStr(vntDate);
-      if (IsDataField(name)) dte = automation::CDate(HostField(name)->Data());
+    // Data is then the date.
+    auto from_field = [&](const Value& value, double& date, std::u16string_view label) {
+      if (automation::IsDate(value)) return;
+      std::u16string name = automation::CStr(value);
+      if (IsDataField(name)) date = automation::CDate(HostField(name)->Data());
       if (modDebugLog::IsDebugLogEnabled()) {
         std::u16string trace = u"Interpreter - DateCompare";
         trace += kCrLf;
         trace += label;
-        trace += automation::DateToText(dte);
+        trace += automation::DateToText(date);
         modDebugLog::WriteDebugLog(trace);
       }
     };
-    from_field(vntDate1, dte1, u"dte1  (After Conversion): ");
-    from_field(vntDate2, dte2, u"dte2  (After Conversion): ");
+    // Kept: two blanks before "(After Conversion)" (tests/builtins_dates_test.cpp: DateBuiltins.TraceAfterConversionHasTwoBlanksBeforeTheParenthesis)
+    from_field(first, first_date, u"dte1  (After Conversion): ");
+    from_field(second, second_date, u"dte2  (After Conversion): ");
 
     // Day and time of day both count.
     std::int16_t result = 0;
-    if (dte1 < dte2) {
+    if (first_date < second_date) {
       result = -1;
-    } else if (dte1 > dte2) {
+    } else if (first_date > second_date) {
       result = 1;
     }
 
@@ -156,7 +160,7 @@ std::int16_t Interpreter::DateCompare(Value& vntDate1, Value& vntDate2) {
       std::u16string trace = u"Interpreter - DateCompare";
       trace += kCrLf;
       trace += u"(After Comparison)";
-      AppendBothDates(trace, dte1, dte2);
+      AppendBothDates(trace, first_date, second_date);
       trace += kCrLf;
       trace += u"Result: ";
       trace += automation::CStr(Value::Long(result));
@@ -166,15 +170,16 @@ std::int16_t Interpreter::DateCompare(Value& vntDate1, Value& vntDate2) {
   });
 }
 
-bool Interpreter::PerformDateCat(std::int16_t& intInstance) {
+bool Interpreter::PerformDateCat(std::int16_t level) {
   return Trapped(u"PerformDateCat", kNoReport, false, [&] {
     // No literal is accepted: a word that is not empty must name a field, or the lookup fails.
-    std::u16string word = GetNextWord(intInstance);
+    // Kept: DateCat takes no literal (tests/builtins_dates_test.cpp: DateBuiltins.DateCatAcceptsNoLiteralAndNoWordWithItsComma)
+    std::u16string word = GetNextWord(level);
     std::u16string text =
         word.empty() ? std::u16string(u"01/01/1900")
                      : automation::CStr(HostField(word)->Data());
     text += u' ';
-    word = GetNextWord(intInstance);
+    word = GetNextWord(level);
     if (word.empty()) {
       text += u"12:00 AM";
     } else {
@@ -182,10 +187,9 @@ bool Interpreter::PerformDateCat(std::int16_t& intInstance) {
     }
     const double when = automation::CDate(Value::String(std::move(text)));
     std::u16string name = CreateDataFieldFromVariant(Value::Date(when));
-    InstanceStack(intInstance).Push(HostField(name));
-    AddNameToHoldArray(name, intInstance);
+    PushHeldChecked(name, level);
     return true;
   });
 }
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

@@ -6,38 +6,35 @@
 #include "interpreter/interpreter.h"
 #include "interpreter/trap.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 using automation::Value;
 
-Value Interpreter::PerformFunction(std::u16string_view strFunction, std::int16_t& intLevel) {
+Value Interpreter::PerformFunction(std::u16string_view function, std::int16_t level) {
   return Trapped(u"PerformFunction", u"PerformFunction", Value(), [&]() -> Value {
-    const std::u16string name = automation::UCase(automation::TrimView(strFunction));
-    if (name == u"IF") return Value::Boolean(PerformIf(intLevel));
-    if (name == u"FORMAT") return Value::Boolean(PerformFormat(intLevel));
-    if (name == u"FORMATHL7DATETIME") return Value::Boolean(PerformFormatHL7DateTime(intLevel));
-    if (name == u"REPLACE") return Value::Boolean(PerformReplace(intLevel));
-    if (name == u"DATECAT") return Value::Boolean(PerformDateCat(intLevel));
+    const std::u16string name = automation::UCase(automation::TrimView(function));
+    if (name == u"IF") return Value::Boolean(PerformIf(level));
+    if (name == u"FORMAT") return Value::Boolean(PerformFormat(level));
+    if (name == u"FORMATHL7DATETIME") return Value::Boolean(PerformFormatHL7DateTime(level));
+    if (name == u"REPLACE") return Value::Boolean(PerformReplace(level));
+    if (name == u"DATECAT") return Value::Boolean(PerformDateCat(level));
     if (name == u"DATECOMPARE") {
-      const std::int16_t c = PerformDateCompare(intLevel);
+      const std::int16_t c = PerformDateCompare(level);
       if (c >= -1 && c <= 1) {
-        // The comparison's value becomes a "Date" temporary made from its text; kept as it is.
+        // Kept: the comparison's value becomes a "Date" temporary made from its text (tests/interpreter_driver_test.cpp: Scripts.DateCompareGivingZeroLeavesADateTemporaryMadeFromTheTextZero)
         std::u16string text = c < 0 ? u"-1" : (c == 0 ? u"0" : u"1");
         std::u16string field = CreateDateDataField(text);
-        if (field.empty()) {
-          // The source names the driver, not this procedure.
-          automation::Raise(automation::err::ObjectErrorBase + 936,
-                            u"Interpreter.RealizeRegularExpression", u"Object required");
-        }
-        InstanceStack(intLevel).Push(HostFields()->Item(field));
-        AddNameToHoldArray(field, intLevel);
+        // The error carries the driver's name as its source, not this procedure's.
+        // Kept: a refused temporary is "Object required" (tests/interpreter_driver_test.cpp: Scripts.ARefusedDateCompareTemporaryIsObjectRequiredInPerformFunctionsTrap)
+        if (field.empty()) RaiseObjectRequired();
+        PushHeld(field, level);
       }
       return Value::Integer(c);
     }
-    // An unknown name ends in an overflow; the words prepared for a better error are never
-    // raised, and this is kept.
+    // The words prepared for a better error are never raised.
+    // Kept: an unknown name ends in an overflow (tests/interpreter_driver_test.cpp: Scripts.AnUnknownFunctionWordOverflowsInPerformFunction)
     automation::Raise(automation::err::Overflow);
   });
 }
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

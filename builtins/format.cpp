@@ -8,33 +8,22 @@
 #include "automation/format.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
+#include "interpreter/limits.h"
 #include "interpreter/trap.h"
 #include "support/tools.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 using automation::Value;
 
 namespace {
 
-constexpr std::u16string_view kEol = u"<EOL>";
-
 // Format's calendar: Sunday starts the week, and the week of January 1 is the first week.
 constexpr int kSunday = 1;
 constexpr int kFirstWeekOfJanuary1 = 1;
 
-// The HL7 reader's 450 ends in a full stop and Format's does not; both texts are the
-// component's own and are kept apart on purpose.
-constexpr std::u16string_view kWrongArgumentsHL7 =
-    u"Wrong number of arguments or invalid property assignment.";
-constexpr std::u16string_view kWrongArgumentsFormat =
-    u"Wrong number of arguments or invalid property assignment";
-
 [[noreturn]] void RaiseArgumentNotOptional() {
   automation::Raise(automation::err::ArgumentNotOptional, {}, u"Argument not optional");
-}
-[[noreturn]] void RaiseWrongArguments(std::u16string_view description) {
-  automation::Raise(automation::err::WrongNumberOfArguments, {}, std::u16string(description));
 }
 
 void TrimBlanks(std::u16string& word) {
@@ -49,6 +38,13 @@ void StripFinalComma(std::u16string& word) noexcept {
   if (!word.empty() && word.back() == u',') word.pop_back();
 }
 
+// The HL7 reader's argument words are trimmed and lose one final comma (all but the zone's).
+std::u16string HL7Argument(std::u16string word) {
+  TrimBlanks(word);
+  StripFinalComma(word);
+  return word;
+}
+
 // The platform's date and number tests on a text, without wrapping it in a value first.
 bool IsDateText(std::u16string_view text) noexcept {
   return automation::ParseDate(text).has_value();
@@ -58,6 +54,7 @@ bool IsNumberText(std::u16string_view text) noexcept {
 }
 
 // A flag literal: only these two spellings.
+// Kept: the flag literals are case-sensitive (tests/builtins_format_test.cpp: FormatBuiltins.HL7FlagWrittenInLowerCaseRaises450WithAFullStop)
 std::int16_t FlagFromWord(std::u16string_view word) {
   if (word == u"True") return -1;
   if (word == u"False") return 0;
@@ -67,94 +64,105 @@ std::int16_t FlagFromWord(std::u16string_view word) {
 }  // namespace
 
 bool Interpreter::PerformGetHL7DateTimeFormatArguments(
-    std::int16_t& intInstance, std::u16string& strDate, std::u16string& strTime,
-    std::u16string& strSeparator, std::int16_t& blnIncludeTime, std::int16_t& blnIncludeZone,
-    std::u16string& strZone) {
+    std::int16_t level, std::u16string& date, std::u16string& time, std::u16string& separator,
+    std::int16_t& include_time, std::int16_t& include_zone, std::u16string& zone) {
   return Trapped(u"PerformGetHL7DateTimeFormatArguments",
                  u"PerformGetHL7DateTimeFormatArguments", false, [&] {
-    // Every argument word is trimmed and loses one final comma, except the zone's.
-    auto next_argument = [&] {
-      std::u16string word = GetNextWord(intInstance);
-      TrimBlanks(word);
-      StripFinalComma(word);
-      return word;
-    };
-
-    // The date is the one argument that must be there, and must be a date.
-    std::u16string word = next_argument();
-    if (IsDataField(word)) {
-      Value data = HostField(word)->Data();
-      if (!automation::IsDate(data)) RaiseArgumentNotOptional();
-      strDate = automation::CStr(data);
-    } else {
-      if (!IsDateText(word)) RaiseArgumentNotOptional();
-      strDate = std::move(word);
-    }
-
-    // Time: a field that holds no date is passed over; a literal must be a date or "0" (the
-    // lone comma, stripped to nothing, is neither).
-    word = next_argument();
-    if (word == kEol) return true;
-    if (word != u",") {
-      if (IsDataField(word)) {
-        Value data = HostField(word)->Data();
-        if (automation::IsDate(data)) strTime = automation::CStr(data);
-      } else {
-        if (!IsDateText(word) && word != u"0") RaiseWrongArguments(kWrongArgumentsHL7);
-        strTime = std::move(word);
-      }
-    }
-
-    // Separator: only a "String" field counts; a literal is taken as written, quotes and all.
-    word = next_argument();
-    if (word == kEol) return true;
-    if (word != u"," && !word.empty()) {
-      if (IsDataField(word)) {
-        contract::DataFieldRef field = HostField(word);
-        if (field->DataType() == u"String") strSeparator = automation::CStr(field->Data());
-      } else {
-        strSeparator = std::move(word);
-      }
-    }
-
-    // The two flags: only a "Boolean" field counts; a literal is True or False, as spelt.
-    for (std::int16_t* flag : {&blnIncludeTime, &blnIncludeZone}) {
-      word = next_argument();
-      if (word == kEol) return true;
-      if (word == u"," || word.empty()) continue;
-      if (IsDataField(word)) {
-        contract::DataFieldRef field = HostField(word);
-        if (field->DataType() == u"Boolean") {
-          *flag = automation::CBool(field->Data()) ? std::int16_t{-1} : std::int16_t{0};
-        }
-      } else {
-        *flag = FlagFromWord(word);
-      }
-    }
-
-    // Zone: a sign is a word of its own for the lexer, so the number after it is joined on.
-    // No final comma is removed here.
-    word = GetNextWord(intInstance);
-    TrimBlanks(word);
-    if (IsOperator(word)) {
-      std::u16string number = GetNextWord(intInstance);
-      TrimBlanks(number);
-      word += number;
-    }
-    if (word == kEol) return true;
-    if (IsDataField(word)) {
-      Value data = HostField(word)->Data();
-      if (!automation::IsNumeric(data)) RaiseWrongArguments(kWrongArgumentsHL7);
-      strZone = automation::CStr(data);
-    } else {
-      if (!IsNumberText(word)) RaiseWrongArguments(kWrongArgumentsHL7);
-      strZone = std::move(word);
+    // Each step reads one argument; the first one to meet the end of the text ends the list.
+    ReadHL7Date(level, date);
+    if (ReadHL7Time(level, time) && ReadHL7Separator(level, separator) &&
+        ReadHL7Flag(level, include_time) && ReadHL7Flag(level, include_zone)) {
+      ReadHL7Zone(level, zone);
     }
     return true;
   });
 }
 
-bool Interpreter::PerformFormatHL7DateTime(std::int16_t& intInstance) {
+// The date is the one argument that must be there, and must be a date.
+void Interpreter::ReadHL7Date(std::int16_t level, std::u16string& date) {
+  std::u16string word = HL7Argument(GetNextWord(level));
+  if (IsDataField(word)) {
+    Value data = HostField(word)->Data();
+    if (!automation::IsDate(data)) RaiseArgumentNotOptional();
+    date = automation::CStr(data);
+  } else {
+    if (!IsDateText(word)) RaiseArgumentNotOptional();
+    date = std::move(word);
+  }
+}
+
+// Time: a field that holds no date is passed over; a literal must be a date or "0" (the lone
+// comma, stripped to nothing, is neither).
+bool Interpreter::ReadHL7Time(std::int16_t level, std::u16string& time) {
+  std::u16string word = HL7Argument(GetNextWord(level));
+  if (word == kEndOfLine) return false;
+  if (word == u",") return true;
+  if (IsDataField(word)) {
+    Value data = HostField(word)->Data();
+    if (automation::IsDate(data)) time = automation::CStr(data);
+  } else {
+    // Kept: a lone comma as the time is stripped to nothing and refused (tests/builtins_format_test.cpp: FormatBuiltins.HL7LoneCommaAsTimeIsStrippedToNothingAndRaises450)
+    if (!IsDateText(word) && word != u"0") RaiseWrongArguments(kWrongArgumentsHL7);
+    time = std::move(word);
+  }
+  return true;
+}
+
+// Separator: only a "String" field counts; a literal is taken as written, quotes and all.
+bool Interpreter::ReadHL7Separator(std::int16_t level, std::u16string& separator) {
+  std::u16string word = HL7Argument(GetNextWord(level));
+  if (word == kEndOfLine) return false;
+  if (word == u"," || word.empty()) return true;
+  if (IsDataField(word)) {
+    contract::DataFieldRef field = HostField(word);
+    // Kept: a separator field of another type is passed over (tests/builtins_format_test.cpp: FormatBuiltins.HL7SeparatorGivenAsALongDataFieldIsIgnoredAndSlashIsUsed)
+    if (field->DataType() == u"String") separator = automation::CStr(field->Data());
+  } else {
+    // Kept: a literal separator is taken as written, quotes included (tests/builtins_format_test.cpp: FormatBuiltins.HL7LiteralSeparatorIsTakenAsWrittenQuotesIncluded)
+    separator = std::move(word);
+  }
+  return true;
+}
+
+// A flag: only a "Boolean" field counts; a literal is True or False, as spelt.
+bool Interpreter::ReadHL7Flag(std::int16_t level, std::int16_t& flag) {
+  std::u16string word = HL7Argument(GetNextWord(level));
+  if (word == kEndOfLine) return false;
+  if (word == u"," || word.empty()) return true;
+  if (IsDataField(word)) {
+    contract::DataFieldRef field = HostField(word);
+    if (field->DataType() == u"Boolean") {
+      flag = automation::CBool(field->Data()) ? std::int16_t{-1} : std::int16_t{0};
+    }
+  } else {
+    flag = FlagFromWord(word);
+  }
+  return true;
+}
+
+// Zone: a sign is a word of its own for the lexer, so the number after it is joined on. No
+// final comma is removed here.
+// Kept: the zone keeps what follows it, a closing parenthesis too (tests/builtins_format_test.cpp: FormatBuiltins.HL7ZoneKeepsAClosingParenthesisAndIsThenNoNumber)
+void Interpreter::ReadHL7Zone(std::int16_t level, std::u16string& zone) {
+  std::u16string word = GetNextWord(level);
+  TrimBlanks(word);
+  if (IsOperator(word)) {
+    std::u16string number = GetNextWord(level);
+    TrimBlanks(number);
+    word += number;
+  }
+  if (word == kEndOfLine) return;
+  if (IsDataField(word)) {
+    Value data = HostField(word)->Data();
+    if (!automation::IsNumeric(data)) RaiseWrongArguments(kWrongArgumentsHL7);
+    zone = automation::CStr(data);
+  } else {
+    if (!IsNumberText(word)) RaiseWrongArguments(kWrongArgumentsHL7);
+    zone = std::move(word);
+  }
+}
+
+bool Interpreter::PerformFormatHL7DateTime(std::int16_t level) {
   return Trapped(u"PerformFormatHL7DateTime", u"PerformFormatHL7DateTime", false, [&] {
     std::u16string date;
     std::u16string time;
@@ -163,59 +171,59 @@ bool Interpreter::PerformFormatHL7DateTime(std::int16_t& intInstance) {
     std::int16_t include_zone = 0;
     std::u16string zone;
     // The reader reports its own failure; what it had read by then is formatted all the same.
-    PerformGetHL7DateTimeFormatArguments(intInstance, date, time, separator, include_time,
+    // Kept: FormatHL7DateTime formats what its failed reader left (tests/builtins_format_test.cpp: FormatBuiltins.HL7GoesOnAfterItsReaderFailedAndFormatsTheEmptyDateAsZeros)
+    PerformGetHL7DateTimeFormatArguments(level, date, time, separator, include_time,
                                          include_zone, zone);
     // Every argument is passed, so the conversion's own defaults for left-out ones never apply:
     // an absent zone is the empty text, not "0".
     std::u16string text = support::modTools::ConvertToHL7DateTime(
         std::move(date), &time, &separator, &include_time, &include_zone, &zone);
     std::u16string name = CreateDataFieldFromVariant(Value::String(std::move(text)));
-    InstanceStack(intInstance).Push(HostField(name));
-    AddNameToHoldArray(name, intInstance);
+    PushHeldChecked(name, level);
     return true;
   });
 }
 
-bool Interpreter::GetFormatArguments(std::int16_t& intInstance,
-                                     contract::DataFieldRef& objDataField,
-                                     std::u16string& strFormat) {
+bool Interpreter::GetFormatArguments(std::int16_t level, contract::DataFieldRef& field,
+                                     std::u16string& picture) {
   return Trapped(u"GetFormatArguments", u"GetFormatArguments", false, [&] {
-    std::u16string word = GetNextWord(intInstance);
+    std::u16string word = GetNextWord(level);
     StripFinalComma(word);
-    // The word after an opening parenthesis keeps its comma.
-    if (word == u"(") word = GetNextWord(intInstance);
-    if (!IsDataField(word)) RaiseWrongArguments(kWrongArgumentsFormat);
-    objDataField = HostField(word);
+    // Kept: the word after an opening parenthesis keeps its comma (tests/builtins_format_test.cpp: FormatBuiltins.FormatNameAfterAnOpeningParenthesisKeepsItsCommaAndIsNoField)
+    if (word == u"(") word = GetNextWord(level);
+    if (!IsDataField(word)) RaiseWrongArguments(kWrongArguments);
+    field = HostField(word);
 
-    word = GetNextWord(intInstance);
-    if (word == u",") word = GetNextWord(intInstance);
+    word = GetNextWord(level);
+    if (word == u",") word = GetNextWord(level);
     if (IsDataField(word)) {
-      strFormat = automation::CStr(HostField(word)->Data());
+      picture = automation::CStr(HostField(word)->Data());
     } else {
-      strFormat = std::move(word);
+      picture = std::move(word);
     }
-    if (!strFormat.empty() && strFormat.back() == u')') strFormat.pop_back();
-    strFormat = StripStringDelimiters(strFormat);
+    // Kept: a picture field's name that carries its parenthesis is the picture itself (tests/builtins_format_test.cpp: FormatBuiltins.FormatPictureFieldNameCarryingItsParenthesisIsTakenLiterally)
+    if (!picture.empty() && picture.back() == u')') picture.pop_back();
+    picture = StripStringDelimiters(picture);
     return true;
   });
 }
 
-bool Interpreter::PerformFormat(std::int16_t& intInstance) {
+bool Interpreter::PerformFormat(std::int16_t level) {
   return Trapped(u"PerformFormat", u"PerformFormat", false, [&] {
     // A fresh field stands in until the reader hands over the named one; when the reader fails
     // first, the empty stand-in is what gets formatted.
+    // Kept: Format formats the empty stand-in its failed reader left (tests/builtins_format_test.cpp: FormatBuiltins.FormatGoesOnAfterItsReaderFailedAndFormatsTheEmptyStandIn)
     contract::DataFieldRef field = NewDataField();
     std::u16string picture;
-    GetFormatArguments(intInstance, field, picture);
+    GetFormatArguments(level, field, picture);
     if (!field) automation::Raise(automation::err::ObjectVariableNotSet);
     std::u16string text =
         automation::Format(field->Data(), picture, kSunday, kFirstWeekOfJanuary1);
     std::u16string name = CreateDataFieldFromVariant(Value::String(std::move(text)));
-    InstanceStack(intInstance).Push(HostField(name));
-    AddNameToHoldArray(name, intInstance);
+    PushHeldChecked(name, level);
     field.reset();
     return true;
   });
 }
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

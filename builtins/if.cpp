@@ -2,37 +2,32 @@
 // END IF. The condition and the chosen branch run as nested scripts.
 #include <exception>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "automation/convert.h"
 #include "automation/operators.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
+#include "interpreter/limits.h"
 #include "interpreter/trap.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 using automation::Value;
 
 namespace {
 
-constexpr std::u16string_view kEol = u"<EOL>";
-constexpr std::int16_t kEndedAtElseIf = 32000;
-constexpr std::int16_t kEndedAtElse = 32001;
-
-[[noreturn]] void RaiseIfSyntaxError() {
-  automation::Raise(automation::err::ObjectError(2433), u"Interpreter.PerformIf",
-                    u"Syntax error");
-}
-
-void DropCarriageReturn(std::u16string& word) {
+// A word that ended its line comes with the carriage return; IF reads it without.
+std::u16string WithoutCarriageReturn(std::u16string word) {
   if (!word.empty() && word.back() == u'\r') word.pop_back();
+  return word;
 }
 
-// "If r = True": a value compared with the Boolean True, as the language compares a value with a
-// Boolean (the value taken as a Boolean; Null is never equal).
-bool EqualsTrue(const Value& r) {
-  Value v = automation::Dereference(r);
+// "If value = True": a value compared with the Boolean True, as the language compares a value
+// with a Boolean (the value taken as a Boolean; Null is never equal).
+bool EqualsTrue(const Value& value) {
+  Value v = automation::Dereference(value);
   if (v.IsNull()) return false;
   return automation::CBool(v);
 }
@@ -43,146 +38,155 @@ bool EqualsTrue(const Value& r) {
 // nesting is kept as a list of waiting frames instead of nested calls, so that a long ELSEIF
 // chain cannot exhaust the thread's stack; each frame keeps its own error trap, and an error
 // raised by one frame's handler goes to the waiting frame's trap, as with nested calls.
-bool Interpreter::PerformIf(std::int16_t& intLevel) {
-  std::vector<Value> waiting;   // the r of each frame whose ELSEIF runs further in
+// Departure: the ELSEIF chain as a loop of frames (tests/builtins_if_test.cpp: IfScripts.AnElseIfChainAsLongAsAScriptFitsAOneMegabyteStack, IfSteps.AnErrorRaisedByAnInnerFramesHandlerGoesToTheWaitingFramesTrap)
+bool Interpreter::PerformIf(std::int16_t level) {
+  std::vector<Value> waiting;   // the value of each frame whose ELSEIF runs further in
   bool inner_result = false;    // what the frame just finished answered
   std::exception_ptr escaped;   // an error raised by the just-finished frame's handler
 
-  // A frame's steps, from its condition up to where its ELSEIF chain goes in (descend set), or
-  // to its end.
-  for (;;) {
-    Value r;
-    bool descend = false;
+  // One frame's steps under its own trap, as one call of PerformIf.
+  auto run_frame = [&](auto&& steps) {
     try {
-      inner_result = Trapped(u"PerformIf", u"PerformIf", false, [&] {
-        std::u16string condition = automation::Trim(GetIfCondition(intLevel));
-        // An ELSEIF gave back its IF, which now starts the condition.
-        if (condition.size() >= 3 && condition.compare(0, 3, u"IF ") == 0) condition.erase(0, 3);
-        r = Value::Object(RealizeRegularExpression(condition));
-        if (automation::IsNumeric(r) && automation::TypeName(r) != u"Boolean") {
-          r = automation::NotEqual(r, Value::Integer(0));
-        }
-        if (EqualsTrue(r)) {
-          std::int16_t code = 0;
-          std::u16string branch = GetStatements(intLevel, code);
-          r = Value::Object(RealizeRegularExpression(branch));
-        } else {
-          std::int16_t code = 0;
-          GetStatements(intLevel, code);
-          if (code == kEndedAtElseIf) {
-            descend = true;
-            return true;
-          }
-          if (code == kEndedAtElse) {
-            std::u16string branch;
-            for (;;) {
-              const std::int16_t before = ReadPosition(intLevel);
-              branch = GetStatements(intLevel, code);
-              if (!automation::TrimView(branch).empty()) break;
-              // An ELSE with no word would be collected again and again without end; once the
-              // reading stops moving, or has run off the end of the text, the branch is empty
-              // and none runs.
-              const std::int16_t after = ReadPosition(intLevel);
-              if (after == before || static_cast<std::int64_t>(after) >
-                                         static_cast<std::int64_t>(InstanceText(intLevel).size())) {
-                break;
-              }
-            }
-            if (!automation::TrimView(branch).empty()) {
-              r = Value::Object(RealizeRegularExpression(branch));
-            }
-          }
-        }
-        FinishIf(intLevel, r);
-        return true;
-      });
+      inner_result = Trapped(u"PerformIf", u"PerformIf", false, steps);
     } catch (...) {
+      // Raised by the frame's handler: it belongs to the waiting frame's trap, as it would
+      // reach the caller's trap in nested calls.
       inner_result = false;
       escaped = std::current_exception();
     }
+  };
+
+  // The frames from the outermost in, each up to where its ELSEIF chain goes in, or to its end.
+  for (;;) {
+    Value value;
+    bool descend = false;
+    run_frame([&] {
+      descend = RunIfBranches(level, value);
+      if (!descend) FinishIf(level, value);
+      return true;
+    });
     if (!descend || escaped) break;
-    waiting.push_back(std::move(r));
+    waiting.push_back(std::move(value));
   }
 
   // The waiting frames, innermost first: take the inner statement's value when it answered
   // True, then finish as usual.
   while (!waiting.empty()) {
-    Value r = std::move(waiting.back());
+    Value value = std::move(waiting.back());
     waiting.pop_back();
-    std::exception_ptr raised = escaped;
-    escaped = nullptr;
+    std::exception_ptr raised = std::exchange(escaped, nullptr);
     const bool inner = inner_result;
-    try {
-      inner_result = Trapped(u"PerformIf", u"PerformIf", false, [&] {
-        if (raised) std::rethrow_exception(raised);
-        if (inner) r = Value::Object(InstanceStack(intLevel).Pop());
-        FinishIf(intLevel, r);
-        return true;
-      });
-    } catch (...) {
-      inner_result = false;
-      escaped = std::current_exception();
-    }
+    run_frame([&] {
+      if (raised) std::rethrow_exception(raised);
+      if (inner) value = Value::Object(InstanceStack(level).Pop());
+      FinishIf(level, value);
+      return true;
+    });
   }
   if (escaped) std::rethrow_exception(escaped);
   return inner_result;
 }
 
-// The end of every IF statement: skip to its END IF, and leave its value on the level's stack.
-void Interpreter::FinishIf(std::int16_t& intLevel, const Value& r) {
-  RemoveEndIf(intLevel);
-  std::u16string name = CreateDataFieldFromVariant(r);
-  InstanceStack(intLevel).Push(HostFields()->Item(name));
-  AddNameToHoldArray(name, intLevel);
+bool Interpreter::RunIfBranches(std::int16_t level, Value& value) {
+  std::u16string condition = automation::Trim(GetIfCondition(level));
+  // An ELSEIF gave back its IF, which now starts the condition.
+  if (condition.size() >= 3 && condition.compare(0, 3, u"IF ") == 0) condition.erase(0, 3);
+  value = Value::Object(RealizeRegularExpression(condition));
+  // Kept: a number other than a Boolean is true when it is not 0 (tests/builtins_if_test.cpp: IfScripts.ANumericConditionOfFiveIsTrueAndZeroFalse)
+  if (automation::IsNumeric(value) && automation::TypeName(value) != u"Boolean") {
+    value = automation::NotEqual(value, Value::Integer(0));
+  }
+  std::int16_t ended_at = 0;
+  if (EqualsTrue(value)) {
+    std::u16string branch = GetStatements(level, ended_at);
+    value = Value::Object(RealizeRegularExpression(branch));
+    return false;
+  }
+  GetStatements(level, ended_at);
+  if (ended_at == kEndedAtElseIf) return true;
+  if (ended_at == kEndedAtElse) {
+    std::u16string branch = GetElseStatements(level);
+    if (!automation::TrimView(branch).empty()) {
+      value = Value::Object(RealizeRegularExpression(branch));
+    }
+  }
+  return false;
 }
 
-std::u16string Interpreter::GetIfCondition(std::int16_t& intLevel) {
+std::u16string Interpreter::GetElseStatements(std::int16_t level) {
+  std::int16_t ended_at = kEndedAtElse;
+  std::u16string branch;
+  for (;;) {
+    const std::int16_t before = ReadPosition(level);
+    branch = GetStatements(level, ended_at);
+    if (!automation::TrimView(branch).empty()) break;
+    // An ELSE with no word would be collected again and again without end; once the reading
+    // stops moving, or has run off the end of the text, the branch is empty and none runs.
+    // Departure: an ELSE with no word stops (tests/builtins_if_test.cpp: IfScripts.AnEmptyElseEndsInsteadOfRepeatingForever)
+    const std::int16_t after = ReadPosition(level);
+    if (after == before ||
+        static_cast<std::int64_t>(after) > static_cast<std::int64_t>(InstanceText(level).size())) {
+      break;
+    }
+  }
+  return branch;
+}
+
+// The end of every IF statement: skip to its END IF, and leave its value on the level's stack.
+void Interpreter::FinishIf(std::int16_t level, const Value& value) {
+  RemoveEndIf(level);
+  std::u16string name = CreateDataFieldFromVariant(value);
+  PushHeld(name, level);
+}
+
+std::u16string Interpreter::GetIfCondition(std::int16_t level) {
   return Trapped(u"GetIfCondition", u"GetIfCondition", std::u16string{}, [&] {
     std::u16string condition;
-    std::u16string word = GetNextWord(intLevel);
-    DropCarriageReturn(word);
+    std::u16string word = WithoutCarriageReturn(GetNextWord(level));
     for (;;) {
       if (automation::UCase(automation::TrimView(word)) == u"THEN") break;
-      if (word == kEol) break;
+      if (word == kEndOfLine) break;
       if (!condition.empty()) condition += u' ';
       condition += word;
-      word = GetNextWord(intLevel);
-      DropCarriageReturn(word);
+      word = WithoutCarriageReturn(GetNextWord(level));
     }
     return condition;
   });
 }
 
-std::u16string Interpreter::GetStatements(std::int16_t& intLevel, std::int16_t& intBranch) {
+std::u16string Interpreter::GetStatements(std::int16_t level, std::int16_t& ended_at) {
   return Trapped(u"GetStatements", u"GetStatements", std::u16string{}, [&] {
     std::u16string statements;
     bool first_word = true;
     for (;;) {
-      std::u16string word = GetNextWord(intLevel);
-      DropCarriageReturn(word);
-      const std::u16string u = automation::UCase(automation::TrimView(word));
-      if (u == u"ELSE") {
+      std::u16string word = WithoutCarriageReturn(GetNextWord(level));
+      const std::u16string upper = automation::UCase(automation::TrimView(word));
+      if (upper == u"ELSE") {
+        // Kept: an ELSE that is the branch's first word is passed over (tests/builtins_if_test.cpp: IfSteps.GetStatementsPassesOverAnElseThatIsTheFirstWord)
         if (!first_word) {
-          intBranch = kEndedAtElse;
-          PutLastWord(intLevel, word);
+          ended_at = kEndedAtElse;
+          PutLastWord(level, word);
           break;
         }
-      } else if (u == u"ELSEIF") {
+      } else if (upper == u"ELSEIF") {
         // Giving back "IF" moves the reading back three characters, so that the IF at the end
         // of ELSEIF starts the next statement.
-        intBranch = kEndedAtElseIf;
-        PutLastWord(intLevel, u"IF");
+        // Kept: ELSEIF gives back its last three characters (tests/builtins_if_test.cpp: IfSteps.GetStatementsEndingAtElseIfAnswers32000AndGivesBackItsIf)
+        ended_at = kEndedAtElseIf;
+        PutLastWord(level, u"IF");
         break;
-      } else if (u == u"ENDIF") {
-        PutLastWord(intLevel, word);
+      } else if (upper == u"ENDIF") {
+        PutLastWord(level, word);
         break;
-      } else if (u == u"END") {
-        if (automation::TrimView(PeekNextWord(intLevel)) != u"IF") RaiseIfSyntaxError();
-        PutLastWord(intLevel, word);
+      } else if (upper == u"END") {
+        // Kept: END must be followed by IF in capitals (tests/builtins_if_test.cpp: IfScripts.EndWithALowerCaseIfIsASyntaxError)
+        if (automation::TrimView(PeekNextWord(level)) != u"IF") RaiseSyntaxError(kIfSource);
+        PutLastWord(level, word);
         break;
-      } else if (u == kEol) {
-        RaiseIfSyntaxError();
+      } else if (upper == kEndOfLine) {
+        RaiseSyntaxError(kIfSource);
       } else {
+        // Kept: the branch's words are joined without separators (tests/builtins_if_test.cpp: IfSteps.GetStatementsJoinsTheBranchWordsWithoutSeparators)
         statements += word;
       }
       first_word = false;
@@ -191,22 +195,22 @@ std::u16string Interpreter::GetStatements(std::int16_t& intLevel, std::int16_t& 
   });
 }
 
-bool Interpreter::RemoveEndIf(std::int16_t& intLevel) {
+bool Interpreter::RemoveEndIf(std::int16_t level) {
   return Trapped(u"RemoveEndIf", u"RemoveEndIf", false, [&] {
-    std::u16string word = GetNextWord(intLevel);
-    DropCarriageReturn(word);
+    std::u16string word = WithoutCarriageReturn(GetNextWord(level));
     for (;;) {
-      if (automation::TrimView(word) == u"END IF" || word == kEol || word == u"ENDIF") return true;
-      if (automation::TrimView(word) == u"END") {
-        std::u16string next = GetNextWord(intLevel);
-        DropCarriageReturn(next);
-        if (automation::TrimView(next) == u"IF") return true;
-        RaiseIfSyntaxError();
+      // Kept: only END IF and ENDIF as written end the skipping (tests/scripts/if.cases: lower_case_end_if_is_skipped_after_the_branch_that_ran)
+      if (automation::TrimView(word) == u"END IF" || word == kEndOfLine || word == u"ENDIF") {
+        return true;
       }
-      word = GetNextWord(intLevel);
-      DropCarriageReturn(word);
+      if (automation::TrimView(word) == u"END") {
+        std::u16string next = WithoutCarriageReturn(GetNextWord(level));
+        if (automation::TrimView(next) == u"IF") return true;
+        RaiseSyntaxError(kIfSource);
+      }
+      word = WithoutCarriageReturn(GetNextWord(level));
     }
   });
 }
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

@@ -6,24 +6,19 @@
 #include "automation/error.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
+#include "interpreter/limits.h"
 #include "interpreter/trap.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 using automation::Value;
 
 namespace {
 
-constexpr std::u16string_view kEol = u"<EOL>";
-
-[[noreturn]] void RaiseWrongArguments() {
-  automation::Raise(automation::err::WrongNumberOfArguments, {},
-                    u"Wrong number of arguments or invalid property assignment");
-}
-
 // The replace operation's compare argument: -1 is the module's own comparison, which is the
 // binary one; 0 binary, 1 text. Any other value is refused by the operation (5), the database
 // comparison (2) included, since no database supplies its rules here.
+// Kept: compare 2 and beyond are refused in PerformReplace (tests/builtins_replace_test.cpp: ReplaceBuiltin.CompareOutsideTheKnownModesFailsInPerformReplace)
 automation::CompareMode CompareModeOf(std::int32_t compare) {
   switch (compare) {
     case -1:
@@ -38,85 +33,90 @@ automation::CompareMode CompareModeOf(std::int32_t compare) {
 
 }  // namespace
 
-bool Interpreter::GetReplaceArguments(std::int16_t& intLevel, contract::DataFieldRef& objSource,
-                                      std::u16string& strFind, std::u16string& strReplacement,
-                                      std::int32_t& lngStart, std::int32_t& lngCount,
-                                      std::int32_t& lngCompare) {
+bool Interpreter::GetReplaceArguments(std::int16_t level, contract::DataFieldRef& source,
+                                      std::u16string& find, std::u16string& replacement,
+                                      std::int32_t& start, std::int32_t& count,
+                                      std::int32_t& compare) {
   return Trapped(u"GetReplaceArguments", u"GetReplaceArguments", false, [&] {
-    lngStart = 1;
-    lngCount = -1;
-    lngCompare = -1;
+    start = 1;
+    count = -1;
+    compare = -1;
 
     // Source: a data field; only here is a final comma removed before the field test, and the
     // word after an opening parenthesis keeps its own.
-    std::u16string word = GetNextWord(intLevel);
+    // Kept: the source after an opening parenthesis keeps its comma (tests/builtins_replace_test.cpp: ReplaceBuiltin.SourceAfterAnOpeningParenthesisKeepsItsCommaAndIsNoField)
+    std::u16string word = GetNextWord(level);
     if (!word.empty() && word.back() == u',') word.pop_back();
-    if (word == u"(") word = GetNextWord(intLevel);
-    if (!IsDataField(word)) RaiseWrongArguments();
-    objSource = MColField(word);
+    if (word == u"(") word = GetNextWord(level);
+    if (!IsDataField(word)) RaiseWrongArguments(kWrongArguments);
+    source = MColField(word);
 
     // Find and replacement are tested as the lexer gave them: a name that carries its comma or
     // closing parenthesis is no field and is taken as text. Whatever comes next is taken, even
     // the end of the text.
+    // Kept: a find name carrying its comma is taken as text (tests/builtins_replace_test.cpp: ReplaceBuiltin.FindFromAFieldAndFindFieldNameCarryingItsCommaIsNoField)
+    // Kept: a missing find or replacement takes whatever comes next (tests/builtins_replace_test.cpp: ReplaceBuiltin.MissingFindAndReplacementAreTakenFromWhateverComesNext)
     auto text_argument = [&](std::u16string& out) {
-      word = GetNextWord(intLevel);
-      if (word == u",") word = GetNextWord(intLevel);
+      word = GetNextWord(level);
+      if (word == u",") word = GetNextWord(level);
       if (IsDataField(word)) {
         out = automation::CStr(MColField(word)->Data());
       } else {
         out = std::move(word);
       }
     };
-    text_argument(strFind);
-    strFind = StripStringDelimiters(strFind);
-    text_argument(strReplacement);
+    text_argument(find);
+    find = StripStringDelimiters(find);
+    text_argument(replacement);
     // The closing parenthesis comes off the chosen value, so a field's value ending in ")"
     // loses it too.
-    if (!strReplacement.empty() && strReplacement.back() == u')') strReplacement.pop_back();
-    strReplacement = StripStringDelimiters(strReplacement);
+    // Kept: a replacement field's value loses its final ")" (tests/builtins_replace_test.cpp: ReplaceBuiltin.ReplacementFieldValueEndingInAParenthesisLosesIt)
+    if (!replacement.empty() && replacement.back() == u')') replacement.pop_back();
+    replacement = StripStringDelimiters(replacement);
 
     // Start, count and compare are optional whole numbers; the first one missing ends the list.
     auto number_argument = [&](std::int32_t& out) {
-      word = GetNextWord(intLevel);
-      if (word == u",") word = GetNextWord(intLevel);
+      word = GetNextWord(level);
+      if (word == u",") word = GetNextWord(level);
       if (!word.empty() && word.back() == u')') word.pop_back();
-      if (word.empty() || word == kEol) return false;
+      if (word.empty() || word == kEndOfLine) return false;
       if (IsDataField(word)) {
         Value data = MColField(word)->Data();
-        if (!automation::IsNumeric(data)) RaiseWrongArguments();
+        if (!automation::IsNumeric(data)) RaiseWrongArguments(kWrongArguments);
         out = automation::CLng(data);
       } else {
-        if (!automation::ParseNumber(word)) RaiseWrongArguments();
+        // Kept: "-1" is read as the sign alone, which is no number (tests/builtins_replace_test.cpp: ReplaceBuiltin.NegativeLiteralNumberIsReadAsItsSignAloneAndRaises450)
+        if (!automation::ParseNumber(word)) RaiseWrongArguments(kWrongArguments);
         out = automation::CLng(Value::String(std::move(word)));
       }
       return true;
     };
-    if (number_argument(lngStart) && number_argument(lngCount)) number_argument(lngCompare);
+    if (number_argument(start) && number_argument(count)) number_argument(compare);
     return true;
   });
 }
 
-bool Interpreter::PerformReplace(std::int16_t& intLevel) {
+bool Interpreter::PerformReplace(std::int16_t level) {
   return Trapped(u"PerformReplace", u"PerformReplace", false, [&] {
     // A fresh field stands in until the reader hands over the source; when the reader fails
     // first, the empty stand-in's text (nothing) is what gets replaced in.
+    // Kept: replacing goes on after the reader failed (tests/builtins_replace_test.cpp: ReplaceBuiltin.GoesOnAfterItsReaderFailedWithTheEmptyStandIn)
     contract::DataFieldRef source = NewDataField();
     std::u16string find;
     std::u16string replacement;
     std::int32_t start = 1;
     std::int32_t count = -1;
     std::int32_t compare = -1;
-    GetReplaceArguments(intLevel, source, find, replacement, start, count, compare);
+    GetReplaceArguments(level, source, find, replacement, start, count, compare);
     if (!source) automation::Raise(automation::err::ObjectVariableNotSet);
     const std::u16string text = automation::CStr(source->Data());
     std::u16string result =
         automation::Replace(text, find, replacement, start, count, CompareModeOf(compare));
     std::u16string name = CreateDataFieldFromVariant(Value::String(std::move(result)));
-    InstanceStack(intLevel).Push(HostField(name));
-    AddNameToHoldArray(name, intLevel);
+    PushHeldChecked(name, level);
     source.reset();
     return true;
   });
 }
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

@@ -149,7 +149,7 @@ int main(int argc, char** argv) {
       return 0;
     }
     if (command == "--version") {
-      qorvintr::Interpreter interpreter;
+      qorvintr::engine::Interpreter interpreter;
       qorvintr::cli::WriteOut(u"qorvintr " +
                               qorvintr::automation::FromUtf8(QORVINTR_VERSION_TEXT) +
                               u" (interpreter release " + interpreter.Release() + u")\n");

@@ -104,7 +104,7 @@ Session::Session(const Options& options) {
   }
   errors_ = std::make_shared<PrintingErrorObject>(options.errors);
 
-  interpreter_ = std::make_unique<Interpreter>();
+  interpreter_ = std::make_unique<engine::Interpreter>();
   if (!ini_name.empty()) interpreter_->SetOrlinaIniFilename(ini_name);
   contract::DataFieldsRef fields = fields_;
   contract::HostErrorRef errors = errors_;

@@ -56,7 +56,7 @@ class Session {
   std::optional<TemporaryFile> generated_ini_;
   std::shared_ptr<components::DataFieldCollection> fields_;
   std::shared_ptr<PrintingErrorObject> errors_;
-  std::unique_ptr<Interpreter> interpreter_;
+  std::unique_ptr<engine::Interpreter> interpreter_;
   bool clock_fixed_ = false;
 };
 

@@ -117,11 +117,11 @@ class InterpreterObject final : public DualObject<_Interpreter> {
     });
   }
   HRESULT STDMETHODCALLTYPE get_g_orlina_ini_filename(BSTR* ret) override {
-    return Text(ret, [&] { return engine_.g_orlina_ini_filename; });
+    return Text(ret, [&] { return engine_.OrlinaIniFilename(); });
   }
   HRESULT STDMETHODCALLTYPE put_g_orlina_ini_filename(BSTR value) override {
     return Guard([&] {
-      engine_.g_orlina_ini_filename = FromBstr(value);
+      engine_.SetOrlinaIniFilenameOnly(FromBstr(value));
       return S_OK;
     });
   }
@@ -158,7 +158,7 @@ class InterpreterObject final : public DualObject<_Interpreter> {
     *target = replacement;
   }
 
-  Interpreter engine_;
+  engine::Interpreter engine_;
 };
 
 HRESULT CreateInterpreter(REFIID iid, void** object) {

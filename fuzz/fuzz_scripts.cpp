@@ -47,8 +47,8 @@
 #include "interpreter_seam.h"
 #include "support/debug_log.h"
 
-using qorvintr::Interpreter;
-using qorvintr::InterpreterSeam;
+using qorvintr::engine::Interpreter;
+using qorvintr::engine::InterpreterSeam;
 using qorvintr::automation::Value;
 namespace automation = qorvintr::automation;
 namespace components = qorvintr::components;

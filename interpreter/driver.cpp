@@ -5,25 +5,15 @@
 #include "automation/text.h"
 #include "contract/creation.h"
 #include "interpreter/interpreter.h"
+#include "interpreter/limits.h"
 #include "interpreter/trap.h"
 #include "support/debug_log.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 using automation::Value;
 
 namespace {
-
-constexpr std::u16string_view kEol = u"<EOL>";
-constexpr std::u16string_view kDriverSource = u"Interpreter.RealizeRegularExpression";
-
-[[noreturn]] void RaiseFromDriver(std::int32_t code, std::u16string description) {
-  automation::Raise(automation::err::ObjectError(code), std::u16string(kDriverSource),
-                    std::move(description));
-}
-[[noreturn]] void RaiseSyntaxError() { RaiseFromDriver(2433, u"Syntax error"); }
-[[noreturn]] void RaiseObjectRequired() { RaiseFromDriver(424, u"Object required"); }
-
 
 // The value the host sees when a script fails: a field named "Error" holding the Boolean False.
 // It is not added to the host's collection.
@@ -36,145 +26,169 @@ contract::DataFieldRef MakeErrorField() {
   return field;
 }
 
+// The driver's trap text: the usual one, then the script and the word.
+std::u16string DriverTrapText(const support::TrappedError& error, std::u16string_view expression,
+                              std::u16string_view word) {
+  std::u16string text = support::ErrorTrapText(u"Interpreter", u"RealizeRegularExpression", error);
+  // Kept: no blank after "Expression:" (tests/interpreter_driver_test.cpp: Scripts.ARightParenthesisWithoutALeftOneIsASyntaxError)
+  text += u"\r\nExpression:";
+  text += expression;
+  text += u"\r\nWord: ";
+  text += word;
+  return text;
+}
+
+// A temporary the collection refused (its name empty) is "Object required".
+void RequireCreated(const std::u16string& name) {
+  if (name.empty()) RaiseObjectRequired();
+}
+
 }  // namespace
 
-contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& strExpression) {
+contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& expression) {
   contract::DataFieldRef result;
   std::u16string word;
-  std::int16_t instance = 0;
+  std::int16_t level = 0;
 
-  // The driver's own handler: log with the script and the word, answer the "Error" field.
-  auto handle = [&](const support::TrappedError& error) {
-    try {
-      // The usual trap text, then the script and the word (no blank after "Expression:").
-      std::u16string text =
-          support::ErrorTrapText(u"Interpreter", u"RealizeRegularExpression", error);
-      text += u"\r\nExpression:";
-      text += strExpression;
-      text += u"\r\nWord: ";
-      text += word;
-      support::modDebugLog::WriteDebugLog(text);
-    } catch (...) {
-      // A failing log must not keep the host from its answer.
-    }
-    try {
-      result = MakeErrorField();
-    } catch (...) {
-      result.reset();
-    }
+  // The driver's own handler instead of a report: log with the script and the word, answer the
+  // "Error" field. It never raises.
+  auto on_error = [&](const support::TrappedError& error) {
+    // A failing log must not keep the host from its answer.
+    support::IgnoreErrors(
+        [&] { support::modDebugLog::WriteDebugLog(DriverTrapText(error, expression, word)); });
+    // No field at all when even the "Error" field cannot be made.
+    contract::DataFieldRef error_field;
+    support::IgnoreErrors([&] { error_field = MakeErrorField(); });
+    result = std::move(error_field);
   };
 
-  try {
-    if (fault_injector_) fault_injector_(u"RealizeRegularExpression");
-    strExpression = automation::Trim(strExpression);
-    instance = AddInstance(strExpression);
-    // A negative instance number counts as a failure (AddInstance answers none today).
-    if (instance < 0) automation::Raise(0, {}, u" ");
-    // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
-    // sixteen deep) would leave the temporaries it cannot record in the host's collection, and
-    // nest without bound: it ends here with the subscript error such a level gives.
-    if (instance > 15) automation::Raise(automation::err::SubscriptOutOfRange);
-    int state = 1;
-    std::int16_t depth = 0;
-    for (;;) {
-      const std::u16string& text = InstanceText(instance);
-      const std::int16_t position = ReadPosition(instance);
-      if (static_cast<std::int64_t>(position) > static_cast<std::int64_t>(text.size())) break;
-      // A text longer than the reader can reach would keep the loop at the read limit forever:
-      // it ends here as the reader's own error.
-      if (position >= 32767) {
-        automation::Raise(automation::err::ObjectError(9), u"Interpreter.GetNextChar",
-                          u"Subscript out of range");
-      }
-      word = automation::Trim(GetNextWord(instance));
-      support::Stack& stack = InstanceStack(instance);
-      if (state == 1) {
-        state = 2;
-        if (IsLeftParenthesis(word)) {
-          std::u16string name = CreateOperatorDataField(word);
-          if (name.empty()) RaiseObjectRequired();
-          depth = Add16(depth, 1);
-          stack.Push(HostFields()->Item(name));
-          AddNameToHoldArray(name, instance);
-          state = 1;
-        } else if (IsStringLiteral(word)) {
-          std::u16string name = CreateStringDataField(word);
-          if (name.empty()) RaiseObjectRequired();
-          stack.Push(HostFields()->Item(name));
-          AddNameToHoldArray(name, instance);
-        } else if (IsDateLiteral(word)) {
-          std::u16string name = CreateDateDataField(word);
-          if (name.empty()) RaiseObjectRequired();
-          stack.Push(HostFields()->Item(name));
-          AddNameToHoldArray(name, instance);
-        } else if (automation::IsNumeric(Value::String(word))) {
-          std::u16string name = CreateNumericDataField(word);
-          if (name.empty()) RaiseObjectRequired();
-          stack.Push(HostFields()->Item(name));
-          AddNameToHoldArray(name, instance);
-        } else if (IsDataField(word)) {
-          // The host's own field: nothing to release later.
-          stack.Push(HostFields()->Item(word));
-        } else if (IsFunction(word)) {
-          // The function reads its own arguments and pushes its own value.
-          (void)PerformFunction(word, instance);
-        } else if (word.empty() || word == u" ") {
-          state = 1;
-        } else if (word == kEol) {
-          // Nothing to do: the end of a line where an operand may stand.
-        } else {
-          RaiseSyntaxError();
-        }
-      } else {
-        state = 1;
-        if (IsRightParenthesis(word)) {
-          if (depth > 0) {
-            EvaluateExpression(instance);
-            depth = Add16(depth, -1);
-          } else {
-            RaiseSyntaxError();
+  // AddInstance answers 0 on failure, which the run then takes for instance 0; any other answer
+  // is a slot it has just written, so never below 0.
+  support::RunTrapped<support::OnHandlerError::kDrop>(
+      false,
+      [&] {
+        if (fault_injector_) fault_injector_(u"RealizeRegularExpression");
+        expression = automation::Trim(expression);
+        level = AddInstance(expression);
+        // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
+        // sixteen deep) would leave the temporaries it cannot record in the host's collection,
+        // and nest without bound: it ends here with the subscript error such a level gives.
+        // Departure: a run deeper than level 15 ends with error 9 (tests/builtins_if_test.cpp: IfScripts.ARunDeeperThanLevel15EndsWithError9)
+        if (level > kDeepestLevel) automation::Raise(automation::err::SubscriptOutOfRange);
+        DriverState state = DriverState::kOperandExpected;
+        std::int16_t depth = 0;
+        for (;;) {
+          const std::u16string& text = InstanceText(level);
+          const std::int16_t position = ReadPosition(level);
+          if (static_cast<std::int64_t>(position) > static_cast<std::int64_t>(text.size())) {
+            break;
           }
-          state = 2;
-        } else if (IsOperator(word)) {
-          const std::int32_t next = PeekNextChar(instance);
-          const char16_t unit = static_cast<char16_t>(next);
-          if (next != kNoChar && IsOperator(std::u16string_view(&unit, 1))) {
-            const std::int32_t c = GetNextChar(instance);
-            if (c != kNoChar) word += static_cast<char16_t>(c);
-          }
-          // "=" joins the whole left side with the whole right side.
-          if (word == u"=") EvaluateExpression(instance);
-          std::u16string name = CreateOperatorDataField(word);
-          if (name.empty()) RaiseObjectRequired();
-          stack.Push(HostFields()->Item(name));
-          AddNameToHoldArray(name, instance);
-        } else if (word.empty() || word == u" " || word == kEol) {
-          state = 2;
-        } else {
-          RaiseSyntaxError();
+          // A text longer than the reader can reach would keep the loop at the read limit
+          // forever; it ends here as the reader's own error.
+          // Departure: the driver at the read limit answers the "Error" field (tests/interpreter_driver_test.cpp: Scripts.AScriptBeyondTheReadLimitAnswersTheErrorFieldInsteadOfLooping)
+          if (position >= kReadLimit) RaiseReadLimit();
+          word = automation::Trim(GetNextWord(level));
+          // Asked on every word: a level without its stack fails here, before the word is used.
+          (void)InstanceStack(level);
+          state = state == DriverState::kOperandExpected ? ReadOperand(level, word, depth)
+                                                         : ReadOperator(level, word, depth);
         }
-      }
-    }
-    EvaluateExpression(instance);
-    result = InstanceStack(instance).Pop();
-  } catch (...) {
-    handle(support::CaptureCurrentError());
-  }
+        EvaluateExpression(level);
+        result = InstanceStack(level).Pop();
+        return true;
+      },
+      on_error);
 
-  // Close the instance, on the normal path and after a failure alike. A step that fails goes
-  // to the handler and the closing goes on with the next step, so that it always ends.
-  auto close_step = [&](auto&& step) {
-    try {
-      step();
-    } catch (...) {
-      handle(support::CaptureCurrentError());
+  CloseInstance(level, on_error);
+  return result;
+}
+
+DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
+                                     std::int16_t& depth) {
+  if (IsLeftParenthesis(word)) {
+    std::u16string name = CreateOperatorDataField(word);
+    RequireCreated(name);
+    depth = Add16(depth, 1);
+    PushHeld(name, level);
+    return DriverState::kOperandExpected;
+  }
+  if (IsStringLiteral(word)) {
+    std::u16string name = CreateStringDataField(word);
+    RequireCreated(name);
+    PushHeld(name, level);
+  } else if (IsDateLiteral(word)) {
+    std::u16string name = CreateDateDataField(word);
+    RequireCreated(name);
+    PushHeld(name, level);
+  } else if (automation::IsNumeric(Value::String(word))) {
+    std::u16string name = CreateNumericDataField(word);
+    RequireCreated(name);
+    PushHeld(name, level);
+  } else if (IsDataField(word)) {
+    // The host's own field: nothing to release later.
+    InstanceStack(level).Push(HostFields()->Item(word));
+  } else if (IsFunction(word)) {
+    // The function reads its own arguments and pushes its own value.
+    // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
+    (void)PerformFunction(word, level);
+  } else if (word.empty() || word == u" ") {
+    return DriverState::kOperandExpected;
+  } else if (word == kEndOfLine) {
+    // Nothing to do: the end of a line where an operand may stand.
+  } else {
+    RaiseSyntaxError(kDriverSource);
+  }
+  return DriverState::kOperatorExpected;
+}
+
+DriverState Interpreter::ReadOperator(std::int16_t level, std::u16string& word,
+                                      std::int16_t& depth) {
+  if (IsRightParenthesis(word)) {
+    if (depth <= 0) RaiseSyntaxError(kDriverSource);
+    EvaluateExpression(level);
+    depth = Add16(depth, -1);
+    return DriverState::kOperatorExpected;
+  }
+  if (IsOperator(word)) {
+    // A second operator character joins the first: "==", "<=", ">=", "<>", "!=".
+    const std::int32_t next = PeekNextChar(level);
+    const char16_t unit = static_cast<char16_t>(next);
+    if (next != kNoChar && IsOperator(std::u16string_view(&unit, 1))) {
+      const std::int32_t c = GetNextChar(level);
+      if (c != kNoChar) word += static_cast<char16_t>(c);
     }
+    // Kept: "=" first reduces everything left of it (tests/interpreter_driver_test.cpp: Scripts.EverythingLeftOfEqualsIsReducedBeforeEquals)
+    if (word == u"=") EvaluateExpression(level);
+    std::u16string name = CreateOperatorDataField(word);
+    RequireCreated(name);
+    PushHeld(name, level);
+    return DriverState::kOperandExpected;
+  }
+  if (word.empty() || word == u" " || word == kEndOfLine) return DriverState::kOperatorExpected;
+  RaiseSyntaxError(kDriverSource);
+}
+
+// Close the level, on the normal path and after a failure alike. A step that fails goes to the
+// handler and the closing goes on with the next step, so that it always ends.
+// Departure: closing continues after a failing step (tests/interpreter_driver_test.cpp: Scripts.ClosingGoesOnAfterAFailingStep)
+template <class OnError>
+void Interpreter::CloseInstance(std::int16_t level, OnError& on_error) {
+  auto close_step = [&](auto&& step) {
+    support::RunTrapped<support::OnHandlerError::kDrop>(
+        false,
+        [&] {
+          step();
+          return true;
+        },
+        on_error);
   };
   std::int32_t last_slot = -1;
-  if (instance >= 0 && instance <= 15) close_step([&] { last_slot = HoldArray.UBound(2); });
+  const bool has_hold_row = level >= 0 && level <= kDeepestLevel;
+  if (has_hold_row) close_step([&] { last_slot = hold_array_.UBound(2); });
   for (std::int32_t slot = last_slot; slot >= 0; --slot) {
     close_step([&] {
-      std::u16string& entry = HoldArray(instance, slot);
+      // Kept: the result temporary goes too; the caller's reference stays valid (tests/interpreter_driver_test.cpp: Scripts.TheResultTemporaryIsNoLongerInTheCollectionButStaysValid)
+      std::u16string& entry = hold_array_(level, slot);
       if (entry.empty()) return;
       std::u16string name = std::move(entry);
       entry.clear();
@@ -185,10 +199,10 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& str
   // The level's slots are all free again. Starting its next run at the first slot keeps a host
   // that never resets from growing the table (and its 16-bit slot count) run after run until
   // temporaries could no longer be recorded and would stay in its collection.
-  if (instance >= 0 && instance <= 15) close_step([&] { HoldTop(instance) = -1; });
+  // Departure: HoldTop is set back to -1 when a run closes (tests/interpreter_driver_test.cpp: Scripts.ARunGivesItsLevelsHoldSlotsBack)
+  if (has_hold_row) close_step([&] { hold_top_(level) = -1; });
   close_step([&] { instance_counter_ = Add16(instance_counter_, -1); });
-  close_step([&] { InstanceStack(instance).EmptyStack(); });
-  return result;
+  close_step([&] { InstanceStack(level).EmptyStack(); });
 }
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

@@ -6,9 +6,10 @@
 #include "automation/operators.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
+#include "interpreter/limits.h"
 #include "interpreter/trap.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 using automation::Value;
 using automation::VarType;
@@ -16,6 +17,7 @@ using automation::VarType;
 namespace {
 
 // A stack item used as a field; an empty reference is the platform's 91.
+// Departure: an empty stack item used as an operand is error 91 (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
 contract::DataField& Item(const contract::DataFieldRef& item) {
   if (!item) automation::Raise(automation::err::ObjectVariableNotSet);
   return *item;
@@ -37,9 +39,11 @@ bool EqualsZero(const Value& value) {
 // Brings both operands to one kind before the operator applies. The first rule that applies
 // decides; when none of the numeric kinds is named, both values keep what they held (the
 // previous reduction's values, Empty at first).
+// Kept: no numeric kind named leaves both values as they were (tests/interpreter_evaluator_test.cpp: Evaluator.NumericTypesWithoutAKnownNameKeepTheValuesOfThePreviousReduction)
 void Unify(contract::DataField& left, contract::DataField& right, Value& lv, Value& rv) {
   // The date test is made on the left item only (twice on the platform; once suffices, it has
   // no side effects).
+  // Kept: only the left item is tested for a date (tests/interpreter_evaluator_test.cpp: Evaluator.ADateTextOnTheRightIsNotTestedSoTheTextsCompare)
   Value left_data = left.Data();
   if (automation::IsDate(left_data)) {
     lv = Value::Date(automation::CDate(left_data));
@@ -83,9 +87,8 @@ void Unify(contract::DataField& left, contract::DataField& right, Value& lv, Val
   }
 }
 
-[[noreturn]] void RaiseFromEvaluator(std::int32_t code, std::u16string description) {
-  automation::Raise(automation::err::ObjectError(code), u"Interpreter.EvaluateExpression",
-                    std::move(description));
+[[noreturn]] void RaiseFromEvaluator(std::int32_t code, std::u16string_view description) {
+  RaiseObjectError(code, kEvaluatorSource, description);
 }
 
 // Applies the operator to the unified values. "&" on anything but two texts leaves the result
@@ -110,24 +113,26 @@ void Apply(std::u16string_view op, const Value& lv, const Value& rv, Value& resu
   } else if (op == u"*") {
     result = automation::Multiply(lv, rv);
   } else if (op == u"/") {
-    if (EqualsZero(rv)) RaiseFromEvaluator(11, u"Division by zero");
+    if (EqualsZero(rv)) RaiseFromEvaluator(kDivisionByZeroCode, u"Division by zero");
     result = automation::Divide(lv, rv);
   } else if (op == u"\\") {
-    if (EqualsZero(rv)) RaiseFromEvaluator(11, u"Division by zero");
+    if (EqualsZero(rv)) RaiseFromEvaluator(kDivisionByZeroCode, u"Division by zero");
     result = automation::IntegerDivide(lv, rv);
   } else if (op == u"&") {
+    // Kept: "&" on anything but two texts leaves the result as it was (tests/interpreter_evaluator_test.cpp: Evaluator.AmpersandOnTwoLongsGivesThePreviousResultOfTheSameCall)
     if (lv.IsString() && rv.IsString()) result = automation::Concatenate(lv, rv);
   } else {
-    RaiseFromEvaluator(5, u"Invalid procedure call or argument");
+    RaiseFromEvaluator(kInvalidCallCode, u"Invalid procedure call or argument");
   }
 }
 
 }  // namespace
 
-bool Interpreter::EvaluateExpression(std::int16_t& intInstance) {
+// Kept: no precedence, a run of operators groups from the right (tests/interpreter_evaluator_test.cpp: Evaluator.ARunOfOperatorsGroupsFromTheRight)
+bool Interpreter::EvaluateExpression(std::int16_t level) {
   bool result = false;
   Trapped(u"EvaluateExpression", u"EvaluateExpression", false, [&] {
-    support::Stack& stack = InstanceStack(intInstance);
+    support::Stack& stack = InstanceStack(level);
     contract::DataFieldRef right;
     contract::DataFieldRef op;
     contract::DataFieldRef left;
@@ -151,11 +156,13 @@ bool Interpreter::EvaluateExpression(std::int16_t& intInstance) {
         continue;
       }
       std::u16string op_data = DataText(op);
+      // Kept: a parenthesis ends the reduction, which then answers False (tests/interpreter_evaluator_test.cpp: Evaluator.AReductionStopsAtALeftParenthesisWhichIsDroppedAndTheResultIsFalse)
       if (IsRightParenthesis(op_data) || IsLeftParenthesis(op_data)) {
         stack.Push(right);
         done = true;
         continue;
       }
+      // Kept: an operand in the operator's place drops the two items (tests/interpreter_evaluator_test.cpp: Evaluator.TwoOperandsWithNoOperatorLeaveOnlyTheUpperOne)
       if (Item(op).DataType() != u"Operator") {
         op_text.clear();
         continue;
@@ -167,10 +174,11 @@ bool Interpreter::EvaluateExpression(std::int16_t& intInstance) {
           Unify(Item(left), Item(right), lv, rv);
           Apply(op_text, lv, rv, value);
           result_name = CreateDataFieldFromVariant(value);
-          AddNameToHoldArray(result_name, intInstance);
+          AddNameToHoldArray(result_name, level);
         }
       }
       // Publish: the latest result of this call, or the right item when there is none yet.
+      // Kept: an operator without a left operand is dropped (tests/interpreter_evaluator_test.cpp: Evaluator.AnOperatorWithoutALeftOperandPushesTheRightItemBack)
       if (automation::TrimView(result_name).empty()) {
         stack.Push(right);
         result = true;
@@ -183,4 +191,4 @@ bool Interpreter::EvaluateExpression(std::int16_t& intInstance) {
   return result;
 }
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

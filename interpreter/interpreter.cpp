@@ -7,19 +7,25 @@
 #include "automation/datetime.h"
 #include "automation/format.h"
 #include "automation/text.h"
+#include "interpreter/limits.h"
 #include "interpreter/trap.h"
 #include "qorvintr/version.h"
 #include "support/debug_log.h"
 #include "support/tools.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 using automation::Value;
 namespace modDebugLog = support::modDebugLog;
 namespace modTools = support::modTools;
 
 namespace {
-constexpr std::int32_t kInterpreterErrorCode = 150100;
+
+// Creation sets HoldTop to -1 for the levels up to this one only.
+constexpr std::int16_t kLastLevelClearedAtCreation = 10;
+
+// Release has no trap of its own: any failure answers the empty text.
+void NoHandler(const support::TrappedError&) noexcept {}
 
 }  // namespace
 
@@ -36,30 +42,25 @@ Interpreter::Interpreter() {
   delimiters += modTools::ChrDoubleQuote();
   if (!AddDelimiter(std::move(delimiters))) return;
   instance_counter_ = -1;
-  try {
-    HoldArray.ReDim(0, 15, 0, 1);
-    HoldTop.ReDim(0, 15);
-    // Levels 11 to 15 start at 0, not -1; ResetMemory sets all sixteen.
-    for (std::int32_t i = 0; i <= 10; ++i) HoldTop(i) = -1;
-  } catch (...) {
-    // Creation has no error trap of its own; an allocation failure leaves the tables
-    // undimensioned, which the first temporary then dimensions.
-  }
+  // Creation has no error trap of its own; an allocation failure leaves the tables
+  // undimensioned, which the first temporary then dimensions.
+  support::IgnoreErrors([&] {
+    hold_array_.ReDim(0, kDeepestLevel, 0, kFirstHoldSlotUpperBound);
+    hold_top_.ReDim(0, kDeepestLevel);
+    // ResetMemory sets all sixteen.
+    // Kept: creation leaves HoldTop 0, not -1, for levels 11 to 15 (tests/interpreter_object_test.cpp: InterpreterTest.CreationLeavesHoldTopOfLevels11To15AtZero)
+    for (std::int32_t i = 0; i <= kLastLevelClearedAtCreation; ++i) hold_top_(i) = -1;
+  });
 }
 
 Interpreter::~Interpreter() {
   // Every step ignores errors.
   std::int32_t upper = -1;
-  try {
-    upper = stacks_.UBound();
-  } catch (...) {
-    upper = -1;
-  }
+  support::IgnoreErrors([&] { upper = stacks_.UBound(); });
   for (std::int32_t i = 0; i <= upper; ++i) {
-    try {
+    support::IgnoreErrors([&] {
       if (stacks_(i)) stacks_(i)->EmptyStack();
-    } catch (...) {
-    }
+    });
   }
   stacks_.Erase();
   modDebugLog::ReleaseDebugLog();
@@ -68,16 +69,17 @@ Interpreter::~Interpreter() {
 // ---- Version --------------------------------------------------------------------------------
 
 std::u16string Interpreter::Release() const {
-  try {
-    std::u16string text = automation::Format(Value::Long(QORVINTR_VERSION_MAJOR), u"##00");
-    text += u".";
-    text += automation::Format(Value::Long(QORVINTR_VERSION_MINOR), u"##00");
-    text += u".";
-    text += automation::Format(Value::Long(QORVINTR_VERSION_REVISION), u"0000");
-    return text;
-  } catch (...) {
-    return {};
-  }
+  return support::RunTrapped<support::OnHandlerError::kDrop>(
+      std::u16string{},
+      [] {
+        std::u16string text = automation::Format(Value::Long(QORVINTR_VERSION_MAJOR), u"##00");
+        text += u".";
+        text += automation::Format(Value::Long(QORVINTR_VERSION_MINOR), u"##00");
+        text += u".";
+        text += automation::Format(Value::Long(QORVINTR_VERSION_REVISION), u"0000");
+        return text;
+      },
+      NoHandler);
 }
 
 std::u16string Interpreter::Major() const {
@@ -92,71 +94,70 @@ std::u16string Interpreter::Revision() const {
 
 // ---- Properties -----------------------------------------------------------------------------
 
-void Interpreter::SetStrExpression(std::int16_t& intIndex, std::u16string vData) {
-  expression_texts_(intIndex) = std::move(vData);
+void Interpreter::SetStrExpression(std::int16_t& index, std::u16string text) {
+  expression_texts_(index) = std::move(text);
 }
 
-void Interpreter::SetOrlinaIniFilename(std::u16string& vData) {
-  g_orlina_ini_filename = vData;
-  modDebugLog::SetIniFileName(vData);
+void Interpreter::SetOrlinaIniFilename(std::u16string& name) {
+  orlina_ini_filename_ = name;
+  modDebugLog::SetIniFileName(name);
 }
 
 // ---- Init -----------------------------------------------------------------------------------
 
-bool Interpreter::Init(contract::DataFieldsRef& objDataFields, contract::HostErrorRef& objError,
-                       std::u16string& strSystem, std::u16string& strApplication) {
-  try {
-    return Trapped(u"Init", kNoReport, false, [&] {
-      modDebugLog::ReadDebugLogSettings();
-      if (modDebugLog::IsDebugLogEnabled()) {
-        std::u16string banner =
-            u"------------------------------\r\n"
-            u"-     Interpreter - Init     -\r\n"
-            u"------------------------------\r\n"
-            u"Interpreter Version: ";
-        banner += Release();
-        modDebugLog::InitDebugLog(banner);
-      }
-      DataFields_ = objDataFields;
-      objError_ = objError;
-      system_name_ = Value::String(strSystem);
-      application_name_ = Value::String(strApplication);
-      module_name_ = Value::String(u"Interpreter");
-      return true;
-    });
-  } catch (...) {
-    // A failing debug log inside the trap itself: the host still gets an answer.
-    return false;
-  }
+bool Interpreter::Init(const contract::DataFieldsRef& data_fields,
+                       const contract::HostErrorRef& error_object, std::u16string_view system,
+                       std::u16string_view application) {
+  // An entry point: a debug log that fails inside the trap itself still leaves the host an
+  // answer.
+  return Trapped<support::OnHandlerError::kDrop>(u"Init", kNoReport, false, [&] {
+    modDebugLog::ReadDebugLogSettings();
+    if (modDebugLog::IsDebugLogEnabled()) {
+      std::u16string banner =
+          u"------------------------------\r\n"
+          u"-     Interpreter - Init     -\r\n"
+          u"------------------------------\r\n"
+          u"Interpreter Version: ";
+      banner += Release();
+      modDebugLog::InitDebugLog(banner);
+    }
+    data_fields_ = data_fields;
+    error_object_ = error_object;
+    system_name_ = Value::String(system);
+    application_name_ = Value::String(application);
+    module_name_ = Value::String(u"Interpreter");
+    return true;
+  });
 }
 
 // ---- Tables ---------------------------------------------------------------------------------
 
-bool Interpreter::AddOperator(std::u16string strOperators) {
+bool Interpreter::AddOperator(std::u16string operators) {
   return Trapped(u"AddOperator", kNoReport, false, [&] {
     // Each append either happens whole or not at all: the set follows the list exactly.
     operator_list_ += u", ";
     operator_chars_.Mark(u", ");
-    operator_list_ += strOperators;
-    operator_chars_.Mark(strOperators);
+    operator_list_ += operators;
+    operator_chars_.Mark(operators);
     return true;
   });
 }
 
-bool Interpreter::AddDelimiter(std::u16string strDelimiters) {
+bool Interpreter::AddDelimiter(std::u16string delimiters) {
   return Trapped(u"AddDelimiter", kNoReport, false, [&] {
     delimiter_list_ += u", ";
     delimiter_chars_.Mark(u", ");
-    delimiter_list_ += strDelimiters;
-    delimiter_chars_.Mark(strDelimiters);
+    delimiter_list_ += delimiters;
+    delimiter_chars_.Mark(delimiters);
     return true;
   });
 }
 
-bool Interpreter::AddFunction(std::u16string strFunctions) {
+bool Interpreter::AddFunction(std::u16string functions) {
   return Trapped(u"AddFunction", kNoReport, false, [&] {
     function_list_ += u", ";
-    function_list_ += modTools::ProperCase(strFunctions);
+    // Kept: the names are listed in ProperCase form, "Formathl7datetime" (tests/interpreter_object_test.cpp: InterpreterTest.AddFunctionAppendsTheWordInProperCaseAndAddOperatorUnchanged)
+    function_list_ += modTools::ProperCase(functions);
     function_list_upper_ = automation::UCase(function_list_);
     return true;
   });
@@ -164,23 +165,24 @@ bool Interpreter::AddFunction(std::u16string strFunctions) {
 
 // ---- Instances ------------------------------------------------------------------------------
 
-std::int16_t Interpreter::AddInstance(std::u16string& strExpression) {
+std::int16_t Interpreter::AddInstance(std::u16string_view expression) {
+  // Kept: a failure answers 0 with the counter already raised, like instance 0 (tests/interpreter_object_test.cpp: InterpreterTest.AddInstanceFailureLeavesTheCounterRaisedAndAnswersZero)
   return Trapped(u"AddInstance", u"AddInstance", std::int16_t{0}, [&] {
     instance_counter_ = Add16(instance_counter_, 1);
     if (modTools::IsArrayEmpty(expression_texts_)) {
-      expression_texts_.ReDim(0, 5);
-      read_positions_.ReDim(0, 5);
+      expression_texts_.ReDim(0, kFirstUpperBound);
+      read_positions_.ReDim(0, kFirstUpperBound);
     } else if (instance_counter_ > expression_texts_.UBound()) {
-      std::int16_t upper = Add16(instance_counter_, 5);
+      std::int16_t upper = Add16(instance_counter_, kGrowth);
       expression_texts_.ReDimPreserve(0, upper);
       read_positions_.ReDimPreserve(0, upper);
     }
     if (modTools::IsArrayEmpty(stacks_)) {
-      stacks_.ReDim(0, 5);
+      stacks_.ReDim(0, kFirstUpperBound);
     } else if (instance_counter_ > stacks_.UBound()) {
-      stacks_.ReDimPreserve(0, Add16(instance_counter_, 5));
+      stacks_.ReDimPreserve(0, Add16(instance_counter_, kGrowth));
     }
-    expression_texts_(instance_counter_) = automation::Trim(strExpression);
+    expression_texts_(instance_counter_) = automation::Trim(expression);
     read_positions_(instance_counter_) = 0;
     stacks_(instance_counter_) = std::make_shared<support::Stack>();
     return instance_counter_;
@@ -189,25 +191,20 @@ std::int16_t Interpreter::AddInstance(std::u16string& strExpression) {
 
 void Interpreter::ResetMemory() noexcept {
   // Each step runs on its own; a failing step is skipped.
-  auto step = [](auto&& f) {
-    try {
-      f();
-    } catch (...) {
-    }
-  };
-  step([&] { instance_counter_ = -1; });
-  step([&] { AutoNameTop = -1; });
-  step([&] { expression_texts_.ReDim(0, 5); });
-  step([&] { read_positions_.ReDim(0, 5); });
-  step([&] { AutoNameList.ReDim(0, 5); });
-  step([&] { HoldArray.ReDim(0, 15, 0, 1); });
-  step([&] { HoldTop.ReDim(0, 15); });
-  for (std::int32_t i = 0; i <= 5; ++i) {
-    step([&] { expression_texts_(i).clear(); });
-    step([&] { read_positions_(i) = -1; });
-    step([&] { AutoNameList(i).clear(); });
+  using support::IgnoreErrors;
+  IgnoreErrors([&] { instance_counter_ = -1; });
+  IgnoreErrors([&] { auto_name_top_ = -1; });
+  IgnoreErrors([&] { expression_texts_.ReDim(0, kFirstUpperBound); });
+  IgnoreErrors([&] { read_positions_.ReDim(0, kFirstUpperBound); });
+  IgnoreErrors([&] { auto_names_.ReDim(0, kFirstUpperBound); });
+  IgnoreErrors([&] { hold_array_.ReDim(0, kDeepestLevel, 0, kFirstHoldSlotUpperBound); });
+  IgnoreErrors([&] { hold_top_.ReDim(0, kDeepestLevel); });
+  for (std::int32_t i = 0; i <= kFirstUpperBound; ++i) {
+    IgnoreErrors([&] { expression_texts_(i).clear(); });
+    IgnoreErrors([&] { read_positions_(i) = -1; });
+    IgnoreErrors([&] { auto_names_(i).clear(); });
   }
-  for (std::int32_t i = 0; i <= 15; ++i) step([&] { HoldTop(i) = -1; });
+  for (std::int32_t i = 0; i <= kDeepestLevel; ++i) IgnoreErrors([&] { hold_top_(i) = -1; });
   // Entries never used hold no stack; emptying one would fail and be skipped, so they are
   // simply passed over.
   if (stacks_.IsDimensioned()) {
@@ -222,8 +219,8 @@ void Interpreter::ResetMemory() noexcept {
 // ---- Per-instance state ---------------------------------------------------------------------
 
 contract::DataFieldsRef Interpreter::HostFields() const {
-  if (!DataFields_) automation::Raise(automation::err::ObjectVariableNotSet);
-  return DataFields_;
+  if (!data_fields_) automation::Raise(automation::err::ObjectVariableNotSet);
+  return data_fields_;
 }
 
 contract::DataFieldRef Interpreter::HostField(std::u16string& name) const {
@@ -240,8 +237,8 @@ contract::DataFieldRef Interpreter::MColField(std::u16string_view name) const {
   return field;
 }
 
-support::Stack& Interpreter::InstanceStack(std::int16_t intInstance) {
-  support::StackRef& stack = stacks_(intInstance);
+support::Stack& Interpreter::InstanceStack(std::int16_t level) {
+  support::StackRef& stack = stacks_(level);
   if (!stack) automation::Raise(automation::err::ObjectVariableNotSet);
   return *stack;
 }
@@ -250,20 +247,22 @@ support::Stack& Interpreter::InstanceStack(std::int16_t intInstance) {
 
 void Interpreter::HandleError(std::u16string_view title, std::u16string_view reported,
                               const support::TrappedError& error) {
-  modDebugLog::WriteDebugLog(support::ErrorTrapText(u"Interpreter", title, error));
+  support::LogErrorTrap(u"Interpreter", title, error);
   if (reported.empty()) return;
-  if (!objError_) automation::Raise(automation::err::ObjectVariableNotSet);
+  if (!error_object_) automation::Raise(automation::err::ObjectVariableNotSet);
   std::u16string text = u"Error: ";
   text += automation::CStr(Value::Long(error.number));
   text += u" - ";
   text += error.description;
-  contract::HostErrorRef target = objError_;  // the host may drop its object while reporting
+  contract::HostErrorRef target = error_object_;  // the host may drop its object while reporting
+  // Kept: ReportError gets the three names by reference; a host's change stays (tests/interpreter_object_test.cpp: InterpreterTest.AHostThatChangesTheByReferenceArgumentsChangesTheInterpretersNames)
   Value answer = target->ReportError(
       Value::Long(kInterpreterErrorCode), Value::String(std::move(text)),
-      Value::Date(automation::Now()), Value::Integer(4), Value::Integer(15), Value::Missing(),
-      system_name_, application_name_, Value::String(Release()), module_name_,
-      Value::String(reported));
+      Value::Date(automation::Now()), Value::Integer(kReportFourthArgument),
+      Value::Integer(kReportFifthArgument), Value::Missing(), system_name_, application_name_,
+      Value::String(Release()), module_name_, Value::String(reported));
+  // Kept: ReportError's answer is read as a number and otherwise ignored (tests/interpreter_object_test.cpp: InterpreterTest.AnErrorObjectThatAnswersNonZeroStillGetsTheFailureValue)
   (void)automation::CLng(answer);
 }
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

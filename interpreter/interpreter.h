@@ -4,6 +4,10 @@
 // The public members keep the order of the dispatch interface _Interpreter. Every private
 // procedure runs under the shared error trap (Trapped below): it logs, reports to the host's
 // error object where the procedure reports, and answers its failure value; nothing escapes.
+// Procedures keep the names the trap titles and reports carry (GetNextWord, PerformIf...);
+// parameters, locals and members have plain C++ names. A "level" is the number of an open
+// instance: the whole script runs at one level, each nested script (IF's condition and branch)
+// at the next.
 
 #include <cstdint>
 #include <functional>
@@ -13,11 +17,12 @@
 #include "automation/value.h"
 #include "contract/data_field.h"
 #include "contract/host_error.h"
+#include "interpreter/limits.h"
 #include "support/dynarray.h"
 #include "support/error_trap.h"
 #include "support/stack.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 class InterpreterSeam;
 
@@ -34,113 +39,151 @@ class Interpreter {
   std::u16string Major() const;
   std::u16string Minor() const;
   std::u16string Revision() const;
-  void SetObjError(contract::HostErrorRef vData) { objError_ = std::move(vData); }
-  contract::HostErrorRef objError() const { return objError_; }
+  void SetObjError(contract::HostErrorRef error_object) { error_object_ = std::move(error_object); }
+  contract::HostErrorRef objError() const { return error_object_; }
   // Stores the expression text of an open instance; an index outside the instance arrays is
   // the caller's error and raises 9 "Subscript out of range" (this member has no error trap).
-  void SetStrExpression(std::int16_t& intIndex, std::u16string vData);
-  void SetDataFields(contract::DataFieldsRef vData) { DataFields_ = std::move(vData); }
-  contract::DataFieldsRef DataFields() const { return DataFields_; }
-  bool Init(contract::DataFieldsRef& objDataFields, contract::HostErrorRef& objError,
-            std::u16string& strSystem, std::u16string& strApplication);
+  // The index is by reference, as the dispatch interface passes it.
+  void SetStrExpression(std::int16_t& index, std::u16string text);
+  void SetDataFields(contract::DataFieldsRef data_fields) { data_fields_ = std::move(data_fields); }
+  contract::DataFieldsRef DataFields() const { return data_fields_; }
+  // Reads the debug log's settings, writes the version banner, and keeps the collection, the
+  // error object and the two names for the reports. False when that failed.
+  bool Init(const contract::DataFieldsRef& data_fields, const contract::HostErrorRef& error_object,
+            std::u16string_view system, std::u16string_view application);
   // Runs one script; answers the data field holding its value, the "Error" field on failure,
   // or none (an empty script). The caller's text is trimmed in place.
-  contract::DataFieldRef RealizeRegularExpression(std::u16string& strExpression);
-  // The public field; OrlinaIniFilename reads and writes it too.
-  std::u16string g_orlina_ini_filename;
-  // Also sets the process-wide (per thread) settings file of the debug log.
-  void SetOrlinaIniFilename(std::u16string& vData);
-  std::u16string OrlinaIniFilename() const { return g_orlina_ini_filename; }
+  contract::DataFieldRef RealizeRegularExpression(std::u16string& expression);
+  // The host's settings file name (the dispatch interface's g_orlina_ini_filename, read through
+  // OrlinaIniFilename too).
+  std::u16string OrlinaIniFilename() const { return orlina_ini_filename_; }
+  // OrlinaIniFilename's let: also sets the process-wide (per thread) settings file of the debug
+  // log. The name is by reference, as the dispatch interface passes it.
+  void SetOrlinaIniFilename(std::u16string& name);
+  // g_orlina_ini_filename's let: the name alone; the debug log keeps its settings file.
+  void SetOrlinaIniFilenameOnly(std::u16string name) { orlina_ini_filename_ = std::move(name); }
   void ResetMemory() noexcept;
 
  private:
   friend class InterpreterSeam;
 
   // ---- The error trap -------------------------------------------------------------------
-  // Runs body; on an error writes "Interpreter - <title> - Error Trap" with the number and
-  // description to the debug log, reports to the host as <reported> unless that is empty, and
-  // answers failure. An error raised by the handler itself (a failing error object or log)
-  // reaches the caller's own trap, as it does on the platform.
+  // Runs body under support::RunTrapped; on an error writes "Interpreter - <title> - Error
+  // Trap" with the number and description to the debug log, reports to the host as <reported>
+  // unless that is empty, and answers failure. An error raised by the handler itself (a failing
+  // error object or log) reaches the caller's own trap, as it does on the platform; at an entry
+  // point (kDrop) it ends there.
   // The titles are taken as given (mostly literals) and measured only when used: the traps run
   // around every character the lexer reads.
-  template <class Result, class Title, class Reported, class Body>
+  template <support::OnHandlerError kOnHandlerError = support::OnHandlerError::kRaise, class Result,
+            class Title, class Reported, class Body>
   Result Trapped(const Title& title, const Reported& reported, Result failure, Body&& body);
   void HandleError(std::u16string_view title, std::u16string_view reported,
                    const support::TrappedError& error);
 
   // ---- Object (tables, instances) -------------------------------------------------------
-  bool AddOperator(std::u16string strOperators);
-  bool AddDelimiter(std::u16string strDelimiters);
-  bool AddFunction(std::u16string strFunctions);
-  std::int16_t AddInstance(std::u16string& strExpression);
+  bool AddOperator(std::u16string operators);
+  bool AddDelimiter(std::u16string delimiters);
+  bool AddFunction(std::u16string functions);
+  std::int16_t AddInstance(std::u16string_view expression);
 
   // ---- Lexer ----------------------------------------------------------------------------
   // A character, or kNoChar for the empty text the reader answers when its trap fired.
   static constexpr std::int32_t kNoChar = -1;
-  std::int32_t GetNextChar(std::int16_t& intInstance);
-  bool PutLastChar(std::int16_t& intInstance);
-  std::int32_t PeekNextChar(std::int16_t& intInstance);
-  std::u16string GetNextWord(std::int16_t& intInstance);
-  bool PutLastWord(std::int16_t& intInstance, std::u16string_view strWord);
-  std::u16string PeekNextWord(std::int16_t& intInstance);
-  std::u16string GetLiteralString(std::int16_t& intInstance);
-  std::u16string GetLiteralDate(std::int16_t& intInstance);
-  bool IsFunction(std::u16string_view strWord);
-  bool IsOperator(std::u16string_view strWord);
-  bool IsDelimiter(std::u16string_view strChar);
-  bool IsStringLiteral(std::u16string_view strWord);
-  bool IsDateLiteral(std::u16string_view strWord);
-  bool IsDataField(std::u16string_view strWord);
-  static bool IsLeftParenthesis(std::u16string_view strWord) noexcept { return strWord == u"("; }
-  static bool IsRightParenthesis(std::u16string_view strWord) noexcept {
-    return strWord == u")";
-  }
-  std::u16string GetLiteral(std::int16_t& intInstance, char16_t delimiter);
+  std::int32_t GetNextChar(std::int16_t level);
+  bool PutLastChar(std::int16_t level);
+  std::int32_t PeekNextChar(std::int16_t level);
+  std::u16string GetNextWord(std::int16_t level);
+  bool PutLastWord(std::int16_t level, std::u16string_view word);
+  std::u16string PeekNextWord(std::int16_t level);
+  std::u16string GetLiteralString(std::int16_t level);
+  std::u16string GetLiteralDate(std::int16_t level);
+  bool IsFunction(std::u16string_view word);
+  bool IsOperator(std::u16string_view word);
+  bool IsDelimiter(std::u16string_view text);
+  bool IsStringLiteral(std::u16string_view word);
+  bool IsDateLiteral(std::u16string_view word);
+  bool IsDataField(std::u16string_view word);
+  static bool IsLeftParenthesis(std::u16string_view word) noexcept { return word == u"("; }
+  static bool IsRightParenthesis(std::u16string_view word) noexcept { return word == u")"; }
+  std::u16string GetLiteral(std::int16_t level, char16_t delimiter);
+
+  // ---- Statement driver: RealizeRegularExpression's steps (no trap of their own) ----------
+  // One word where an operand may stand, and where an operator may stand; each answers the
+  // state the driver goes on in.
+  DriverState ReadOperand(std::int16_t level, std::u16string& word, std::int16_t& depth);
+  DriverState ReadOperator(std::int16_t level, std::u16string& word, std::int16_t& depth);
+  // Removes the level's temporaries and closes it; each step that fails goes to on_error and
+  // the closing goes on (defined in driver.cpp, its only user).
+  template <class OnError>
+  void CloseInstance(std::int16_t level, OnError& on_error);
 
   // ---- Expression evaluator -------------------------------------------------------------
-  bool EvaluateExpression(std::int16_t& intInstance);
-  static std::u16string StripStringDelimiters(std::u16string_view strText);
-  static std::u16string StripDateDelimiters(std::u16string_view strText);
+  bool EvaluateExpression(std::int16_t level);
+  static std::u16string StripStringDelimiters(std::u16string_view text);
+  static std::u16string StripDateDelimiters(std::u16string_view text);
 
   // ---- Temporary data fields ------------------------------------------------------------
-  std::u16string CreateStringDataField(std::u16string_view strText);
-  std::u16string CreateOperatorDataField(std::u16string_view strText);
-  std::u16string CreateNumericDataField(std::u16string_view strText);
-  std::u16string CreateDateDataField(std::u16string_view strText);
-  std::u16string CreateDataFieldFromVariant(const automation::Value& vntValue);
+  std::u16string CreateStringDataField(std::u16string_view text);
+  std::u16string CreateOperatorDataField(std::u16string_view text);
+  std::u16string CreateNumericDataField(std::u16string_view text);
+  std::u16string CreateDateDataField(std::u16string_view text);
+  std::u16string CreateDataFieldFromVariant(const automation::Value& value);
   std::u16string GetNewDataFieldName();
-  bool RemoveAutoDataFieldNameFromList(std::u16string_view strName);
-  std::u16string AddNameToHoldArray(const std::u16string& strName, std::int16_t intLevel);
+  bool RemoveAutoDataFieldNameFromList(std::u16string_view name);
+  std::u16string AddNameToHoldArray(const std::u16string& name, std::int16_t level);
   contract::DataFieldRef NewDataField();
   std::u16string AddAutoField(contract::DataFieldRef& field);
+  // Pushes the temporary of that name on the level's stack and records it in the level's hold
+  // slots, so that the level's run removes it again. The two differ in the lookup, and each
+  // caller keeps the one it has always had:
+  //  - PushHeld hands the collection's Item to the stack as it comes; a collection that
+  //    answers no field leaves an empty item, which fails later where it is used. The driver's
+  //    operands and operators, IF's value and DateCompare's value: the driver and DateCompare
+  //    have already refused an empty name.
+  //  - PushHeldChecked looks the field up with HostField, so that no field is error 91 in the
+  //    caller's own trap: the values of Format, FormatHL7DateTime, Replace and DateCat, which
+  //    push whatever name their temporary got, the empty one of a failed temporary included.
+  // The name is by reference because the collection takes it so; the name recorded is the one
+  // the collection left.
+  void PushHeld(std::u16string& name, std::int16_t level);
+  void PushHeldChecked(std::u16string& name, std::int16_t level);
 
   // ---- Built-in functions (builtins/, one file per family) --------------------------------
-  automation::Value PerformFunction(std::u16string_view strFunction, std::int16_t& intLevel);
-  bool PerformIf(std::int16_t& intLevel);
-  void FinishIf(std::int16_t& intLevel, const automation::Value& r);
-  std::u16string GetIfCondition(std::int16_t& intLevel);
-  std::u16string GetStatements(std::int16_t& intLevel, std::int16_t& intBranch);
-  bool RemoveEndIf(std::int16_t& intLevel);
-  bool PerformFormat(std::int16_t& intInstance);
-  bool GetFormatArguments(std::int16_t& intInstance, contract::DataFieldRef& objDataField,
-                          std::u16string& strFormat);
-  bool PerformFormatHL7DateTime(std::int16_t& intInstance);
+  automation::Value PerformFunction(std::u16string_view function, std::int16_t level);
+  bool PerformIf(std::int16_t level);
+  void FinishIf(std::int16_t level, const automation::Value& value);
+  std::u16string GetIfCondition(std::int16_t level);
+  // ended_at becomes kEndedAtElseIf or kEndedAtElse when the branch ended there.
+  std::u16string GetStatements(std::int16_t level, std::int16_t& ended_at);
+  bool RemoveEndIf(std::int16_t level);
+  // PerformIf's steps (no trap of their own): the condition and the branch it chooses, into
+  // value; true when the condition was false and an ELSEIF follows, whose statement runs next.
+  bool RunIfBranches(std::int16_t level, automation::Value& value);
+  std::u16string GetElseStatements(std::int16_t level);
+  bool PerformFormat(std::int16_t level);
+  bool GetFormatArguments(std::int16_t level, contract::DataFieldRef& field,
+                          std::u16string& picture);
+  bool PerformFormatHL7DateTime(std::int16_t level);
   // The flags are the platform's Booleans (-1 True, 0 False).
-  bool PerformGetHL7DateTimeFormatArguments(std::int16_t& intInstance, std::u16string& strDate,
-                                            std::u16string& strTime,
-                                            std::u16string& strSeparator,
-                                            std::int16_t& blnIncludeTime,
-                                            std::int16_t& blnIncludeZone,
-                                            std::u16string& strZone);
-  bool PerformReplace(std::int16_t& intLevel);
-  bool GetReplaceArguments(std::int16_t& intLevel, contract::DataFieldRef& objSource,
-                           std::u16string& strFind, std::u16string& strReplacement,
-                           std::int32_t& lngStart, std::int32_t& lngCount,
-                           std::int32_t& lngCompare);
-  std::int16_t PerformDateCompare(std::int16_t& intInstance);
-  std::int16_t DateCompare(automation::Value& vntDate1, automation::Value& vntDate2);
-  static automation::Value RemoveCommas(const automation::Value& vntText);
-  bool PerformDateCat(std::int16_t& intInstance);
+  bool PerformGetHL7DateTimeFormatArguments(std::int16_t level, std::u16string& date,
+                                            std::u16string& time, std::u16string& separator,
+                                            std::int16_t& include_time, std::int16_t& include_zone,
+                                            std::u16string& zone);
+  // Its steps (no trap of their own), one argument each; false when the text ended there.
+  void ReadHL7Date(std::int16_t level, std::u16string& date);
+  bool ReadHL7Time(std::int16_t level, std::u16string& time);
+  bool ReadHL7Separator(std::int16_t level, std::u16string& separator);
+  bool ReadHL7Flag(std::int16_t level, std::int16_t& flag);
+  void ReadHL7Zone(std::int16_t level, std::u16string& zone);
+  bool PerformReplace(std::int16_t level);
+  bool GetReplaceArguments(std::int16_t level, contract::DataFieldRef& source, std::u16string& find,
+                           std::u16string& replacement, std::int32_t& start, std::int32_t& count,
+                           std::int32_t& compare);
+  std::int16_t PerformDateCompare(std::int16_t level);
+  std::int16_t DateCompare(const automation::Value& first, const automation::Value& second);
+  static automation::Value RemoveCommas(const automation::Value& text);
+  bool PerformDateCat(std::int16_t level);
 
   // ---- Shared pieces --------------------------------------------------------------------
   // The host's collection; none set raises 91 (object variable not set).
@@ -150,14 +193,13 @@ class Interpreter {
   contract::DataFieldRef HostField(std::u16string& name) const;
   // The same through the collection underneath (its mCol).
   contract::DataFieldRef MColField(std::u16string_view name) const;
-  support::Stack& InstanceStack(std::int16_t intInstance);
+  support::Stack& InstanceStack(std::int16_t level);
   // Asked for every character read: inline.
-  const std::u16string& InstanceText(std::int16_t intInstance) const {
-    return expression_texts_(intInstance);
-  }
-  std::int16_t& ReadPosition(std::int16_t intInstance) { return read_positions_(intInstance); }
+  const std::u16string& InstanceText(std::int16_t level) const { return expression_texts_(level); }
+  std::int16_t& ReadPosition(std::int16_t level) { return read_positions_(level); }
 
   // ---- State, in the order of declaration -------------------------------------------------
+  std::u16string orlina_ini_filename_;
   support::DynArray<std::u16string> expression_texts_;
   support::DynArray<std::int16_t> read_positions_;
   std::int16_t instance_counter_ = 0;
@@ -167,24 +209,29 @@ class Interpreter {
   std::u16string operator_list_;
   // Which ASCII characters occur in the two lists above, for the one-character questions the
   // lexer asks of every character. The lists only grow, so a character once marked stays.
-  struct AsciiSet {
-    std::uint64_t bits[2] = {0, 0};
+  class AsciiSet {
+   public:
     void Mark(std::u16string_view text) noexcept {
       for (char16_t c : text) {
-        if (c < 128) bits[c >> 6] |= std::uint64_t{1} << (c & 63);
+        if (c < 128) bits_[c >> 6] |= std::uint64_t{1} << (c & 63);
       }
     }
-    bool Has(char16_t c) const noexcept { return (bits[c >> 6] >> (c & 63)) & 1; }
+    bool Has(char16_t c) const noexcept { return (bits_[c >> 6] >> (c & 63)) & 1; }
+
+   private:
+    std::uint64_t bits_[2] = {0, 0};
   };
   AsciiSet delimiter_chars_;
   AsciiSet operator_chars_;
   support::DynArray<support::StackRef> stacks_;
-  contract::DataFieldsRef DataFields_;
-  contract::HostErrorRef objError_;
-  support::DynArray<std::u16string> AutoNameList;
-  std::int16_t AutoNameTop = 0;
-  support::DynArray2D<std::u16string> HoldArray;
-  support::DynArray<std::int16_t> HoldTop;
+  contract::DataFieldsRef data_fields_;
+  contract::HostErrorRef error_object_;
+  // The temporaries' names, in the order made (AutoNameList and AutoNameTop).
+  support::DynArray<std::u16string> auto_names_;
+  std::int16_t auto_name_top_ = 0;
+  // Per level, the names of the temporaries its run must remove (HoldArray and HoldTop).
+  support::DynArray2D<std::u16string> hold_array_;
+  support::DynArray<std::int16_t> hold_top_;
   automation::Value system_name_ = automation::Value::String(u"");
   automation::Value application_name_ = automation::Value::String(u"");
   automation::Value module_name_ = automation::Value::String(u"");
@@ -194,4 +241,4 @@ class Interpreter {
   std::function<void(std::u16string_view)> fault_injector_;
 };
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

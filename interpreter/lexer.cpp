@@ -4,10 +4,11 @@
 
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
+#include "interpreter/limits.h"
 #include "interpreter/trap.h"
 #include "support/tools.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 namespace {
 constexpr char16_t kEndOfText = 127;
@@ -15,7 +16,6 @@ constexpr char16_t kStringDelimiter = 34;
 constexpr char16_t kDateDelimiter = 35;
 constexpr char16_t kCarriageReturn = 13;
 constexpr char16_t kLineFeed = 10;
-constexpr std::u16string_view kEol = u"<EOL>";
 
 // A one-character text of a character answered by GetNextChar (empty for the empty text).
 struct CharText {
@@ -35,57 +35,58 @@ bool HasNonBlank(std::u16string_view s) noexcept {
 }
 }  // namespace
 
-std::int32_t Interpreter::GetNextChar(std::int16_t& intInstance) {
+std::int32_t Interpreter::GetNextChar(std::int16_t level) {
   return Trapped(u"GetNextChar", u"GetNextChar", kNoChar, [&]() -> std::int32_t {
-    std::int16_t& position = ReadPosition(intInstance);
-    if (position < 32767) {
+    std::int16_t& position = ReadPosition(level);
+    if (position < kReadLimit) {
       ++position;
     } else {
-      automation::Raise(automation::err::ObjectError(9), u"Interpreter.GetNextChar",
-                        u"Subscript out of range");
+      RaiseReadLimit();
     }
-    const std::u16string& text = InstanceText(intInstance);
+    const std::u16string& text = InstanceText(level);
     if (static_cast<std::size_t>(position) > text.size()) return kEndOfText;
     // A position moved before the text by give-backs is an invalid character position.
+    // Kept: reading before the text is error 5 in GetNextChar's trap (tests/interpreter_lexer_test.cpp: Lexer.PositionBeforeTheTextIsAnInvalidCall)
     if (position < 1) automation::Raise(automation::err::InvalidProcedureCall);
     return text[position - 1];
   });
 }
 
-bool Interpreter::PutLastChar(std::int16_t& intInstance) {
+bool Interpreter::PutLastChar(std::int16_t level) {
   return Trapped(u"PutLastChar", u"PutLastChar", false, [&] {
-    std::int16_t& position = ReadPosition(intInstance);
+    std::int16_t& position = ReadPosition(level);
     position = Add16(position, -1);
     return true;
   });
 }
 
-std::int32_t Interpreter::PeekNextChar(std::int16_t& intInstance) {
+std::int32_t Interpreter::PeekNextChar(std::int16_t level) {
   return Trapped(u"PeekNextChar", u"PeekNextChar", kNoChar, [&] {
-    std::int32_t c = GetNextChar(intInstance);
-    PutLastChar(intInstance);
+    std::int32_t c = GetNextChar(level);
+    PutLastChar(level);
     return c;
   });
 }
 
-std::u16string Interpreter::GetNextWord(std::int16_t& intInstance) {
+std::u16string Interpreter::GetNextWord(std::int16_t level) {
   return Trapped(u"GetNextWord", u"GetNextWord", std::u16string{}, [&] {
     std::u16string buffer;
     bool done = false;
     bool reader_failed = false;
     while (!done) {
-      const std::int32_t c = GetNextChar(intInstance);
+      const std::int32_t c = GetNextChar(level);
       if (c == kNoChar) reader_failed = true;
       std::u16string literal;  // a literal replaces the delimiter that opened it
       bool use_literal = false;
       bool drop = false;  // the character is replaced by the empty text
+      // Kept: the character that ends a word stays on it: "4)", "A," and "X\r" (tests/interpreter_lexer_test.cpp: Lexer.ParenthesisAndCommaStayAtTheEndOfTheWordTheyEnd)
       if (c == kEndOfText || c == kCarriageReturn || c == u'(' || c == u',' || c == u')') {
         done = true;
       } else if (c == kStringDelimiter) {
-        literal = GetLiteralString(intInstance);
+        literal = GetLiteralString(level);
         use_literal = true;
       } else if (c == kDateDelimiter) {
-        literal = GetLiteralDate(intInstance);
+        literal = GetLiteralDate(level);
         use_literal = true;
       } else if (IsDelimiter(CharText(c).view())) {
         if (HasNonBlank(buffer) || c != u' ') done = true;
@@ -94,11 +95,11 @@ std::u16string Interpreter::GetNextWord(std::int16_t& intInstance) {
         drop = true;
       } else if (IsOperator(CharText(c).view())) {
         if (HasNonBlank(buffer) && !IsOperator(buffer)) {
-          PutLastChar(intInstance);
+          PutLastChar(level);
           drop = true;
           done = true;
         }
-        if (!IsOperator(CharText(PeekNextChar(intInstance)).view())) done = true;
+        if (!IsOperator(CharText(PeekNextChar(level)).view())) done = true;
       }
       if (use_literal) {
         buffer += literal;
@@ -107,121 +108,130 @@ std::u16string Interpreter::GetNextWord(std::int16_t& intInstance) {
       }
     }
     if (buffer.size() == 1 && (buffer[0] == kEndOfText || buffer[0] == kCarriageReturn)) {
-      return std::u16string(kEol);
+      return std::u16string(kEndOfLine);
     }
     // The reader has reached its limit and will give nothing more: that is the end of the text
     // for every caller, which would otherwise wait for a word that cannot come.
-    if (reader_failed && !HasNonBlank(buffer)) return std::u16string(kEol);
+    // Departure: a word read at the reader's limit is "<EOL>" (tests/interpreter_lexer_test.cpp: Lexer.AWordAtTheReadLimitIsTheEndOfTheText)
+    if (reader_failed && !HasNonBlank(buffer)) return std::u16string(kEndOfLine);
     return automation::Trim(buffer);
   });
 }
 
-bool Interpreter::PutLastWord(std::int16_t& intInstance, std::u16string_view strWord) {
+bool Interpreter::PutLastWord(std::int16_t level, std::u16string_view word) {
   return Trapped(u"PutLastWord", u"PutLastWord", false, [&] {
-    if (!strWord.empty()) {
-      std::int16_t& position = ReadPosition(intInstance);
+    if (!word.empty()) {
+      std::int16_t& position = ReadPosition(level);
       // The one extra character stands for the character that ended the word.
-      position = Add16(position, -(static_cast<std::int64_t>(strWord.size()) + 1));
+      // Kept: one more than the word even when no character ended it (tests/interpreter_lexer_test.cpp: Lexer.PeekNextWordBeforeAnOperatorMovesBackOneCharacterTooFar)
+      position = Add16(position, -(static_cast<std::int64_t>(word.size()) + 1));
     }
     return true;
   });
 }
 
-std::u16string Interpreter::PeekNextWord(std::int16_t& intInstance) {
+std::u16string Interpreter::PeekNextWord(std::int16_t level) {
   return Trapped(u"PeekNextWord", u"PeekNextWord", std::u16string{}, [&] {
-    std::u16string word = GetNextWord(intInstance);
+    std::u16string word = GetNextWord(level);
     if (!word.empty() && word.back() == kCarriageReturn) word.pop_back();
-    if (word != kEol) {
-      PutLastWord(intInstance, word);
+    // Kept: at the end the end is consumed and the empty text answered (tests/interpreter_lexer_test.cpp: Lexer.PeekNextWordAtTheEndGivesTheEmptyTextAndConsumesTheEnd)
+    if (word != kEndOfLine) {
+      PutLastWord(level, word);
       return word;
     }
     return std::u16string{};
   });
 }
 
-std::u16string Interpreter::GetLiteral(std::int16_t& intInstance, char16_t delimiter) {
+std::u16string Interpreter::GetLiteral(std::int16_t level, char16_t delimiter) {
   std::u16string buffer(1, delimiter);
   for (;;) {
-    const std::int32_t c = GetNextChar(intInstance);
+    const std::int32_t c = GetNextChar(level);
     // The empty text means GetNextChar has reached its limit and will answer nothing else:
     // the literal ends there instead of waiting for a character that cannot come.
+    // Departure: a literal open at the reader's limit ends there (tests/interpreter_lexer_test.cpp: Lexer.ALiteralOpenAtTheLimitEndsThereInsteadOfLooping)
     if (c == kNoChar) break;
     buffer += static_cast<char16_t>(c);
     if (c == kEndOfText || c == delimiter) break;
   }
   if (automation::TrimView(buffer) == std::u16string_view(&kEndOfText, 1)) {
-    return std::u16string(kEol);
+    return std::u16string(kEndOfLine);
   }
   return buffer;
 }
 
-std::u16string Interpreter::GetLiteralString(std::int16_t& intInstance) {
-  // The trap reports GetLiteralDate's name and carries the other title: both are kept.
+std::u16string Interpreter::GetLiteralString(std::int16_t level) {
+  // Kept: the trap carries the title GetStringLiteral and reports GetLiteralDate (tests/interpreter_traps_test.cpp: Traps.EveryProcedureWritesItsTitleAndReportsItsName)
   return Trapped(u"GetStringLiteral", u"GetLiteralDate", std::u16string{},
-                 [&] { return GetLiteral(intInstance, kStringDelimiter); });
+                 [&] { return GetLiteral(level, kStringDelimiter); });
 }
 
-std::u16string Interpreter::GetLiteralDate(std::int16_t& intInstance) {
+std::u16string Interpreter::GetLiteralDate(std::int16_t level) {
   return Trapped(u"GetLiteralDate", u"GetLiteralDate", std::u16string{},
-                 [&] { return GetLiteral(intInstance, kDateDelimiter); });
+                 [&] { return GetLiteral(level, kDateDelimiter); });
 }
 
-bool Interpreter::IsFunction(std::u16string_view strWord) {
+bool Interpreter::IsFunction(std::u16string_view word) {
   return Trapped(u"IsFunction", u"IsFunction", false, [&] {
-    std::u16string word = automation::UCase(automation::TrimView(strWord));
-    if (word.empty() || word == u" ") return false;
-    return function_list_upper_.find(word) != std::u16string::npos;
+    std::u16string upper = automation::UCase(automation::TrimView(word));
+    if (upper.empty() || upper == u" ") return false;
+    // Kept: any piece of the list counts, "DATE" and "AT" included (tests/interpreter_lexer_test.cpp: Lexer.IsFunctionIsACaseBlindSubstringSearch)
+    return function_list_upper_.find(upper) != std::u16string::npos;
   });
 }
 
-bool Interpreter::IsOperator(std::u16string_view strWord) {
+bool Interpreter::IsOperator(std::u16string_view word) {
   return Trapped(u"IsOperator", u"IsOperator", false, [&] {
-    if (strWord.size() == 1) {
+    if (word.size() == 1) {
       // One character, the lexer's usual question: a blank trims to nothing, which is no
       // operator.
-      const char16_t c = strWord[0];
+      const char16_t c = word[0];
       if (c == u' ') return false;
       if (c < 128) return operator_chars_.Has(c);
     }
-    std::u16string_view word = automation::TrimView(strWord);
-    if (word.empty() || word == u" ") return false;
-    return operator_list_.find(word) != std::u16string::npos;
+    std::u16string_view trimmed = automation::TrimView(word);
+    if (trimmed.empty() || trimmed == u" ") return false;
+    // Kept: any piece of the list counts, "+ -" and "," included (tests/interpreter_lexer_test.cpp: Lexer.IsOperatorIsASubstringSearchOfTheOperatorList)
+    return operator_list_.find(trimmed) != std::u16string::npos;
   });
 }
 
-bool Interpreter::IsDelimiter(std::u16string_view strChar) {
+bool Interpreter::IsDelimiter(std::u16string_view text) {
   return Trapped(u"IsDelimiter", u"IsDelimiter", false, [&] {
     // The empty text is found at the start of any text, so a blank is always a delimiter.
-    if (strChar.empty()) return true;
-    if (strChar.size() == 1) {
-      const char16_t c = strChar[0];
+    // Kept: the empty text and a blank are delimiters (tests/interpreter_lexer_test.cpp: Lexer.IsDelimiterIsTrueForABlankAndTheEmptyTextAndFalseForATab)
+    if (text.empty()) return true;
+    if (text.size() == 1) {
+      const char16_t c = text[0];
       if (c == u' ') return true;
       if (c < 128) return delimiter_chars_.Has(c);
     }
-    return delimiter_list_.find(automation::TrimView(strChar)) != std::u16string::npos;
+    return delimiter_list_.find(automation::TrimView(text)) != std::u16string::npos;
   });
 }
 
-bool Interpreter::IsStringLiteral(std::u16string_view strWord) {
-  // The title's spelling is the component's own and is kept.
+bool Interpreter::IsStringLiteral(std::u16string_view word) {
+  // Kept: the trap title is spelt "IsAtringLiteral" (tests/interpreter_traps_test.cpp: Traps.EveryProcedureWritesItsTitleAndReportsItsName)
   return Trapped(u"IsAtringLiteral", u"IsStringLiteral", false, [&] {
-    std::u16string_view word = automation::TrimView(strWord);
-    return !word.empty() && word.front() == kStringDelimiter && word.back() == kStringDelimiter;
+    std::u16string_view trimmed = automation::TrimView(word);
+    return !trimmed.empty() && trimmed.front() == kStringDelimiter &&
+           trimmed.back() == kStringDelimiter;
   });
 }
 
-bool Interpreter::IsDateLiteral(std::u16string_view strWord) {
+bool Interpreter::IsDateLiteral(std::u16string_view word) {
   return Trapped(u"IsDateLiteral", u"IsDateLiteral", false, [&] {
-    std::u16string_view word = automation::TrimView(strWord);
-    return !word.empty() && word.front() == kDateDelimiter && word.back() == kDateDelimiter;
+    std::u16string_view trimmed = automation::TrimView(word);
+    return !trimmed.empty() && trimmed.front() == kDateDelimiter &&
+           trimmed.back() == kDateDelimiter;
   });
 }
 
-bool Interpreter::IsDataField(std::u16string_view strWord) {
+bool Interpreter::IsDataField(std::u16string_view word) {
   return Trapped(u"IsDataField", kNoReport, false, [&] {
-    std::u16string name = support::modTools::ProperCase(automation::TrimView(strWord));
+    std::u16string name = support::modTools::ProperCase(automation::TrimView(word));
     return HostFields()->Exists(name);
   });
 }
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

@@ -1,18 +1,19 @@
 // Temporary data fields: every intermediate value is an "Auto" data field in the host's
 // collection, named Autodf1, Autodf2, ..., and recorded in the hold table of the level that made
 // it so that the level can remove it again.
-#include <charconv>
 #include <string>
 
 #include "automation/convert.h"
 #include "automation/datetime.h"
+#include "automation/decimal.h"
 #include "automation/text.h"
 #include "contract/creation.h"
 #include "interpreter/interpreter.h"
+#include "interpreter/limits.h"
 #include "interpreter/trap.h"
 #include "support/tools.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 using automation::Value;
 namespace modTools = support::modTools;
@@ -20,6 +21,7 @@ namespace modTools = support::modTools;
 namespace {
 constexpr std::u16string_view kAuto = u"Auto";
 
+// Kept: the closing delimiter comes off only after an opening one (tests/interpreter_temporaries_test.cpp: Temporaries.StringCreationStripsBlanksAndOnePairOfQuotes)
 std::u16string StripDelimiters(std::u16string_view text, char16_t delimiter) {
   std::u16string_view t = automation::TrimView(text);
   if (!t.empty() && t.front() == delimiter) {
@@ -31,34 +33,31 @@ std::u16string StripDelimiters(std::u16string_view text, char16_t delimiter) {
 
 // Temporary names are the prefix and a number; the first one follows "Autodf0".
 constexpr std::u16string_view kAutoPrefix = u"Autodf";
+// The most digits a 16-bit number has.
+constexpr std::size_t kMostDigits = 5;
 
 // The number of a name that is the prefix and 1 to 5 digits worth at most 32767, or -1 for any
 // other name (which the general reading then takes, errors included).
 std::int32_t AutoNumber(std::u16string_view name) noexcept {
-  if (name.size() <= kAutoPrefix.size() || name.size() > kAutoPrefix.size() + 5) return -1;
+  if (name.size() <= kAutoPrefix.size()) return -1;
+  if (name.size() > kAutoPrefix.size() + kMostDigits) return -1;
   if (name.substr(0, kAutoPrefix.size()) != kAutoPrefix) return -1;
   std::int32_t n = 0;
   for (char16_t c : name.substr(kAutoPrefix.size())) {
     if (c < u'0' || c > u'9') return -1;
     n = n * 10 + (c - u'0');
   }
-  return n <= 32767 ? n : -1;
-}
-
-void AppendNumber(std::u16string& text, std::int16_t n) {
-  char digits[8];
-  const auto end = std::to_chars(digits, digits + sizeof digits, n).ptr;
-  text.append(digits, end);
+  return n <= kCounterMax ? n : -1;
 }
 
 }  // namespace
 
-std::u16string Interpreter::StripStringDelimiters(std::u16string_view strText) {
-  return StripDelimiters(strText, u'"');
+std::u16string Interpreter::StripStringDelimiters(std::u16string_view text) {
+  return StripDelimiters(text, u'"');
 }
 
-std::u16string Interpreter::StripDateDelimiters(std::u16string_view strText) {
-  return StripDelimiters(strText, u'#');
+std::u16string Interpreter::StripDateDelimiters(std::u16string_view text) {
+  return StripDelimiters(text, u'#');
 }
 
 contract::DataFieldRef Interpreter::NewDataField() {
@@ -71,101 +70,102 @@ std::u16string Interpreter::AddAutoField(contract::DataFieldRef& field) {
   return {};
 }
 
-std::u16string Interpreter::CreateStringDataField(std::u16string_view strText) {
+std::u16string Interpreter::CreateStringDataField(std::u16string_view text) {
   return Trapped(u"CreateStringDataField", u"CreateStringDataField", std::u16string{}, [&] {
     contract::DataFieldRef field = NewDataField();
     field->SetName(GetNewDataFieldName());
     field->SetDataType(u"String");
-    field->SetData(Value::String(StripStringDelimiters(strText)));
+    field->SetData(Value::String(StripStringDelimiters(text)));
     field->SetDataClass(std::u16string(kAuto));
     return AddAutoField(field);
   });
 }
 
-std::u16string Interpreter::CreateOperatorDataField(std::u16string_view strText) {
+std::u16string Interpreter::CreateOperatorDataField(std::u16string_view text) {
   return Trapped(u"CreateOperatorDataField", u"CreateOperatorDataField", std::u16string{}, [&] {
     contract::DataFieldRef field = NewDataField();
     field->SetName(GetNewDataFieldName());
     field->SetDataType(u"Operator");
     field->SetDataClass(std::u16string(kAuto));
-    field->SetData(Value::String(StripStringDelimiters(strText)));
+    field->SetData(Value::String(StripStringDelimiters(text)));
     return AddAutoField(field);
   });
 }
 
-std::u16string Interpreter::CreateNumericDataField(std::u16string_view strText) {
+std::u16string Interpreter::CreateNumericDataField(std::u16string_view text) {
   return Trapped(u"CreateNumericDataField", u"CreateNumericDataField", std::u16string{}, [&] {
     contract::DataFieldRef field = NewDataField();
     field->SetName(GetNewDataFieldName());
     field->SetDataClass(std::u16string(kAuto));
-    Value text = Value::String(strText);
-    double x = automation::CDbl(text);
-    // A whole number that does not fit 32 bits overflows here: it is not kept as a Double.
+    Value number_text = Value::String(text);
+    double x = automation::CDbl(number_text);
+    // Kept: a whole number beyond 32 bits overflows instead of becoming a Double (tests/interpreter_temporaries_test.cpp: Temporaries.NumericTextBeyond32BitsOverflows)
     std::int32_t r = automation::CLng(Value::Double(x));
     if (x != static_cast<double>(r)) {
       field->SetDataType(u"Double");
       field->SetData(Value::Double(x));
     } else {
       field->SetDataType(u"Long");
-      field->SetData(Value::Long(automation::CLng(text)));
+      field->SetData(Value::Long(automation::CLng(number_text)));
     }
     return AddAutoField(field);
   });
 }
 
-std::u16string Interpreter::CreateDateDataField(std::u16string_view strText) {
+std::u16string Interpreter::CreateDateDataField(std::u16string_view text) {
   return Trapped(u"CreateDateDataField", u"CreateDateDataField", std::u16string{}, [&] {
     contract::DataFieldRef field = NewDataField();
     field->SetName(GetNewDataFieldName());
     field->SetDataType(u"Date");
     field->SetDataClass(std::u16string(kAuto));
-    field->SetData(Value::Date(automation::CDate(Value::String(StripDateDelimiters(strText)))));
+    field->SetData(Value::Date(automation::CDate(Value::String(StripDateDelimiters(text)))));
     return AddAutoField(field);
   });
 }
 
-std::u16string Interpreter::CreateDataFieldFromVariant(const Value& vntValue) {
+std::u16string Interpreter::CreateDataFieldFromVariant(const Value& value) {
   return Trapped(u"CreateDataFieldFromVariant", u"CreateDataFieldFromVariant", std::u16string{},
                  [&] {
     contract::DataFieldRef field = NewDataField();
     field->SetName(GetNewDataFieldName());
     // The type name decides; an object's type name is its class name, so objects, Empty and
     // Null are kept unchanged as "Variant".
-    switch (vntValue.Type()) {
+    // Kept: an object, Empty or Null becomes a "Variant" holding it (tests/interpreter_temporaries_test.cpp: Temporaries.FromVariantKeepsAnObjectAsVariant)
+    switch (value.Type()) {
       case automation::VarType::String:
         field->SetDataType(u"String");
-        field->SetData(Value::String(StripStringDelimiters(vntValue.GetString())));
+        field->SetData(Value::String(StripStringDelimiters(value.GetString())));
         break;
       case automation::VarType::Long:
         field->SetDataType(u"Long");
-        field->SetData(vntValue);
+        field->SetData(value);
         break;
       case automation::VarType::Integer:
         field->SetDataType(u"Integer");
-        field->SetData(vntValue);
+        field->SetData(value);
         break;
       case automation::VarType::Boolean:
         field->SetDataType(u"Boolean");
-        field->SetData(vntValue);
+        field->SetData(value);
         break;
       case automation::VarType::Single:
         field->SetDataType(u"Single");
-        field->SetData(vntValue);
+        field->SetData(value);
         break;
       case automation::VarType::Double:
         field->SetDataType(u"Double");
-        field->SetData(vntValue);
+        field->SetData(value);
         break;
       case automation::VarType::Date: {
-        // A deliberate round trip through the date's text.
-        std::u16string text = StripDateDelimiters(automation::DateToText(vntValue.GetDate()));
+        // Kept: a date makes a round trip through its text, to whole seconds (tests/interpreter_temporaries_test.cpp: Temporaries.FromVariantDateRoundTripsThroughTextToWholeSeconds)
+        std::u16string text = StripDateDelimiters(automation::DateToText(value.GetDate()));
         field->SetDataType(u"Date");
         field->SetData(Value::Date(automation::CDate(Value::String(std::move(text)))));
         break;
       }
       default:
         field->SetDataType(u"Variant");
-        field->SetData(vntValue);
+        field->SetData(value);
         break;
     }
     field->SetDataClass(std::u16string(kAuto));
@@ -176,67 +176,79 @@ std::u16string Interpreter::CreateDataFieldFromVariant(const Value& vntValue) {
 std::u16string Interpreter::GetNewDataFieldName() {
   return Trapped(u"GetNewDataFieldName", u"GetNewDataFieldName", std::u16string{}, [&] {
     for (;;) {
-      AutoNameTop = Add16(AutoNameTop, 1);
-      if (modTools::IsArrayEmpty(AutoNameList)) {
-        AutoNameList.ReDim(0, 5);
-        AutoNameTop = 0;
-      } else if (AutoNameTop > AutoNameList.UBound()) {
-        AutoNameList.ReDimPreserve(0, Add16(AutoNameTop, 5));
+      auto_name_top_ = Add16(auto_name_top_, 1);
+      if (modTools::IsArrayEmpty(auto_names_)) {
+        auto_names_.ReDim(0, kFirstUpperBound);
+        auto_name_top_ = 0;
+      } else if (auto_name_top_ > auto_names_.UBound()) {
+        auto_names_.ReDimPreserve(0, Add16(auto_name_top_, kGrowth));
       }
       std::u16string candidate;
       const std::u16string* previous =
-          AutoNameTop >= 1 ? &AutoNameList(AutoNameTop - 1) : nullptr;
+          auto_name_top_ >= 1 ? &auto_names_(auto_name_top_ - 1) : nullptr;
       const std::int32_t known = previous ? AutoNumber(*previous) : 0;
       if (known >= 0) {
         // The usual case, read and written directly: the general steps below give the same.
         const std::int16_t next = Add16(static_cast<std::int16_t>(known), 1);
-        candidate.reserve(kAutoPrefix.size() + 5);
+        candidate.reserve(kAutoPrefix.size() + kMostDigits);
         candidate = kAutoPrefix;
-        AppendNumber(candidate, next);
+        automation::AppendDecimal(candidate, next);
       } else {
         std::u16string base = *previous;
         std::int16_t n = automation::CInt(Value::String(automation::Mid(base, 7)));
         std::int16_t next = Add16(n, 1);
         candidate = automation::Left(base, 6);
-        AppendNumber(candidate, next);
+        automation::AppendDecimal(candidate, next);
         candidate = modTools::ProperCase(candidate);
       }
-      AutoNameList(AutoNameTop) = candidate;
+      auto_names_(auto_name_top_) = candidate;
+      // Kept: a name a host field has is skipped and stays in the list (tests/interpreter_temporaries_test.cpp: Temporaries.AHostFieldNamedAutodf1IsSkippedAndItsNameStaysInTheList)
       if (!IsDataField(candidate)) return candidate;
     }
   });
 }
 
-bool Interpreter::RemoveAutoDataFieldNameFromList(std::u16string_view strName) {
+bool Interpreter::RemoveAutoDataFieldNameFromList(std::u16string_view name) {
   return Trapped(u"RemoveAutoDataFieldNameFromList", u"RemoveAutoDataFieldNameFromList", false,
                  [&] {
-    std::int32_t i = AutoNameTop;
-    while (i >= 0 && AutoNameList(i) != strName) --i;
+    std::int32_t i = auto_name_top_;
+    while (i >= 0 && auto_names_(i) != name) --i;
     // The shift is incomplete on purpose: every later name is copied into the same slot i. A
     // name that is not found leaves i at -1, which fails here when there is anything to copy.
-    for (std::int32_t j = i + 1; j <= AutoNameTop - 1; ++j) AutoNameList(i) = AutoNameList(j);
-    AutoNameList(AutoNameTop).clear();
-    AutoNameTop = Add16(AutoNameTop, -1);
+    // Kept: giving a name back copies every later name into its one slot (tests/interpreter_temporaries_test.cpp: Temporaries.GivingBackAnEarlierNameCopiesTheSecondToLastIntoItsSlot)
+    for (std::int32_t j = i + 1; j <= auto_name_top_ - 1; ++j) auto_names_(i) = auto_names_(j);
+    auto_names_(auto_name_top_).clear();
+    auto_name_top_ = Add16(auto_name_top_, -1);
     return true;
   });
 }
 
-std::u16string Interpreter::AddNameToHoldArray(const std::u16string& strName,
-                                               std::int16_t intLevel) {
+std::u16string Interpreter::AddNameToHoldArray(const std::u16string& name, std::int16_t level) {
   return Trapped(u"AddNameToHoldArray", u"AddNameToHoldArray", std::u16string{}, [&] {
-    if (modTools::IsArrayEmpty(HoldArray)) {
-      HoldArray.ReDim(0, intLevel, 0, 5);
-      HoldTop.ReDim(0, intLevel);
-      HoldTop(intLevel) = -1;
-    } else if (HoldTop(intLevel) == HoldArray.UBound(2)) {
-      std::int16_t upper = Add16(HoldTop(intLevel), 5);
-      HoldArray.ReDimPreserve(0, 15, 0, upper);
-      HoldTop.ReDimPreserve(0, 15);
+    if (modTools::IsArrayEmpty(hold_array_)) {
+      hold_array_.ReDim(0, level, 0, kFirstUpperBound);
+      hold_top_.ReDim(0, level);
+      hold_top_(level) = -1;
+    } else if (hold_top_(level) == hold_array_.UBound(2)) {
+      std::int16_t upper = Add16(hold_top_(level), kGrowth);
+      hold_array_.ReDimPreserve(0, kDeepestLevel, 0, upper);
+      hold_top_.ReDimPreserve(0, kDeepestLevel);
     }
-    HoldTop(intLevel) = Add16(HoldTop(intLevel), 1);
-    HoldArray(intLevel, HoldTop(intLevel)) = strName;
-    return strName;
+    hold_top_(level) = Add16(hold_top_(level), 1);
+    hold_array_(level, hold_top_(level)) = name;
+    return name;
   });
 }
 
-}  // namespace qorvintr
+void Interpreter::PushHeld(std::u16string& name, std::int16_t level) {
+  InstanceStack(level).Push(HostFields()->Item(name));
+  AddNameToHoldArray(name, level);
+}
+
+// Kept: the two lookups of a pushed temporary (tests/interpreter_temporaries_test.cpp: Temporaries.PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldCheckedRaises91)
+void Interpreter::PushHeldChecked(std::u16string& name, std::int16_t level) {
+  InstanceStack(level).Push(HostField(name));
+  AddNameToHoldArray(name, level);
+}
+
+}  // namespace qorvintr::engine

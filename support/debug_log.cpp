@@ -84,7 +84,9 @@ bool ReadDebugLogSettings() {
 }
 
 std::int32_t InitDebugLog(std::u16string& start_message) noexcept {
-  return RunTrapped<std::int32_t>(
+  // The log's own trap: it reports to no one, and a log that cannot write even the trap text
+  // leaves the answer 0 all the same.
+  return RunTrapped<OnHandlerError::kDrop, std::int32_t>(
       0,
       [&]() -> std::int32_t {
         ModuleState& m = t_state;

@@ -4,6 +4,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "automation/decimal.h"
 #include "automation/error.h"
 #include "support/debug_log.h"
 
@@ -16,10 +17,8 @@ constexpr std::int32_t kInternalError = 51;
 TrappedError Plain(std::int32_t number) noexcept {
   TrappedError e;
   e.number = number;
-  try {
-    e.description = std::u16string(automation::ErrorDescription(number));
-  } catch (...) {
-  }
+  // Without memory for the description the number alone is reported.
+  IgnoreErrors([&] { e.description = std::u16string(automation::ErrorDescription(number)); });
   return e;
 }
 }  // namespace
@@ -30,17 +29,18 @@ TrappedError CaptureCurrentError() noexcept {
   } catch (const automation::AutomationError& a) {
     TrappedError e;
     e.number = a.Number();
-    try {
+    // Without memory for the texts the number alone is reported.
+    IgnoreErrors([&] {
       e.source = a.Source();
       e.description = a.Description();
-    } catch (...) {
-    }
+    });
     return e;
   } catch (const std::bad_alloc&) {
     return Plain(automation::err::OutOfMemory);
   } catch (const std::length_error&) {
     return Plain(automation::err::OutOfStringSpace);
   } catch (...) {
+    // Whatever else was thrown is the platform's internal error.
     return Plain(kInternalError);
   }
 }
@@ -53,19 +53,15 @@ std::u16string ErrorTrapText(std::u16string_view module, std::u16string_view pro
   text += u" - ";
   text += procedure;
   text += u" - Error Trap\r\nError: ";
-  std::string digits = std::to_string(error.number);
-  text.append(digits.begin(), digits.end());
+  automation::AppendDecimal(text, error.number);
   text += u"\r\n";
   text += error.description;
   return text;
 }
 
 void LogErrorTrap(std::u16string_view module, std::u16string_view procedure,
-                  const TrappedError& error) noexcept {
-  try {
-    modDebugLog::WriteDebugLog(ErrorTrapText(module, procedure, error));
-  } catch (...) {
-  }
+                  const TrappedError& error) {
+  modDebugLog::WriteDebugLog(ErrorTrapText(module, procedure, error));
 }
 
 }  // namespace qorvintr::support

@@ -58,19 +58,6 @@ class FormatBuiltins : public InterpreterTest {
                                                            a.include_time, a.include_zone, a.zone);
     return a;
   }
-
-  // The one report made, by procedure and text.
-  void ExpectOneReport(const char16_t* procedure, const char16_t* text) {
-    ASSERT_EQ(errors->Calls().size(), 1u);
-    EXPECT_EQ(errors->Calls()[0][10].GetString(), procedure);
-    EXPECT_EQ(errors->Calls()[0][1].GetString(), text);
-  }
-  bool LogHas(const std::u16string& piece) const {
-    for (const auto& entry : log->entries) {
-      if (entry.find(piece) != std::u16string::npos) return true;
-    }
-    return false;
-  }
 };
 
 // ---- FormatHL7DateTime ---------------------------------------------------------------------
@@ -91,22 +78,26 @@ TEST_F(FormatBuiltins, HL7DateThatIsNoDateRaises449ArgumentNotOptional) {
   HL7Arguments a = ReadHL7(n);
   EXPECT_FALSE(a.answer);
   EXPECT_TRUE(a.date.empty());
-  ExpectOneReport(u"PerformGetHL7DateTimeFormatArguments", u"Error: 449 - Argument not optional");
-  EXPECT_TRUE(LogHas(u"Interpreter - PerformGetHL7DateTimeFormatArguments - Error Trap\r\n"
+  ExpectOneReport(*errors, u"PerformGetHL7DateTimeFormatArguments",
+                  u"Error: 449 - Argument not optional");
+  EXPECT_TRUE(LogHas(log->entries,
+                     u"Interpreter - PerformGetHL7DateTimeFormatArguments - Error Trap\r\n"
                      u"Error: 449\r\nArgument not optional"));
 }
 
 TEST_F(FormatBuiltins, HL7LiteralThatIsNoDateRaises449) {
   std::int16_t n = Open(u"xyz");
   EXPECT_FALSE(ReadHL7(n).answer);
-  ExpectOneReport(u"PerformGetHL7DateTimeFormatArguments", u"Error: 449 - Argument not optional");
+  ExpectOneReport(*errors, u"PerformGetHL7DateTimeFormatArguments",
+                  u"Error: 449 - Argument not optional");
 }
 
 TEST_F(FormatBuiltins, HL7GoesOnAfterItsReaderFailedAndFormatsTheEmptyDateAsZeros) {
   AddField("A", Value::String(u"abc"), "String");
   // The reader's failure is reported by the reader; the conversion then sees no date at all.
   EXPECT_EQ(HL7(u"A"), u"00000000");
-  ExpectOneReport(u"PerformGetHL7DateTimeFormatArguments", u"Error: 449 - Argument not optional");
+  ExpectOneReport(*errors, u"PerformGetHL7DateTimeFormatArguments",
+                  u"Error: 449 - Argument not optional");
 }
 
 TEST_F(FormatBuiltins, HL7TimeZeroWithADateFieldHoldingATimeTakesTheTimeFromTheDate) {
@@ -173,8 +164,9 @@ TEST_F(FormatBuiltins, HL7FlagWrittenInLowerCaseRaises450WithAFullStop) {
   // What was read before the failure stays.
   EXPECT_EQ(a.date, u"03/14/2002");
   EXPECT_EQ(a.time, u"9:30");
-  ExpectOneReport(u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
-  EXPECT_TRUE(LogHas(u"Interpreter - PerformGetHL7DateTimeFormatArguments - Error Trap\r\n"
+  ExpectOneReport(*errors, u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
+  EXPECT_TRUE(LogHas(log->entries,
+                     u"Interpreter - PerformGetHL7DateTimeFormatArguments - Error Trap\r\n"
                      u"Error: 450\r\nWrong number of arguments or invalid property assignment."));
 }
 
@@ -215,18 +207,18 @@ TEST_F(FormatBuiltins, HL7ZoneThatIsNoNumberRaises450) {
   AddField("Z", Value::String(u"EST"), "String");
   std::int16_t n = Open(u"A, 9:30, , True, True, Z");
   EXPECT_FALSE(ReadHL7(n).answer);
-  ExpectOneReport(u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
+  ExpectOneReport(*errors, u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
   errors->Clear();
   n = Open(u"A, 9:30, , True, True, EST");
   EXPECT_FALSE(ReadHL7(n).answer);
-  ExpectOneReport(u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
+  ExpectOneReport(*errors, u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
 }
 
 TEST_F(FormatBuiltins, HL7ZoneKeepsAClosingParenthesisAndIsThenNoNumber) {
   AddField("A", Value::String(u"03/14/2002"), "String");
   std::int16_t n = Open(u"A, 9:30, , True, True, -0500)");
   EXPECT_FALSE(ReadHL7(n).answer);
-  ExpectOneReport(u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
+  ExpectOneReport(*errors, u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
 }
 
 TEST_F(FormatBuiltins, HL7AbsentZoneWithIncludeZoneGivesFourteenCharacters) {
@@ -238,14 +230,14 @@ TEST_F(FormatBuiltins, HL7TimeLiteralThatIsNoDateNorZeroRaises450) {
   AddField("A", Value::String(u"03/14/2002"), "String");
   std::int16_t n = Open(u"A, 25:99");
   EXPECT_FALSE(ReadHL7(n).answer);
-  ExpectOneReport(u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
+  ExpectOneReport(*errors, u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
 }
 
 TEST_F(FormatBuiltins, HL7LoneCommaAsTimeIsStrippedToNothingAndRaises450) {
   AddField("A", Value::String(u"03/14/2002"), "String");
   std::int16_t n = Open(u"A, , , True");
   EXPECT_FALSE(ReadHL7(n).answer);
-  ExpectOneReport(u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
+  ExpectOneReport(*errors, u"PerformGetHL7DateTimeFormatArguments", kWrongArgumentsWithStop);
 }
 
 TEST_F(FormatBuiltins, HL7TimeFieldThatHoldsNoDateIsPassedOverWithoutError) {
@@ -295,7 +287,8 @@ TEST_F(FormatBuiltins, HL7FailureIsTrappedReportedAndAnswersFalse) {
   EXPECT_EQ(errors->Calls()[1][10].GetString(), u"PerformFormatHL7DateTime");
   EXPECT_EQ(errors->Calls()[1][1].GetString(),
             u"Error: 5 - Invalid procedure call or argument");
-  EXPECT_TRUE(LogHas(u"Interpreter - PerformFormatHL7DateTime - Error Trap\r\nError: 5\r\n"));
+  EXPECT_TRUE(
+      LogHas(log->entries, u"Interpreter - PerformFormatHL7DateTime - Error Trap\r\nError: 5\r\n"));
   EXPECT_TRUE(seam().Stack(n).IsStackEmpty());
 }
 
@@ -307,10 +300,11 @@ TEST_F(FormatBuiltins, FormatOfANameThatIsNoDataFieldRaises450WithoutAFullStop) 
   std::u16string picture;
   EXPECT_FALSE(seam().GetFormatArguments(n, field, picture));
   EXPECT_EQ(field, nullptr);
-  ExpectOneReport(u"GetFormatArguments", kWrongArgumentsWithoutStop);
-  EXPECT_TRUE(LogHas(u"Interpreter - GetFormatArguments - Error Trap\r\nError: 450\r\n"
+  ExpectOneReport(*errors, u"GetFormatArguments", kWrongArgumentsWithoutStop);
+  EXPECT_TRUE(LogHas(log->entries,
+                     u"Interpreter - GetFormatArguments - Error Trap\r\nError: 450\r\n"
                      u"Wrong number of arguments or invalid property assignment"));
-  EXPECT_FALSE(LogHas(u"assignment."));
+  EXPECT_FALSE(LogHas(log->entries, u"assignment."));
 }
 
 TEST_F(FormatBuiltins, FormatGoesOnAfterItsReaderFailedAndFormatsTheEmptyStandIn) {
@@ -320,7 +314,7 @@ TEST_F(FormatBuiltins, FormatGoesOnAfterItsReaderFailedAndFormatsTheEmptyStandIn
   ASSERT_NE(top, nullptr);
   EXPECT_EQ(top->DataType(), u"String");
   EXPECT_EQ(top->Data().GetString(), u"");
-  ExpectOneReport(u"GetFormatArguments", kWrongArgumentsWithoutStop);
+  ExpectOneReport(*errors, u"GetFormatArguments", kWrongArgumentsWithoutStop);
 }
 
 TEST_F(FormatBuiltins, FormatWithAQuotedPictureUsesThePictureWithoutTheQuotes) {
@@ -364,7 +358,7 @@ TEST_F(FormatBuiltins, FormatNameAfterAnOpeningParenthesisKeepsItsCommaAndIsNoFi
   contract::DataFieldRef field;
   std::u16string picture;
   EXPECT_FALSE(seam().GetFormatArguments(n, field, picture));
-  ExpectOneReport(u"GetFormatArguments", kWrongArgumentsWithoutStop);
+  ExpectOneReport(*errors, u"GetFormatArguments", kWrongArgumentsWithoutStop);
 }
 
 TEST_F(FormatBuiltins, FormatLeavesAStringTemporaryRecordedForTheInstance) {
@@ -390,7 +384,7 @@ TEST_F(FormatBuiltins, FormatFailureIsTrappedReportedAndAnswersFalse) {
   seam().StopFailing();
   ASSERT_EQ(errors->Calls().size(), 2u);
   EXPECT_EQ(errors->Calls()[1][10].GetString(), u"PerformFormat");
-  EXPECT_TRUE(LogHas(u"Interpreter - PerformFormat - Error Trap\r\nError: 5\r\n"));
+  EXPECT_TRUE(LogHas(log->entries, u"Interpreter - PerformFormat - Error Trap\r\nError: 5\r\n"));
   EXPECT_TRUE(seam().Stack(n).IsStackEmpty());
 }
 
@@ -400,7 +394,7 @@ TEST_F(FormatBuiltins, FormatWithoutAFieldCreatorFailsInItsOwnTrap) {
   EXPECT_FALSE(seam().PerformFormat(n));
   ASSERT_EQ(errors->Calls().size(), 1u);
   EXPECT_EQ(errors->Calls()[0][10].GetString(), u"PerformFormat");
-  EXPECT_TRUE(LogHas(u"Interpreter - PerformFormat - Error Trap\r\n"));
+  EXPECT_TRUE(LogHas(log->entries, u"Interpreter - PerformFormat - Error Trap\r\n"));
 }
 
 TEST_F(FormatBuiltins, ReadersAnswerFalseForAnInstanceThatIsNotOpen) {

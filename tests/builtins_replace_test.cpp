@@ -48,18 +48,6 @@ class ReplaceBuiltin : public InterpreterTest {
                                           a.compare);
     return a;
   }
-
-  void ExpectOneReport(const char16_t* procedure, const char16_t* text) {
-    ASSERT_EQ(errors->Calls().size(), 1u);
-    EXPECT_EQ(errors->Calls()[0][10].GetString(), procedure);
-    EXPECT_EQ(errors->Calls()[0][1].GetString(), text);
-  }
-  bool LogHas(const std::u16string& piece) const {
-    for (const auto& entry : log->entries) {
-      if (entry.find(piece) != std::u16string::npos) return true;
-    }
-    return false;
-  }
 };
 
 TEST_F(ReplaceBuiltin, ReplacesEveryOccurrenceByDefault) {
@@ -112,8 +100,9 @@ TEST_F(ReplaceBuiltin, ALiteralSourceRaises450) {
   Arguments a = Read(u"\"abc\", \"a\" , \"b\")");
   EXPECT_FALSE(a.answer);
   EXPECT_EQ(a.source, nullptr);
-  ExpectOneReport(u"GetReplaceArguments", kWrongArguments);
-  EXPECT_TRUE(LogHas(u"Interpreter - GetReplaceArguments - Error Trap\r\nError: 450\r\n"
+  ExpectOneReport(*errors, u"GetReplaceArguments", kWrongArguments);
+  EXPECT_TRUE(LogHas(log->entries,
+                     u"Interpreter - GetReplaceArguments - Error Trap\r\nError: 450\r\n"
                      u"Wrong number of arguments or invalid property assignment"));
 }
 
@@ -159,7 +148,7 @@ TEST_F(ReplaceBuiltin, SourceAfterAnOpeningParenthesisKeepsItsCommaAndIsNoField)
   AddField("A", Value::String(u"axbx"), "String");
   Arguments a = Read(u"(A, \"x\" , \"y\")");
   EXPECT_FALSE(a.answer);
-  ExpectOneReport(u"GetReplaceArguments", kWrongArguments);
+  ExpectOneReport(*errors, u"GetReplaceArguments", kWrongArguments);
 }
 
 TEST_F(ReplaceBuiltin, MissingFindAndReplacementAreTakenFromWhateverComesNext) {
@@ -181,7 +170,7 @@ TEST_F(ReplaceBuiltin, StartArgumentOfAbcRaises450) {
   EXPECT_EQ(a.find, u"x");
   EXPECT_EQ(a.replacement, u"y");
   EXPECT_EQ(a.start, 1);
-  ExpectOneReport(u"GetReplaceArguments", kWrongArguments);
+  ExpectOneReport(*errors, u"GetReplaceArguments", kWrongArguments);
 }
 
 TEST_F(ReplaceBuiltin, NumbersFromDataFields) {
@@ -201,22 +190,22 @@ TEST_F(ReplaceBuiltin, NumberFieldThatIsNotNumericRaises450) {
   AddField("S", Value::String(u"three"), "String");
   Arguments a = Read(u"A, \"x\" , \"y\" , S )");
   EXPECT_FALSE(a.answer);
-  ExpectOneReport(u"GetReplaceArguments", kWrongArguments);
+  ExpectOneReport(*errors, u"GetReplaceArguments", kWrongArguments);
 }
 
 TEST_F(ReplaceBuiltin, CountThatIsNotNumericRaises450AndCompareToo) {
   AddField("A", Value::String(u"axbx"), "String");
   EXPECT_FALSE(Read(u"A, \"x\" , \"y\" , 1, many)").answer);
-  ExpectOneReport(u"GetReplaceArguments", kWrongArguments);
+  ExpectOneReport(*errors, u"GetReplaceArguments", kWrongArguments);
   errors->Clear();
   EXPECT_FALSE(Read(u"A, \"x\" , \"y\" , 1, 2, binary)").answer);
-  ExpectOneReport(u"GetReplaceArguments", kWrongArguments);
+  ExpectOneReport(*errors, u"GetReplaceArguments", kWrongArguments);
 }
 
 TEST_F(ReplaceBuiltin, StartBeyondThirtyTwoBitsIsAnOverflowInTheReader) {
   AddField("A", Value::String(u"axbx"), "String");
   EXPECT_FALSE(Read(u"A, \"x\" , \"y\" , 99999999999)").answer);
-  ExpectOneReport(u"GetReplaceArguments", u"Error: 6 - Overflow");
+  ExpectOneReport(*errors, u"GetReplaceArguments", u"Error: 6 - Overflow");
 }
 
 TEST_F(ReplaceBuiltin, TextCompareReplacesWithoutRegardToCase) {
@@ -232,8 +221,9 @@ TEST_F(ReplaceBuiltin, StartBelowOneFailsInPerformReplace) {
   std::int16_t n = Open(u"A, \"x\" , \"y\" , 0)");
   EXPECT_FALSE(seam().PerformReplace(n));
   EXPECT_TRUE(seam().Stack(n).IsStackEmpty());
-  ExpectOneReport(u"PerformReplace", u"Error: 5 - Invalid procedure call or argument");
-  EXPECT_TRUE(LogHas(u"Interpreter - PerformReplace - Error Trap\r\nError: 5\r\n"
+  ExpectOneReport(*errors, u"PerformReplace", u"Error: 5 - Invalid procedure call or argument");
+  EXPECT_TRUE(LogHas(log->entries,
+                     u"Interpreter - PerformReplace - Error Trap\r\nError: 5\r\n"
                      u"Invalid procedure call or argument"));
 }
 
@@ -242,7 +232,7 @@ TEST_F(ReplaceBuiltin, CountBelowMinusOneFailsInPerformReplace) {
   AddField("N", Value::Long(-2), "Long");
   std::int16_t n = Open(u"A, \"x\" , \"y\" , 1, N )");
   EXPECT_FALSE(seam().PerformReplace(n));
-  ExpectOneReport(u"PerformReplace", u"Error: 5 - Invalid procedure call or argument");
+  ExpectOneReport(*errors, u"PerformReplace", u"Error: 5 - Invalid procedure call or argument");
 }
 
 TEST_F(ReplaceBuiltin, NegativeLiteralNumberIsReadAsItsSignAloneAndRaises450) {
@@ -252,14 +242,14 @@ TEST_F(ReplaceBuiltin, NegativeLiteralNumberIsReadAsItsSignAloneAndRaises450) {
   Arguments a = Read(u"A, \"x\" , \"y\" , 1, -1)");
   EXPECT_FALSE(a.answer);
   EXPECT_EQ(a.start, 1);
-  ExpectOneReport(u"GetReplaceArguments", kWrongArguments);
+  ExpectOneReport(*errors, u"GetReplaceArguments", kWrongArguments);
 }
 
 TEST_F(ReplaceBuiltin, CompareOutsideTheKnownModesFailsInPerformReplace) {
   AddField("A", Value::String(u"axbx"), "String");
   std::int16_t n = Open(u"A, \"x\" , \"y\" , 1, 2, 2)");
   EXPECT_FALSE(seam().PerformReplace(n));
-  ExpectOneReport(u"PerformReplace", u"Error: 5 - Invalid procedure call or argument");
+  ExpectOneReport(*errors, u"PerformReplace", u"Error: 5 - Invalid procedure call or argument");
 }
 
 TEST_F(ReplaceBuiltin, GoesOnAfterItsReaderFailedWithTheEmptyStandIn) {
@@ -268,7 +258,7 @@ TEST_F(ReplaceBuiltin, GoesOnAfterItsReaderFailedWithTheEmptyStandIn) {
   auto top = seam().Stack(n).PeekStack();
   ASSERT_NE(top, nullptr);
   EXPECT_EQ(top->Data().GetString(), u"");
-  ExpectOneReport(u"GetReplaceArguments", kWrongArguments);
+  ExpectOneReport(*errors, u"GetReplaceArguments", kWrongArguments);
 }
 
 TEST_F(ReplaceBuiltin, LeavesAStringTemporaryRecordedForTheLevelAndTheSourceUnchanged) {

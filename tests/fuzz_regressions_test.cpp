@@ -3,8 +3,6 @@
 // the answer the rules give.
 #include <gtest/gtest.h>
 
-#include <pthread.h>
-
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -17,30 +15,12 @@ namespace {
 
 using automation::Value;
 
-class FuzzRegressions : public InterpreterTest {
+class FuzzRegressions : public ScriptTest {
  protected:
   void SetUp() override {
-    InterpreterTest::SetUp();
+    ScriptTest::SetUp();
     AddField("Count", Value::Long(42), "Long");
     AddField("Name", Value::String(u"Smith, John"), "String");
-  }
-  contract::DataFieldRef Run(std::u16string script) {
-    const std::int16_t counter = seam().InstanceCounter();
-    const std::int32_t count = fields->Count();
-    contract::DataFieldRef result = interpreter->RealizeRegularExpression(script);
-    EXPECT_EQ(seam().InstanceCounter(), counter);
-    EXPECT_EQ(fields->Count(), count);
-    return result;
-  }
-  static bool IsError(const contract::DataFieldRef& f) {
-    return f && f->Name() == u"Error" && f->DataType() == u"Boolean" &&
-           f->Data().Type() == automation::VarType::Boolean && !f->Data().GetBoolean();
-  }
-  bool LogHas(std::u16string_view text) const {
-    for (const auto& e : log->entries) {
-      if (e.find(text) != std::u16string::npos) return true;
-    }
-    return false;
   }
 };
 
@@ -81,7 +61,7 @@ TEST_F(FuzzRegressions, TheCharacterFFFFInALiteralIsKept) {
 
 TEST_F(FuzzRegressions, TheCharacterFFFFAloneIsASyntaxError) {
   EXPECT_TRUE(IsError(Run(u"\uFFFF")));
-  EXPECT_TRUE(LogHas(u"Syntax error\r\nExpression:\uFFFF\r\nWord: \uFFFF"));
+  EXPECT_TRUE(LogHas(log->entries, u"Syntax error\r\nExpression:\uFFFF\r\nWord: \uFFFF"));
 }
 
 TEST_F(FuzzRegressions, TheCharacterFFFFAfterANumberIsASyntaxError) {
@@ -98,7 +78,7 @@ TEST_F(FuzzRegressions, AnUnknownFunctionWordAloneAnswersNoFieldAndIsReported) {
 TEST_F(FuzzRegressions, AFailedDateCatAnswersNoFieldAndOnlyLogs) {
   EXPECT_EQ(Run(u"DateCat"), nullptr);
   EXPECT_TRUE(errors->Calls().empty());
-  EXPECT_TRUE(LogHas(u"Interpreter - PerformDateCat - Error Trap"));
+  EXPECT_TRUE(LogHas(log->entries, u"Interpreter - PerformDateCat - Error Trap"));
 }
 
 TEST_F(FuzzRegressions, TheEndOfTextCharacterAloneAnswersNoField) {
@@ -118,9 +98,6 @@ TEST_F(FuzzRegressions, DeeplyNestedIfConditionsLeaveNoTemporaryBehind) {
   for (const auto& entry : fields->Fields()) EXPECT_NE(entry.field->DataClass(), u"Auto");
 }
 
-// Each IF in a condition is one more nested run of the driver, with no bound but the length of
-// the script: a script within the 32766-character limit recursed deep enough to overflow a
-// 1 MB thread stack (the platform's default for a host's thread).
 // The hold table's slots of a level are given back only by ResetMemory, and their count is a
 // 16-bit number. A host that never resets fills level 0 after about 32767 temporaries (here
 // eleven runs of a 1000-term sum, 2998 temporaries each): AddNameToHoldArray then overflows
@@ -136,41 +113,24 @@ TEST_F(FuzzRegressions, AHostThatNeverResetsLeavesNoTemporaryBehindWhenTheHoldTa
   }
 }
 
-struct DeepIfRun {
-  contract::DataFieldsRef fields;
-  contract::HostErrorRef errors;
-  std::int16_t counter_after = 0;
-  bool answered = false;
-};
-
-// The interpreter is made on the thread that uses it, as a host does (its module state is per
-// thread).
-void* RunDeepIf(void* arg) {
-  auto* run = static_cast<DeepIfRun*>(arg);
-  Interpreter interpreter;
-  std::u16string system = u"S";
-  std::u16string application = u"A";
-  interpreter.Init(run->fields, run->errors, system, application);
-  std::u16string script;
-  for (int i = 0; i < 10900; ++i) script += u"IF ";
-  script += u"1 THEN 2 END IF";
-  run->answered = interpreter.RealizeRegularExpression(script) != nullptr;
-  run->counter_after = InterpreterSeam(interpreter).InstanceCounter();
-  return nullptr;
-}
-
+// Each IF in a condition is one more nested run of the driver, with no bound but the length of
+// the script: a script within the 32766-character limit recursed deep enough to overflow a
+// 1 MB thread stack (the platform's default for a host's thread).
 TEST_F(FuzzRegressions, NestedIfConditionsUpToTheLengthLimitFitAOneMegabyteStack) {
-  DeepIfRun run{fields, errors};
   const std::int32_t count = fields->Count();
-  pthread_attr_t attr;
-  ASSERT_EQ(pthread_attr_init(&attr), 0);
-  ASSERT_EQ(pthread_attr_setstacksize(&attr, 1024 * 1024), 0);
-  pthread_t thread;
-  ASSERT_EQ(pthread_create(&thread, &attr, RunDeepIf, &run), 0);
-  ASSERT_EQ(pthread_join(thread, nullptr), 0);
-  pthread_attr_destroy(&attr);
-  EXPECT_TRUE(run.answered);
-  EXPECT_EQ(run.counter_after, -1);
+  bool answered = false;
+  std::int16_t counter_after = 0;
+  RunOnOneMegabyteStack([&] {
+    Interpreter on_thread;
+    on_thread.Init(fields, errors, u"S", u"A");
+    std::u16string script;
+    for (int i = 0; i < 10900; ++i) script += u"IF ";
+    script += u"1 THEN 2 END IF";
+    answered = on_thread.RealizeRegularExpression(script) != nullptr;
+    counter_after = InterpreterSeam(on_thread).InstanceCounter();
+  });
+  EXPECT_TRUE(answered);
+  EXPECT_EQ(counter_after, -1);
   EXPECT_EQ(fields->Count(), count);
 }
 

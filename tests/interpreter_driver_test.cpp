@@ -1,6 +1,5 @@
-// Whole scripts through RealizeRegularExpression: the statement driver and the IF statement.
+// Whole scripts through RealizeRegularExpression: the statement driver and function dispatch.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include "automation/convert.h"
 #include "interpreter_fixture.h"
@@ -10,36 +9,7 @@ namespace {
 
 using automation::Value;
 
-class Scripts : public InterpreterTest {
- protected:
-  // Runs a script and checks what every run must leave behind: the instance counter back where
-  // it was and no temporary left in the host's collection.
-  contract::DataFieldRef Run(std::u16string script) {
-    const std::int16_t counter = seam().InstanceCounter();
-    const std::int32_t count = fields->Count();
-    contract::DataFieldRef result = interpreter->RealizeRegularExpression(script);
-    EXPECT_EQ(seam().InstanceCounter(), counter);
-    EXPECT_EQ(fields->Count(), count);
-    return result;
-  }
-  // The result as the command prints it: name, type and the data as text.
-  std::u16string Line(const contract::DataFieldRef& f) {
-    if (!f) return u"Nothing";
-    Value data = f->Data();
-    std::u16string text = data.IsNull() ? u"Null" : automation::CStr(data);
-    return f->Name().substr(0, 6) + u"|" + f->DataType() + u"|" + text;
-  }
-  bool IsError(const contract::DataFieldRef& f) {
-    return f && f->Name() == u"Error" && f->DataType() == u"Boolean" &&
-           f->Data().Type() == automation::VarType::Boolean && !f->Data().GetBoolean();
-  }
-  bool LogHas(std::u16string_view text) {
-    for (const auto& e : log->entries) {
-      if (e.find(text) != std::u16string::npos) return true;
-    }
-    return false;
-  }
-};
+class Scripts : public ScriptTest {};
 
 TEST_F(Scripts, AnEmptyScriptAnswersNoField) { EXPECT_EQ(Run(u""), nullptr); }
 
@@ -63,24 +33,25 @@ TEST_F(Scripts, ParenthesesGroupFirst) {
 TEST_F(Scripts, ARightParenthesisStuckToANumberMakesAWordThatIsNoOperand) {
   // The word "4)" keeps its parenthesis and is neither a number nor anything else.
   EXPECT_TRUE(IsError(Run(u"(10 - 4) - 3")));
-  EXPECT_TRUE(LogHas(u"Word: 4)"));
+  EXPECT_TRUE(LogHas(log->entries, u"Word: 4)"));
 }
 
 TEST_F(Scripts, ARightParenthesisWithoutALeftOneIsASyntaxError) {
   auto r = Run(u"5 )");
   EXPECT_TRUE(IsError(r));
-  EXPECT_TRUE(LogHas(u"Interpreter - RealizeRegularExpression - Error Trap\r\nError: -2147218559"
+  EXPECT_TRUE(LogHas(log->entries,
+                     u"Interpreter - RealizeRegularExpression - Error Trap\r\nError: -2147218559"
                      u"\r\nSyntax error\r\nExpression:5 )\r\nWord: )"));
 }
 
 TEST_F(Scripts, TwoOperandsInARowAreASyntaxError) {
   EXPECT_TRUE(IsError(Run(u"5 6")));
-  EXPECT_TRUE(LogHas(u"Syntax error\r\nExpression:5 6\r\nWord: 6"));
+  EXPECT_TRUE(LogHas(log->entries, u"Syntax error\r\nExpression:5 6\r\nWord: 6"));
 }
 
 TEST_F(Scripts, AnUnknownWordWhereAnOperandIsExpectedIsASyntaxError) {
   EXPECT_TRUE(IsError(Run(u"Nowhere + 1")));
-  EXPECT_TRUE(LogHas(u"Word: Nowhere"));
+  EXPECT_TRUE(LogHas(log->entries, u"Word: Nowhere"));
 }
 
 TEST_F(Scripts, TheDriversOwnHandlerReportsNothingToTheHost) {
@@ -134,70 +105,45 @@ TEST_F(Scripts, AScriptBeyondTheReadLimitAnswersTheErrorFieldInsteadOfLooping) {
   EXPECT_TRUE(IsError(Run(script)));
 }
 
-// ---- IF ---------------------------------------------------------------------------------
-
-TEST_F(Scripts, IfWithATrueConditionRunsTheThenBranch) {
-  AddField("A", Value::Long(1), "Long");
-  AddField("X", Value::String(u"chosen"), "String");
-  auto r = Run(u"IF A = 1 THEN X ENDIF");
-  ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->DataType(), u"Variant");
-  EXPECT_EQ(automation::CStr(r->Data()), u"chosen");
+TEST_F(Scripts, ARunGivesItsLevelsHoldSlotsBack) {
+  Run(u"1 + 2");
+  EXPECT_EQ(seam().HoldTop(0), -1);
 }
 
-TEST_F(Scripts, IfWithAFalseConditionAndNoElseIsFalse) {
-  AddField("A", Value::Long(2), "Long");
-  AddField("X", Value::String(u"chosen"), "String");
-  EXPECT_EQ(Line(Run(u"IF A = 1 THEN X ENDIF")), u"Autodf|Boolean|False");
+// A collection whose Remove fails the first time it is asked.
+class RemoveFailsOnce : public components::DataFieldCollection {
+ public:
+  void Remove(std::u16string& name) override {
+    if (!failed_) {
+      failed_ = true;
+      automation::Raise(automation::err::InvalidProcedureCall);
+    }
+    DataFieldCollection::Remove(name);
+  }
+
+ private:
+  bool failed_ = false;
+};
+
+TEST_F(Scripts, ClosingGoesOnAfterAFailingStep) {
+  auto collection = std::make_shared<RemoveFailsOnce>();
+  interpreter->SetDataFields(collection);
+  std::u16string script = u"1 + 2";
+  auto r = interpreter->RealizeRegularExpression(script);
+  EXPECT_TRUE(IsError(r));
+  EXPECT_TRUE(LogHas(log->entries,
+                     u"Interpreter - RealizeRegularExpression - Error Trap\r\n"
+                     u"Error: 5\r\nInvalid procedure call or argument\r\n"
+                     u"Expression:1 + 2"));
+  // The last temporary's removal failed; the three before it were removed all the same.
+  ASSERT_EQ(collection->Count(), 1);
+  EXPECT_EQ(collection->Fields().ItemAt(1)->Name(), u"Autodf4");
+  EXPECT_EQ(seam().InstanceCounter(), -1);
+  EXPECT_EQ(seam().HoldTop(0), -1);
+  EXPECT_TRUE(errors->Calls().empty());
 }
 
-TEST_F(Scripts, IfWithAFalseConditionRunsTheElseBranch) {
-  EXPECT_EQ(automation::CStr(Run(u"IF 1 = 2 THEN \"x\" ELSE \"y\" END IF")->Data()), u"y");
-}
-
-TEST_F(Scripts, ElseIfGivesItsBranchThroughTheInnerIfsResult) {
-  auto r = Run(u"IF 1 = 2 THEN \"x\" ELSEIF 2 = 2 THEN \"y\" END IF");
-  ASSERT_NE(r, nullptr);
-  EXPECT_EQ(automation::CStr(r->Data()), u"y");
-}
-
-TEST_F(Scripts, LowerCaseThenAndElseAreAccepted) {
-  EXPECT_EQ(automation::CStr(Run(u"IF 1 = 2 then \"x\" else \"y\" END IF")->Data()), u"y");
-}
-
-TEST_F(Scripts, EndWithALowerCaseIfIsASyntaxError) {
-  Run(u"IF 1 = 1 THEN \"x\" END if");
-  ASSERT_FALSE(errors->Calls().empty());
-  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: -2147218559 - Syntax error");
-  EXPECT_EQ(errors->Calls()[0][10].GetString(), u"GetStatements");
-}
-
-TEST_F(Scripts, EndAtTheEndOfTheLineIsASyntaxError) {
-  Run(u"IF 1 = 1 THEN \"x\" END");
-  ASSERT_FALSE(errors->Calls().empty());
-  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: -2147218559 - Syntax error");
-}
-
-TEST_F(Scripts, ANumericConditionOfFiveIsTrueAndZeroFalse) {
-  EXPECT_EQ(automation::CStr(Run(u"IF 5 THEN \"yes\" END IF")->Data()), u"yes");
-  EXPECT_EQ(Line(Run(u"IF 0 THEN \"yes\" END IF")), u"Autodf|Boolean|False");
-}
-
-TEST_F(Scripts, AnEmptyElseEndsInsteadOfRepeatingForever) {
-  EXPECT_EQ(Line(Run(u"IF 0 THEN \"yes\" ELSE END IF")), u"Autodf|Boolean|False");
-}
-
-TEST_F(Scripts, AnElseRunningOffTheLineEnds) {
-  auto r = Run(u"IF 0 THEN \"yes\" ELSE");
-  ASSERT_NE(r, nullptr);
-  EXPECT_EQ(r->DataType(), u"Boolean");
-}
-
-TEST_F(Scripts, ABranchOfTwoLinesRunsAsOneTextWithoutSeparators) {
-  auto r = Run(u"IF 1 THEN \"a\"\r\n& \"b\" END IF");
-  ASSERT_NE(r, nullptr);
-  EXPECT_EQ(automation::CStr(r->Data()), u"ab");
-}
+// ---- Function dispatch ----------------------------------------------------------------
 
 TEST_F(Scripts, AnUnknownFunctionWordOverflowsInPerformFunction) {
   Run(u"DATE");
@@ -219,44 +165,20 @@ TEST_F(Scripts, DateCompareGivingZeroLeavesADateTemporaryMadeFromTheTextZero) {
   EXPECT_EQ(top->Data().GetDate(), 0.0);
 }
 
-// A host's thread commonly has a 1 MB stack; an ELSEIF chain as long as a script can be must
-// fit it.
-struct ChainRun {
-  contract::DataFieldsRef fields;
-  contract::HostErrorRef errors;
-  std::u16string answer;
-};
-
-void* RunLongElseIfChain(void* arg) {
-  auto* run = static_cast<ChainRun*>(arg);
-  Interpreter interpreter;
-  std::u16string system = u"S";
-  std::u16string application = u"A";
-  interpreter.Init(run->fields, run->errors, system, application);
-  std::u16string script = u"IF 0 THEN 1";
-  while (script.size() < 32700) script += u" ELSEIF 0 THEN 1";
-  script += u" ELSEIF 1 THEN \"last\" END IF";
-  contract::DataFieldRef r = interpreter.RealizeRegularExpression(script);
-  if (r) run->answer = automation::CStr(r->Data());
-  return nullptr;
-}
-
-TEST_F(Scripts, AnElseIfChainAsLongAsAScriptFitsAOneMegabyteStack) {
-  ChainRun run{fields, errors, {}};
-  pthread_attr_t attr;
-  ASSERT_EQ(pthread_attr_init(&attr), 0);
-  ASSERT_EQ(pthread_attr_setstacksize(&attr, 1024 * 1024), 0);
-  pthread_t thread;
-  ASSERT_EQ(pthread_create(&thread, &attr, RunLongElseIfChain, &run), 0);
-  ASSERT_EQ(pthread_join(thread, nullptr), 0);
-  pthread_attr_destroy(&attr);
-  EXPECT_EQ(run.answer, u"last");
-}
-
-TEST_F(Scripts, ANestedElseIfTakesTheInnerStatementsValue) {
-  auto r = Run(u"IF 0 THEN 1 ELSEIF 0 THEN 2 ELSEIF 0 THEN 3 ELSE 4 END IF");
-  ASSERT_NE(r, nullptr);
-  EXPECT_EQ(automation::CStr(r->Data()), u"4");
+TEST_F(Scripts, ARefusedDateCompareTemporaryIsObjectRequiredInPerformFunctionsTrap) {
+  auto s = seam();
+  interpreter->ResetMemory();
+  std::int16_t level = s.AddInstance(u"#3/14/2002#, #3/14/2002#");
+  s.FailIn(u"CreateDateDataField", 5);
+  Value v = s.PerformFunction(u"DateCompare", level);
+  s.StopFailing();
+  EXPECT_TRUE(v.IsEmpty());
+  std::vector<std::u16string> reported = ReportedProcedures();
+  ASSERT_EQ(reported.size(), 2u);
+  EXPECT_EQ(reported[0], u"CreateDateDataField");
+  EXPECT_EQ(reported[1], u"PerformFunction");
+  EXPECT_EQ(errors->Calls()[1][1].GetString(), u"Error: -2147220568 - Object required");
+  EXPECT_TRUE(s.Stack(level).IsStackEmpty());
 }
 
 }  // namespace

@@ -73,9 +73,7 @@ TEST_F(Evaluator, DivisionByZeroIsReportedFromTheEvaluatorAndTheResultIsFalse) {
   PushOperator("/");
   PushValue(Value::Long(0), "Long");
   EXPECT_FALSE(Evaluate());
-  ASSERT_EQ(errors->Calls().size(), 1u);
-  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: -2147220981 - Division by zero");
-  EXPECT_EQ(errors->Calls()[0][10].GetString(), u"EvaluateExpression");
+  ExpectOneReport(*errors, u"EvaluateExpression", u"Error: -2147220981 - Division by zero");
   ASSERT_EQ(log->entries.size(), 1u);
   EXPECT_NE(log->entries[0].find(u"Interpreter - EvaluateExpression - Error Trap\r\n"
                                  u"Error: -2147220981\r\nDivision by zero"),

@@ -3,11 +3,14 @@
 // with the debug log switched on through a throwaway INI file and the clock fixed.
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "automation/convert.h"
 #include "automation/datetime.h"
 #include "automation/text.h"
 #include "components/data_field.h"
@@ -19,8 +22,12 @@
 #include "interpreter_seam.h"
 #include "support/debug_log.h"
 #include "support_temp_folder.h"
+#include "test_support.h"
 
 namespace qorvintr::testing_support {
+
+using engine::Interpreter;
+using engine::InterpreterSeam;
 
 // A log object that keeps every entry it is given.
 class RecordingLog : public contract::LogWriter {
@@ -101,6 +108,50 @@ class InterpreterTest : public ::testing::Test {
   std::unique_ptr<Interpreter> interpreter;
   std::shared_ptr<components::DataFieldCollection> fields;
   std::shared_ptr<components::ErrorRecorder> errors;
+};
+
+// Runs body on a thread of its own with a 1 MB stack, the common size of a host's thread. An
+// interpreter the body makes is made on the thread that uses it, as a host does (its module
+// state is per thread).
+inline void RunOnOneMegabyteStack(const std::function<void()>& body) {
+  pthread_attr_t attr;
+  ASSERT_EQ(pthread_attr_init(&attr), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attr, 1024 * 1024), 0);
+  auto start = [](void* arg) -> void* {
+    (*static_cast<const std::function<void()>*>(arg))();
+    return nullptr;
+  };
+  pthread_t thread;
+  ASSERT_EQ(pthread_create(&thread, &attr, start, const_cast<std::function<void()>*>(&body)), 0);
+  ASSERT_EQ(pthread_join(thread, nullptr), 0);
+  pthread_attr_destroy(&attr);
+}
+
+// Whole scripts through RealizeRegularExpression.
+class ScriptTest : public InterpreterTest {
+ protected:
+  // Runs a script and checks what every run must leave behind: the instance counter back where
+  // it was and no temporary left in the host's collection.
+  contract::DataFieldRef Run(std::u16string script) {
+    const std::int16_t counter = seam().InstanceCounter();
+    const std::int32_t count = fields->Count();
+    contract::DataFieldRef result = interpreter->RealizeRegularExpression(script);
+    EXPECT_EQ(seam().InstanceCounter(), counter);
+    EXPECT_EQ(fields->Count(), count);
+    return result;
+  }
+  // The result as the command prints it: name, type and the data as text.
+  static std::u16string Line(const contract::DataFieldRef& f) {
+    if (!f) return u"Nothing";
+    automation::Value data = f->Data();
+    std::u16string text = data.IsNull() ? u"Null" : automation::CStr(data);
+    return f->Name().substr(0, 6) + u"|" + f->DataType() + u"|" + text;
+  }
+  // The field a failed script answers: "Error", a Boolean False.
+  static bool IsError(const contract::DataFieldRef& f) {
+    return f && f->Name() == u"Error" && f->DataType() == u"Boolean" &&
+           f->Data().Type() == automation::VarType::Boolean && !f->Data().GetBoolean();
+  }
 };
 
 }  // namespace qorvintr::testing_support

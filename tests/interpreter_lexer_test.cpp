@@ -153,9 +153,7 @@ TEST_F(Lexer, ReadPositionLimitRaisesSubscriptOutOfRangeIntoGetNextCharsTrap) {
   s.ReadPosition(n) = 32767;
   EXPECT_EQ(s.GetNextChar(n), InterpreterSeam::kNoChar);
   EXPECT_EQ(s.ReadPosition(n), 32767);
-  ASSERT_EQ(errors->Calls().size(), 1u);
-  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: -2147220983 - Subscript out of range");
-  EXPECT_EQ(errors->Calls()[0][10].GetString(), u"GetNextChar");
+  ExpectOneReport(*errors, u"GetNextChar", u"Error: -2147220983 - Subscript out of range");
 }
 
 TEST_F(Lexer, TextBeyond32766CharactersCannotBeRead) {
@@ -166,6 +164,14 @@ TEST_F(Lexer, TextBeyond32766CharactersCannotBeRead) {
   s.ReadPosition(n) = 32766;
   EXPECT_EQ(s.GetNextChar(n), u'B');
   EXPECT_EQ(s.GetNextChar(n), InterpreterSeam::kNoChar);
+}
+
+TEST_F(Lexer, AWordAtTheReadLimitIsTheEndOfTheText) {
+  std::int16_t n = Open(std::u16string(32767, u'A') + u" B");
+  auto s = seam();
+  s.ReadPosition(n) = 32767;
+  EXPECT_EQ(s.GetNextWord(n), u"<EOL>");
+  ExpectOneReport(*errors, u"GetNextChar", u"Error: -2147220983 - Subscript out of range");
 }
 
 TEST_F(Lexer, ALiteralOpenAtTheLimitEndsThereInsteadOfLooping) {

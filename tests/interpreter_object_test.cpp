@@ -154,9 +154,22 @@ TEST_F(InterpreterTest, InitWithLoggingOffWritesNoBanner) {
 TEST_F(InterpreterTest, OrlinaIniFilenameSetsThePublicFieldAndTheDebugLogSettingsFile) {
   std::u16string name = u"C:\\host\\orlina.ini";
   interpreter->SetOrlinaIniFilename(name);
-  EXPECT_EQ(interpreter->g_orlina_ini_filename, name);
   EXPECT_EQ(interpreter->OrlinaIniFilename(), name);
   EXPECT_EQ(support::modDebugLog::IniFileName(), name);
+}
+
+TEST_F(InterpreterTest, ThePublicFieldsLetSetsTheNameButNotTheDebugLogSettingsFile) {
+  std::u16string before = support::modDebugLog::IniFileName();
+  interpreter->SetOrlinaIniFilenameOnly(u"C:\\other.ini");
+  EXPECT_EQ(interpreter->OrlinaIniFilename(), u"C:\\other.ini");
+  EXPECT_EQ(support::modDebugLog::IniFileName(), before);
+}
+
+TEST_F(InterpreterTest, InitTakesTheHostsObjectsAndNamesAsTheyAre) {
+  EXPECT_TRUE(interpreter->Init(fields, errors, u"Upload", u"HL7"));
+  EXPECT_EQ(interpreter->DataFields(), fields);
+  EXPECT_EQ(interpreter->objError(), errors);
+  EXPECT_EQ(seam().SystemName().GetString(), u"Upload");
 }
 
 TEST_F(InterpreterTest, StrExpressionLetStoresTheTextOfAnOpenInstance) {
@@ -169,12 +182,7 @@ TEST_F(InterpreterTest, StrExpressionLetStoresTheTextOfAnOpenInstance) {
 TEST_F(InterpreterTest, StrExpressionLetOutsideTheArraysIsTheCallersSubscriptError) {
   std::int16_t n = 99;
   seam().AddInstance(u"A");
-  try {
-    interpreter->SetStrExpression(n, u"B");
-    FAIL() << "expected error 9";
-  } catch (const automation::AutomationError& e) {
-    EXPECT_EQ(e.Number(), 9);
-  }
+  EXPECT_EQ(ErrorOf([&] { interpreter->SetStrExpression(n, u"B"); }), 9);
 }
 
 TEST_F(InterpreterTest, AFailingProcedureReportsElevenArgumentsWith150100FirstAndItsNameLast) {
@@ -232,12 +240,7 @@ TEST_F(InterpreterTest, AnErrorInsideTheHandlerReachesTheCaller) {
   // (which reports to no one) would end it.
   interpreter->SetObjError(nullptr);
   auto s = seam();
-  try {
-    s.PeekNextChar(99);
-    FAIL() << "expected error 91 to reach the caller";
-  } catch (const automation::AutomationError& e) {
-    EXPECT_EQ(e.Number(), 91);
-  }
+  EXPECT_EQ(ErrorOf([&] { s.PeekNextChar(99); }), 91);
   ASSERT_EQ(log->entries.size(), 2u);
   EXPECT_NE(log->entries[0].find(u"Interpreter - GetNextChar - Error Trap\r\nError: 9\r\n"),
             std::u16string::npos);
@@ -252,9 +255,7 @@ TEST_F(InterpreterTest, AddInstanceFailureLeavesTheCounterRaisedAndAnswersZero) 
   s.InstanceCounterRef() = 32762;
   EXPECT_EQ(s.AddInstance(u"B"), 0);
   EXPECT_EQ(s.InstanceCounter(), 32763);
-  ASSERT_EQ(errors->Calls().size(), 1u);
-  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: 6 - Overflow");
-  EXPECT_EQ(errors->Calls()[0][10].GetString(), u"AddInstance");
+  ExpectOneReport(*errors, u"AddInstance", u"Error: 6 - Overflow");
 }
 
 TEST_F(InterpreterTest, AddInstanceAtTheLastCounterValueOverflows) {

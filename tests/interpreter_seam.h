@@ -7,7 +7,7 @@
 
 #include "interpreter/interpreter.h"
 
-namespace qorvintr {
+namespace qorvintr::engine {
 
 class InterpreterSeam {
  public:
@@ -90,14 +90,18 @@ class InterpreterSeam {
   std::u16string AddNameToHoldArray(const std::u16string& s, std::int16_t level) {
     return i_.AddNameToHoldArray(s, level);
   }
+  void PushHeld(std::u16string& name, std::int16_t level) { i_.PushHeld(name, level); }
+  void PushHeldChecked(std::u16string& name, std::int16_t level) {
+    i_.PushHeldChecked(name, level);
+  }
   // Built-in functions
   automation::Value PerformFunction(std::u16string_view w, std::int16_t n) {
     return i_.PerformFunction(w, n);
   }
   bool PerformIf(std::int16_t n) { return i_.PerformIf(n); }
   std::u16string GetIfCondition(std::int16_t n) { return i_.GetIfCondition(n); }
-  std::u16string GetStatements(std::int16_t n, std::int16_t& branch) {
-    return i_.GetStatements(n, branch);
+  std::u16string GetStatements(std::int16_t n, std::int16_t& ended_at) {
+    return i_.GetStatements(n, ended_at);
   }
   bool RemoveEndIf(std::int16_t n) { return i_.RemoveEndIf(n); }
   bool PerformFormat(std::int16_t n) { return i_.PerformFormat(n); }
@@ -119,7 +123,7 @@ class InterpreterSeam {
     return i_.GetReplaceArguments(n, source, find, replacement, start, count, compare);
   }
   std::int16_t PerformDateCompare(std::int16_t n) { return i_.PerformDateCompare(n); }
-  std::int16_t DateCompare(automation::Value& a, automation::Value& b) {
+  std::int16_t DateCompare(const automation::Value& a, const automation::Value& b) {
     return i_.DateCompare(a, b);
   }
   static automation::Value RemoveCommas(const automation::Value& v) {
@@ -127,18 +131,18 @@ class InterpreterSeam {
   }
   bool PerformDateCat(std::int16_t n) { return i_.PerformDateCat(n); }
 
-  std::int16_t AutoNameTop() const { return i_.AutoNameTop; }
-  const std::u16string& AutoName(std::int32_t n) const { return i_.AutoNameList(n); }
-  std::int32_t AutoNameListUBound() const { return i_.AutoNameList.UBound(); }
-  std::int16_t HoldTop(std::int32_t level) const { return i_.HoldTop(level); }
-  std::int32_t HoldTopUBound() const { return i_.HoldTop.UBound(); }
+  std::int16_t AutoNameTop() const { return i_.auto_name_top_; }
+  const std::u16string& AutoName(std::int32_t n) const { return i_.auto_names_(n); }
+  std::int32_t AutoNameListUBound() const { return i_.auto_names_.UBound(); }
+  std::int16_t HoldTop(std::int32_t level) const { return i_.hold_top_(level); }
+  std::int32_t HoldTopUBound() const { return i_.hold_top_.UBound(); }
   const std::u16string& Hold(std::int32_t level, std::int32_t slot) const {
-    return i_.HoldArray(level, slot);
+    return i_.hold_array_(level, slot);
   }
-  std::int32_t HoldArrayUBound(int dimension) const { return i_.HoldArray.UBound(dimension); }
+  std::int32_t HoldArrayUBound(int dimension) const { return i_.hold_array_.UBound(dimension); }
 
  private:
   Interpreter& i_;
 };
 
-}  // namespace qorvintr
+}  // namespace qorvintr::engine

@@ -90,9 +90,8 @@ TEST_F(Temporaries, GivingBackAnUnknownNameFromALongerListIsASubscriptError) {
   s.GetNewDataFieldName();
   s.GetNewDataFieldName();
   EXPECT_FALSE(s.RemoveAutoDataFieldNameFromList(u"Other"));
-  ASSERT_EQ(errors->Calls().size(), 1u);
-  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: 9 - Subscript out of range");
-  EXPECT_EQ(errors->Calls()[0][10].GetString(), u"RemoveAutoDataFieldNameFromList");
+  ExpectOneReport(*errors, u"RemoveAutoDataFieldNameFromList",
+                  u"Error: 9 - Subscript out of range");
   EXPECT_EQ(s.AutoNameTop(), 1);
 }
 
@@ -128,9 +127,7 @@ TEST_F(Temporaries, NumericTextWithoutFractionIsLongAndWithFractionDouble) {
 
 TEST_F(Temporaries, NumericTextBeyond32BitsOverflows) {
   EXPECT_EQ(seam().CreateNumericDataField(u"3000000000"), u"");
-  ASSERT_EQ(errors->Calls().size(), 1u);
-  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: 6 - Overflow");
-  EXPECT_EQ(errors->Calls()[0][10].GetString(), u"CreateNumericDataField");
+  ExpectOneReport(*errors, u"CreateNumericDataField", u"Error: 6 - Overflow");
 }
 
 TEST_F(Temporaries, NonNumericTextIsATypeMismatch) {
@@ -161,9 +158,7 @@ TEST_F(Temporaries, DateCreationStripsTheHashesAndParses) {
 
 TEST_F(Temporaries, DateCreationOfABadTextIsATypeMismatch) {
   EXPECT_EQ(seam().CreateDateDataField(u"#not a date#"), u"");
-  ASSERT_EQ(errors->Calls().size(), 1u);
-  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: 13 - Type mismatch");
-  EXPECT_EQ(errors->Calls()[0][10].GetString(), u"CreateDateDataField");
+  ExpectOneReport(*errors, u"CreateDateDataField", u"Error: 13 - Type mismatch");
 }
 
 TEST_F(Temporaries, DateCreationOfANumberTextGivesThatSerial) {
@@ -245,9 +240,7 @@ TEST_F(Temporaries, AThirdTemporaryAtOneLevelGrowsTheSlotsFromOneToSix) {
 
 TEST_F(Temporaries, ALevelAbove15IsASubscriptError) {
   EXPECT_EQ(seam().AddNameToHoldArray(u"Autodf1", 16), u"");
-  ASSERT_EQ(errors->Calls().size(), 1u);
-  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: 9 - Subscript out of range");
-  EXPECT_EQ(errors->Calls()[0][10].GetString(), u"AddNameToHoldArray");
+  ExpectOneReport(*errors, u"AddNameToHoldArray", u"Error: 9 - Subscript out of range");
 }
 
 TEST_F(Temporaries, WithoutAResetLevel11StartsAtSlot1) {
@@ -257,6 +250,28 @@ TEST_F(Temporaries, WithoutAResetLevel11StartsAtSlot1) {
   EXPECT_EQ(s.HoldTop(11), 1);
   EXPECT_EQ(s.Hold(11, 0), u"");
   EXPECT_EQ(s.Hold(11, 1), u"Autodf1");
+}
+
+// A collection that answers no field for any name.
+class AnswersNoField : public components::DataFieldCollection {
+ public:
+  contract::DataFieldRef Item(std::u16string&) override { return nullptr; }
+};
+
+TEST_F(Temporaries, PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldCheckedRaises91) {
+  auto s = seam();
+  interpreter->ResetMemory();
+  std::int16_t n = s.AddInstance(u"A");
+  interpreter->SetDataFields(std::make_shared<AnswersNoField>());
+  std::u16string name = u"Autodf1";
+  s.PushHeld(name, n);
+  EXPECT_FALSE(s.Stack(n).IsStackEmpty());
+  EXPECT_EQ(s.Stack(n).Pop(), nullptr);
+  EXPECT_EQ(s.HoldTop(n), 0);
+  EXPECT_EQ(s.Hold(n, 0), u"Autodf1");
+  EXPECT_EQ(ErrorOf([&] { s.PushHeldChecked(name, n); }), automation::err::ObjectVariableNotSet);
+  EXPECT_TRUE(s.Stack(n).IsStackEmpty());
+  EXPECT_EQ(s.HoldTop(n), 0);
 }
 
 }  // namespace

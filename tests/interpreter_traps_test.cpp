@@ -87,10 +87,7 @@ TEST_F(Traps, EveryProcedureWritesItsTitleAndReportsItsName) {
     if (c.reported == nullptr) {
       EXPECT_TRUE(errors->Calls().empty());
     } else {
-      ASSERT_EQ(errors->Calls().size(), 1u);
-      EXPECT_EQ(errors->Calls()[0][10].GetString(), c.reported);
-      EXPECT_EQ(errors->Calls()[0][1].GetString(),
-                u"Error: 5 - Invalid procedure call or argument");
+      ExpectOneReport(*errors, c.reported, u"Error: 5 - Invalid procedure call or argument");
     }
   }
 }

@@ -16,7 +16,7 @@ TEST(PublicApi, AHostCreatesInitialisesAndReadsTheProperties) {
   qorvintr::contract::HostErrorRef e = recorder;
   std::u16string system = u"Upload";
   std::u16string application = u"HL7";
-  qorvintr::Interpreter interpreter;
+  qorvintr::engine::Interpreter interpreter;
   EXPECT_TRUE(interpreter.Init(f, e, system, application));
   EXPECT_EQ(interpreter.DataFields(), fields);
   EXPECT_EQ(interpreter.objError(), recorder);

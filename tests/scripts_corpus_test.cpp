@@ -34,6 +34,8 @@ namespace qorvintr::testing_support {
 namespace {
 
 using automation::Value;
+using engine::Interpreter;
+using engine::InterpreterSeam;
 using scripts::Case;
 using scripts::Event;
 

@@ -10,13 +10,17 @@
 #include "contract/creation.h"
 #include "support/debug_log.h"
 #include "support_temp_folder.h"
+#include "test_support.h"
 
 namespace {
 
 using qorvintr::automation::Raise;
 using qorvintr::support::ErrorTrapText;
+using qorvintr::support::IgnoreErrors;
+using qorvintr::support::OnHandlerError;
 using qorvintr::support::RunTrapped;
 using qorvintr::support::TrappedError;
+using qorvintr::testing_support::ErrorOf;
 
 TEST(ErrorTrap, TextHasTheTitleLineTheNumberAndTheDescription) {
   TrappedError e{6, u"", u"Overflow"};
@@ -30,14 +34,15 @@ TEST(ErrorTrap, TextHasTheTitleLineTheNumberAndTheDescription) {
 
 TEST(ErrorTrap, BodyResultComesBackWhenNothingFails) {
   int handled = 0;
-  int r = RunTrapped(0, [] { return 42; }, [&](const TrappedError&) { ++handled; });
+  int r = RunTrapped<OnHandlerError::kRaise>(0, [] { return 42; },
+                                             [&](const TrappedError&) { ++handled; });
   EXPECT_EQ(r, 42);
   EXPECT_EQ(handled, 0);
 }
 
 TEST(ErrorTrap, APlatformErrorReachesTheHandlerAndTheFailureValueIsAnswered) {
   TrappedError seen;
-  bool r = RunTrapped(
+  bool r = RunTrapped<OnHandlerError::kRaise>(
       false,
       []() -> bool { Raise(11, u"Interpreter.EvaluateExpression", u""); },
       [&](const TrappedError& e) { seen = e; });
@@ -49,23 +54,42 @@ TEST(ErrorTrap, APlatformErrorReachesTheHandlerAndTheFailureValueIsAnswered) {
 
 TEST(ErrorTrap, OtherFailuresAreTranslatedToPlatformErrors) {
   TrappedError seen;
-  RunTrapped(0, []() -> int { throw std::bad_alloc(); }, [&](const TrappedError& e) { seen = e; });
+  auto keep = [&](const TrappedError& e) { seen = e; };
+  RunTrapped<OnHandlerError::kRaise>(0, []() -> int { throw std::bad_alloc(); }, keep);
   EXPECT_EQ(seen.number, 7);
   EXPECT_EQ(seen.description, u"Out of memory");
-  RunTrapped(0, []() -> int { throw std::length_error("x"); },
-             [&](const TrappedError& e) { seen = e; });
+  RunTrapped<OnHandlerError::kRaise>(0, []() -> int { throw std::length_error("x"); }, keep);
   EXPECT_EQ(seen.number, 14);
-  RunTrapped(0, []() -> int { throw 3; }, [&](const TrappedError& e) { seen = e; });
+  RunTrapped<OnHandlerError::kRaise>(0, []() -> int { throw 3; }, keep);
   EXPECT_EQ(seen.number, 51);
 }
 
-TEST(ErrorTrap, AFailingHandlerDoesNotEscape) {
-  int r = RunTrapped(
+TEST(ErrorTrap, AnErrorRaisedByTheHandlerGoesOnToTheCallerWhenTheTrapRaises) {
+  EXPECT_EQ(ErrorOf([] {
+              RunTrapped<OnHandlerError::kRaise>(
+                  -7, []() -> int { Raise(5); }, [](const TrappedError&) { Raise(91); });
+            }),
+            91);
+}
+
+TEST(ErrorTrap, AnErrorRaisedByTheHandlerEndsThereWhenTheTrapDrops) {
+  int r = RunTrapped<OnHandlerError::kDrop>(
       -7, []() -> int { Raise(5); }, [](const TrappedError&) { Raise(91); });
   EXPECT_EQ(r, -7);
 }
 
-TEST(ErrorTrap, LogErrorTrapNeverRaisesEvenWhenTheLogIsBroken) {
+TEST(ErrorTrap, IgnoreErrorsRunsTheStepAndDropsWhatItRaises) {
+  int steps = 0;
+  IgnoreErrors([&] { ++steps; });
+  IgnoreErrors([&] {
+    ++steps;
+    Raise(5);
+  });
+  IgnoreErrors([] { throw std::bad_alloc(); });
+  EXPECT_EQ(steps, 2);
+}
+
+TEST(ErrorTrap, InitDebugLogsTrapDropsALogThatCannotWriteItsText) {
   namespace dbg = qorvintr::support::modDebugLog;
   qorvintr::testing_support::TempFolder folder;
   auto ini = folder.Write("host.ini", "[Upload]\r\nWriteDebugLog=True\r\n");
@@ -75,10 +99,13 @@ TEST(ErrorTrap, LogErrorTrapNeverRaisesEvenWhenTheLogIsBroken) {
   std::u16string start;
   EXPECT_EQ(dbg::InitDebugLog(start), 0);  // the log object could not be created
   ASSERT_TRUE(dbg::IsDebugLogEnabled());
-  // Logging is on without a log object: a plain write raises 91, the trap's write does not.
-  EXPECT_THROW(dbg::WriteDebugLog(u"x"), qorvintr::automation::AutomationError);
-  EXPECT_NO_THROW(qorvintr::support::LogErrorTrap(u"Interpreter", u"AddInstance",
-                                                  TrappedError{5, u"", u"x"}));
+  // Logging is on without a log object: writing the trap text raises 91, which InitDebugLog's
+  // trap dropped.
+  EXPECT_EQ(ErrorOf([] {
+              qorvintr::support::LogErrorTrap(u"modDebugLog", u"InitDebugLog",
+                                              TrappedError{5, u"", u"x"});
+            }),
+            91);
   dbg::ResetDebugLog();
   dbg::SetIniFileName(u"");
 }
