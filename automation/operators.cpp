@@ -344,4 +344,19 @@ Value GreaterOrEqual(const Value& a, const Value& b) {
 Value Equal(const Value& a, const Value& b) { return Truth(Compare(a, b), false, true, false); }
 Value NotEqual(const Value& a, const Value& b) { return Truth(Compare(a, b), true, false, true); }
 
+Comparison CompareWithLiteral(const Value& value, const Value& literal) {
+  const Value v = Dereference(value);
+  if (v.IsNull() || literal.IsNull()) return Comparison::Null;
+  const double number = CDbl(literal);
+  double x = 0;
+  if (v.Type() == VarType::String && literal.Type() == VarType::Boolean && !IsNumeric(v)) {
+    x = CBool(v) ? -1.0 : 0.0;
+  } else {
+    x = CDbl(v);
+  }
+  if (x < number) return Comparison::Less;
+  if (x > number) return Comparison::Greater;
+  return Comparison::Equal;
+}
+
 }  // namespace qorvintr::automation

@@ -43,4 +43,13 @@ Value GreaterOrEqual(const Value& a, const Value& b);
 Value Equal(const Value& a, const Value& b);
 Value NotEqual(const Value& a, const Value& b);
 
+// A value compared with a literal of a numeric kind, as the language compares them (the 0 of
+// "value <> 0", the True of "value = True"). A literal has a declared type, so the comparison
+// is numeric whenever the value holds, or reads as, a number: a text the number parser accepts
+// is that number, Empty is 0, Booleans are -1/0 and dates their serial. A text that is no number
+// is a type mismatch (13), except that a text the Boolean conversion accepts ("True", "False")
+// meets a Boolean literal as that Boolean. Null compares as Null. This is not the platform's
+// comparison of two values above, which ranks every text above every number.
+Comparison CompareWithLiteral(const Value& value, const Value& literal);
+
 }  // namespace qorvintr::automation

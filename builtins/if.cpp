@@ -24,12 +24,19 @@ std::u16string WithoutCarriageReturn(std::u16string word) {
   return word;
 }
 
-// "If value = True": a value compared with the Boolean True, as the language compares a value
-// with a Boolean (the value taken as a Boolean; Null is never equal).
+// "If value = True": True is a literal of a numeric kind, so a value that holds or reads as a
+// number meets it numerically (5 is not True, nor is a date). A condition that is Null counts as
+// False.
 bool EqualsTrue(const Value& value) {
-  Value v = automation::Dereference(value);
-  if (v.IsNull()) return false;
-  return automation::CBool(v);
+  return automation::CompareWithLiteral(value, Value::Boolean(true)) ==
+         automation::Comparison::Equal;
+}
+
+// "value <> 0" with the literal 0: a text "0" is the number 0 (not a text above every number).
+Value NotZero(const Value& value) {
+  const automation::Comparison c = automation::CompareWithLiteral(value, Value::Integer(0));
+  if (c == automation::Comparison::Null) return Value::Null();
+  return Value::Boolean(c != automation::Comparison::Equal);
 }
 
 }  // namespace
@@ -94,7 +101,7 @@ bool Interpreter::RunIfBranches(std::int16_t level, Value& value) {
   value = Value::Object(RealizeRegularExpression(condition));
   // Kept: a number other than a Boolean is true when it is not 0 (tests/builtins_if_test.cpp: IfScripts.ANumericConditionOfFiveIsTrueAndZeroFalse)
   if (automation::IsNumeric(value) && automation::TypeName(value) != u"Boolean") {
-    value = automation::NotEqual(value, Value::Integer(0));
+    value = NotZero(value);
   }
   std::int16_t ended_at = 0;
   if (EqualsTrue(value)) {

@@ -31,9 +31,7 @@ std::u16string DataText(const contract::DataFieldRef& field) {
 // "If value = 0": a numeric comparison with the whole number 0, as the language compares a
 // value with a number (a text that is no number is a type mismatch; Null is never equal).
 bool EqualsZero(const Value& value) {
-  Value v = automation::Dereference(value);
-  if (v.IsNull()) return false;
-  return automation::CDbl(v) == 0.0;
+  return automation::CompareWithLiteral(value, Value::Integer(0)) == automation::Comparison::Equal;
 }
 
 // Brings both operands to one kind before the operator applies. The first rule that applies

@@ -490,3 +490,78 @@ TEST(OperatorsCompare, ComparisonOperatorsGiveNullForNull) {
   EXPECT_TRUE(au::NotEqual(S(u"a"), N()).IsNull());
   EXPECT_TRUE(au::GreaterOrEqual(E(), N()).IsNull());
 }
+
+// --- A value against a literal of a numeric kind ---------------------------------------------
+
+namespace {
+
+Comparison WithZero(const Value& v) { return au::CompareWithLiteral(v, I2(0)); }
+Comparison WithTrue(const Value& v) { return au::CompareWithLiteral(v, B(true)); }
+
+class Holder : public au::Object {
+ public:
+  explicit Holder(Value v) : v_(std::move(v)) {}
+  Value DefaultValue() override { return v_; }
+  std::u16string ClassName() const override { return u"Holder"; }
+
+ private:
+  Value v_;
+};
+
+}  // namespace
+
+TEST(CompareWithLiteral, ATextThatReadsAsANumberIsThatNumber) {
+  for (const char16_t* zero : {u"0", u"0.0", u" 0", u"-0", u"0e5", u"(0)"}) {
+    EXPECT_EQ(WithZero(S(zero)), Comparison::Equal);
+  }
+  EXPECT_EQ(WithZero(S(u"5")), Comparison::Greater);
+  EXPECT_EQ(WithZero(S(u"-1")), Comparison::Less);
+  EXPECT_EQ(WithZero(S(u"0.5")), Comparison::Greater);
+  EXPECT_EQ(WithTrue(S(u"-1")), Comparison::Equal);
+  EXPECT_EQ(WithTrue(S(u"1")), Comparison::Greater);
+  // The platform's comparison of two values puts the text above the number instead.
+  EXPECT_EQ(au::Compare(S(u"0"), I2(0)), Comparison::Greater);
+}
+
+TEST(CompareWithLiteral, ATextThatIsNoNumberIsATypeMismatch) {
+  EXPECT_EQ(ErrorOf([] { WithZero(S(u"abc")); }), 13);
+  EXPECT_EQ(ErrorOf([] { WithZero(S(u"")); }), 13);
+  EXPECT_EQ(ErrorOf([] { WithTrue(S(u"abc")); }), 13);
+  // "True" and "False" are no numbers, so against 0 they do not compare either.
+  EXPECT_EQ(ErrorOf([] { WithZero(S(u"True")); }), 13);
+}
+
+TEST(CompareWithLiteral, TrueAndFalseTextsMeetABooleanLiteralAsBooleans) {
+  EXPECT_EQ(WithTrue(S(u"True")), Comparison::Equal);
+  EXPECT_EQ(WithTrue(S(u"False")), Comparison::Greater);
+}
+
+TEST(CompareWithLiteral, NumbersBooleansAndDatesCompareNumerically) {
+  EXPECT_EQ(WithZero(I4(0)), Comparison::Equal);
+  EXPECT_EQ(WithZero(R8(-2.5)), Comparison::Less);
+  EXPECT_EQ(WithZero(R4(0.0f)), Comparison::Equal);
+  EXPECT_EQ(WithZero(B(false)), Comparison::Equal);
+  EXPECT_EQ(WithTrue(B(true)), Comparison::Equal);
+  EXPECT_EQ(WithTrue(B(false)), Comparison::Greater);
+  // A whole number other than -1 is not True, though it counts as true in a condition.
+  EXPECT_EQ(WithTrue(I2(5)), Comparison::Greater);
+  EXPECT_EQ(WithTrue(I4(-1)), Comparison::Equal);
+  // A date by its serial: only 12/29/1899 (-1) equals True, only 12/30/1899 equals 0.
+  EXPECT_EQ(WithTrue(D(37329.0)), Comparison::Greater);
+  EXPECT_EQ(WithTrue(D(-1.0)), Comparison::Equal);
+  EXPECT_EQ(WithZero(D(0.0)), Comparison::Equal);
+  EXPECT_EQ(WithZero(D(0.5)), Comparison::Greater);
+}
+
+TEST(CompareWithLiteral, EmptyIsZeroAndNullIsNull) {
+  EXPECT_EQ(WithZero(Value()), Comparison::Equal);
+  EXPECT_EQ(WithTrue(Value()), Comparison::Greater);
+  EXPECT_EQ(WithZero(Value::Null()), Comparison::Null);
+  EXPECT_EQ(WithTrue(Value::Null()), Comparison::Null);
+}
+
+TEST(CompareWithLiteral, AnObjectIsComparedThroughItsDefaultMember) {
+  EXPECT_EQ(WithZero(Value::Object(std::make_shared<Holder>(S(u"0")))), Comparison::Equal);
+  EXPECT_EQ(WithTrue(Value::Object(std::make_shared<Holder>(D(37329.0)))), Comparison::Greater);
+  EXPECT_EQ(WithZero(Value::Object(std::make_shared<Holder>(Value::Null()))), Comparison::Null);
+}
