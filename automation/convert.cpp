@@ -1,4 +1,4 @@
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 
 #include <array>
 #include <charconv>
@@ -9,7 +9,7 @@
 #include "automation/chars.h"
 #include "automation/datetime.h"
 #include "automation/decimal.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/locale.h"
 
 namespace qorvintr::automation {

@@ -10,7 +10,7 @@
 
 #include "automation/chars.h"
 #include "automation/decimal.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/locale.h"
 
 namespace qorvintr::automation {

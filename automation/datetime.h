@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "automation/value.h"
+#include "qorvintr/value.h"
 
 namespace qorvintr::automation {
 

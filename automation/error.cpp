@@ -1,4 +1,4 @@
-#include "automation/error.h"
+#include "qorvintr/error.h"
 
 #include "automation/text.h"
 

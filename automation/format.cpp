@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/format_internal.h"
 
 namespace qorvintr::automation {

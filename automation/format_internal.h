@@ -21,7 +21,7 @@
 #include <string_view>
 
 #include "automation/datetime.h"
-#include "automation/value.h"
+#include "qorvintr/value.h"
 
 namespace qorvintr::automation::format_internal {
 

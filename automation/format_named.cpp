@@ -3,7 +3,7 @@
 #include <string>
 
 #include "automation/chars.h"
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
 #include "automation/format_internal.h"
 #include "automation/locale.h"

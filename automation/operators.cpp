@@ -5,9 +5,9 @@
 #include <limits>
 #include <string>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/text.h"
 
 namespace qorvintr::automation {

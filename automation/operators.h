@@ -15,7 +15,7 @@
 //   as zero) raises 11, 0 / 0 raises 6; an omitted argument raises 13.
 // Objects stand for their default member.
 
-#include "automation/value.h"
+#include "qorvintr/value.h"
 
 namespace qorvintr::automation {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "automation/chars.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 
 namespace qorvintr::automation {
 

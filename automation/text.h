@@ -1,15 +1,13 @@
 #pragma once
-// Text functions of the platform, and the UTF-8 edges.
+// Text functions of the platform (the UTF-8 edges are in qorvintr/utf8.h).
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-namespace qorvintr::automation {
+#include "qorvintr/utf8.h"
 
-// UTF-8 <-> UTF-16 at the edges. Invalid UTF-8 becomes U+FFFD; a lone surrogate becomes U+FFFD.
-std::u16string FromUtf8(std::string_view s);
-std::string ToUtf8(std::u16string_view s);
+namespace qorvintr::automation {
 
 // The platform's text comparison modes. Binary compares UTF-16 code units; Text compares them
 // after the simple lower-case mapping (case-insensitive; no further linguistic rules).

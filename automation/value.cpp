@@ -1,6 +1,6 @@
-#include "automation/value.h"
+#include "qorvintr/value.h"
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 
 namespace qorvintr::automation {
 

@@ -3,9 +3,9 @@
 #include <optional>
 #include <string>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/limits.h"

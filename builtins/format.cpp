@@ -2,9 +2,9 @@
 // the text as a temporary on the instance's stack.
 #include <string>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/format.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/operators.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"

@@ -2,8 +2,8 @@
 // the level's stack.
 #include <string>
 
-#include "automation/convert.h"
-#include "automation/error.h"
+#include "qorvintr/convert.h"
+#include "qorvintr/error.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/limits.h"

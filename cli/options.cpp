@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "automation/chars.h"
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/text.h"
 #include "cli/text_io.h"
 

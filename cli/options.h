@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "automation/value.h"
+#include "qorvintr/value.h"
 
 namespace qorvintr::cli {
 

@@ -6,10 +6,10 @@
 #include "automation/datetime.h"
 #include "automation/text.h"
 #include "cli/text_io.h"
-#include "components/data_field.h"
-#include "components/defaults.h"
-#include "contract/creation.h"
-#include "contract/log_writer.h"
+#include "qorvintr/components/data_field.h"
+#include "qorvintr/components/defaults.h"
+#include "qorvintr/contract/creation.h"
+#include "qorvintr/contract/log_writer.h"
 #include "support/debug_log.h"
 
 namespace qorvintr::cli {

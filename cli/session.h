@@ -9,9 +9,9 @@
 
 #include "cli/options.h"
 #include "cli/paths.h"
-#include "components/field_collection.h"
-#include "contract/data_field.h"
-#include "contract/host_error.h"
+#include "qorvintr/components/field_collection.h"
+#include "qorvintr/contract/data_field.h"
+#include "qorvintr/contract/host_error.h"
 #include "interpreter/interpreter.h"
 
 namespace qorvintr::cli {

@@ -5,8 +5,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "automation/convert.h"
-#include "automation/error.h"
+#include "qorvintr/convert.h"
+#include "qorvintr/error.h"
 #include "automation/text.h"
 #include "cli/paths.h"
 

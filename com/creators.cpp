@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "com/dispatch_client.h"
 #include "com/variant.h"
-#include "contract/creation.h"
+#include "qorvintr/contract/creation.h"
 
 namespace qorvintr::com {
 

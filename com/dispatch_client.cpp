@@ -5,8 +5,8 @@
 #include <new>
 #include <utility>
 
-#include "automation/convert.h"
-#include "automation/error.h"
+#include "qorvintr/convert.h"
+#include "qorvintr/error.h"
 #include "com/errors.h"
 #include "com/native_dispatch.h"
 #include "com/variant.h"

@@ -18,10 +18,10 @@
 #include <string>
 #include <string_view>
 
-#include "automation/value.h"
-#include "contract/data_field.h"
-#include "contract/host_error.h"
-#include "contract/log_writer.h"
+#include "qorvintr/value.h"
+#include "qorvintr/contract/data_field.h"
+#include "qorvintr/contract/host_error.h"
+#include "qorvintr/contract/log_writer.h"
 
 namespace qorvintr::com {
 

@@ -15,7 +15,7 @@
 #include <string>
 #include <string_view>
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "com/variant.h"
 
 namespace qorvintr::com {

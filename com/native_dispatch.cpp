@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "automation/chars.h"
-#include "automation/convert.h"
-#include "automation/error.h"
+#include "qorvintr/convert.h"
+#include "qorvintr/error.h"
 #include "com/errors.h"
 #include "com/variant.h"
-#include "contract/data_field.h"
+#include "qorvintr/contract/data_field.h"
 
 extern "C" IMAGE_DOS_HEADER __ImageBase;
 

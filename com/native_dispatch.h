@@ -12,7 +12,7 @@
 
 #include <atomic>
 
-#include "automation/value.h"
+#include "qorvintr/value.h"
 #include "com/server.h"
 
 namespace qorvintr::com {

@@ -14,15 +14,15 @@
 #include <utility>
 #include <vector>
 
-#include "automation/convert.h"
-#include "automation/error.h"
+#include "qorvintr/convert.h"
+#include "qorvintr/error.h"
 #include "com/dispatch_client.h"
 #include "com/dual_object.h"
 #include "com/errors.h"
 #include "com/server.h"
 #include "com/variant.h"
-#include "components/data_field.h"
-#include "components/field_collection.h"
+#include "qorvintr/components/data_field.h"
+#include "qorvintr/components/field_collection.h"
 
 namespace qorvintr::com {
 

@@ -6,12 +6,12 @@
 
 #include <string>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "com/dual_object.h"
 #include "com/errors.h"
 #include "com/server.h"
 #include "com/variant.h"
-#include "components/log_writer.h"
+#include "qorvintr/components/log_writer.h"
 
 namespace qorvintr::com {
 

@@ -5,7 +5,7 @@
 #include <new>
 #include <type_traits>
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "com/dispatch_client.h"
 #include "com/native_dispatch.h"
 

@@ -1,4 +1,4 @@
-#include "components/data_field.h"
+#include "qorvintr/components/data_field.h"
 
 #include <utility>
 

@@ -1,10 +1,10 @@
-#include "components/defaults.h"
+#include "qorvintr/components/defaults.h"
 
 #include <memory>
 
-#include "components/data_field.h"
-#include "components/log_writer.h"
-#include "contract/creation.h"
+#include "qorvintr/components/data_field.h"
+#include "qorvintr/components/log_writer.h"
+#include "qorvintr/contract/creation.h"
 
 namespace qorvintr::components {
 

@@ -1,4 +1,4 @@
-#include "components/error_recorder.h"
+#include "qorvintr/components/error_recorder.h"
 
 namespace qorvintr::components {
 

@@ -1,15 +1,42 @@
-#include "components/field_collection.h"
+#include "qorvintr/components/field_collection.h"
 
 #include <iterator>
 #include <utility>
 
-#include "automation/error.h"
+#include "automation/chars.h"
 #include "automation/text.h"
+#include "qorvintr/error.h"
 
 namespace qorvintr::components {
 
 using automation::Raise;
 namespace err = automation::err;
+
+namespace {
+// Beyond ASCII the platform's own lower-casing decides.
+inline char16_t FoldKeyChar(char16_t c) noexcept {
+  if (c < 0x80) return automation::AsciiLower(c);
+  return automation::LCaseChar(c);
+}
+}  // namespace
+
+std::size_t FoldedKeyHash::operator()(std::u16string_view key) const noexcept {
+  // FNV-1a over the folded code units.
+  std::uint64_t h = 14695981039346656037ull;
+  for (char16_t c : key) {
+    h ^= FoldKeyChar(c);
+    h *= 1099511628211ull;
+  }
+  return static_cast<std::size_t>(h);
+}
+
+bool FoldedKeyEqual::operator()(std::u16string_view a, std::u16string_view b) const noexcept {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (a[i] != b[i] && FoldKeyChar(a[i]) != FoldKeyChar(b[i])) return false;
+  }
+  return true;
+}
 
 // ---- FieldCollection ----------------------------------------------------------------------
 

@@ -1,4 +1,4 @@
-#include "components/log_writer.h"
+#include "qorvintr/components/log_writer.h"
 
 #include <string>
 #include <system_error>

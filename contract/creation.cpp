@@ -1,4 +1,4 @@
-#include "contract/creation.h"
+#include "qorvintr/contract/creation.h"
 
 #include <mutex>
 #include <shared_mutex>

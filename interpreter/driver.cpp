@@ -1,9 +1,9 @@
 // The statement driver: runs one script from its first word to its value.
 #include <string>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/text.h"
-#include "contract/creation.h"
+#include "qorvintr/contract/creation.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/limits.h"
 #include "interpreter/trap.h"
@@ -67,7 +67,7 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
   support::RunTrapped<support::OnHandlerError::kDrop>(
       false,
       [&] {
-        if (fault_injector_) fault_injector_(u"RealizeRegularExpression");
+        InjectFault(u"RealizeRegularExpression");
         expression = automation::Trim(expression);
         level = AddInstance(expression);
         // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions

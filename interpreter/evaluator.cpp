@@ -2,7 +2,7 @@
 // operator, left operand) into new temporaries, with no precedence of its own.
 #include <string>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/operators.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
 #include "automation/format.h"
 #include "automation/text.h"

@@ -14,9 +14,9 @@
 #include <string>
 #include <string_view>
 
-#include "automation/value.h"
-#include "contract/data_field.h"
-#include "contract/host_error.h"
+#include "qorvintr/value.h"
+#include "qorvintr/contract/data_field.h"
+#include "qorvintr/contract/host_error.h"
 #include "interpreter/limits.h"
 #include "support/dynarray.h"
 #include "support/error_trap.h"
@@ -65,7 +65,9 @@ class Interpreter {
   void ResetMemory() noexcept;
 
  private:
+#ifdef QORVINTR_TESTING
   friend class InterpreterSeam;
+#endif
 
   // ---- The error trap -------------------------------------------------------------------
   // Runs body under support::RunTrapped; on an error writes "Interpreter - <title> - Error
@@ -236,9 +238,16 @@ class Interpreter {
   automation::Value application_name_ = automation::Value::String(u"");
   automation::Value module_name_ = automation::Value::String(u"");
 
+#ifdef QORVINTR_TESTING
   // Tests make a chosen procedure fail through this: it runs first inside every trap, given
-  // the trap's title. Empty in every host.
+  // the trap's title. Only the library the tests link has it.
   std::function<void(std::u16string_view)> fault_injector_;
+  void InjectFault(std::u16string_view title) {
+    if (fault_injector_) fault_injector_(title);
+  }
+#else
+  static void InjectFault(std::u16string_view) noexcept {}
+#endif
 };
 
 }  // namespace qorvintr::engine

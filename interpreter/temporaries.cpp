@@ -3,11 +3,11 @@
 // it so that the level can remove it again.
 #include <string>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
 #include "automation/decimal.h"
 #include "automation/text.h"
-#include "contract/creation.h"
+#include "qorvintr/contract/creation.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/limits.h"
 #include "interpreter/trap.h"

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/limits.h"
 #include "support/error_trap.h"
@@ -65,7 +65,7 @@ Result Interpreter::Trapped(const Title& title, const Reported& reported, Result
   return support::RunTrapped<kOnHandlerError>(
       std::move(failure),
       [&]() -> Result {
-        if (fault_injector_) fault_injector_(std::u16string_view(title));
+        InjectFault(std::u16string_view(title));
         return std::forward<Body>(body)();
       },
       [&](const support::TrappedError& error) {

@@ -4,12 +4,12 @@
 #include <new>
 #include <utility>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/text.h"
-#include "automation/value.h"
-#include "contract/creation.h"
+#include "qorvintr/value.h"
+#include "qorvintr/contract/creation.h"
 #include "support/error_trap.h"
 #include "support/profile.h"
 

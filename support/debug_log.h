@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "contract/log_writer.h"
+#include "qorvintr/contract/log_writer.h"
 
 namespace qorvintr::support::modDebugLog {
 

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 
 namespace qorvintr::support {
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "automation/decimal.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "support/debug_log.h"
 
 namespace qorvintr::support {

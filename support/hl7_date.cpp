@@ -3,11 +3,11 @@
 #include <cstddef>
 #include <limits>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/format.h"
-#include "automation/value.h"
+#include "qorvintr/value.h"
 
 namespace qorvintr::support::modTools {
 

@@ -1,6 +1,6 @@
 #include "support/stack.h"
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 
 namespace qorvintr::support {
 

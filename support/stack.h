@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "automation/value.h"
-#include "contract/data_field.h"
+#include "qorvintr/value.h"
+#include "qorvintr/contract/data_field.h"
 
 namespace qorvintr::support {
 

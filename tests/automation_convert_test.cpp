@@ -1,6 +1,6 @@
 // Conversions between kinds, the number parser and the number texts (en-US).
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <random>
 #include <string>
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "test_support.h"
 
 namespace qorvintr::automation {

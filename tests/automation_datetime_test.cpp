@@ -8,9 +8,9 @@
 #include <string>
 
 #include "automation/chars.h"
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "test_support.h"
 
 namespace au = qorvintr::automation;

@@ -9,9 +9,9 @@
 #include <random>
 #include <string>
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/text.h"
-#include "automation/value.h"
+#include "qorvintr/value.h"
 #include "test_support.h"
 
 namespace au = qorvintr::automation;

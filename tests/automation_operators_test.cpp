@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/operators.h"
-#include "automation/value.h"
+#include "qorvintr/value.h"
 #include "test_support.h"
 
 namespace au = qorvintr::automation;

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/text.h"
 #include "test_support.h"
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "interpreter/limits.h"
 #include "interpreter_fixture.h"
 

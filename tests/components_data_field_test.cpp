@@ -1,9 +1,9 @@
-#include "components/data_field.h"
+#include "qorvintr/components/data_field.h"
 
 #include <gtest/gtest.h>
 
-#include "automation/convert.h"
-#include "automation/value.h"
+#include "qorvintr/convert.h"
+#include "qorvintr/value.h"
 
 namespace {
 

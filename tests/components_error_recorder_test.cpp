@@ -1,9 +1,9 @@
-#include "components/error_recorder.h"
+#include "qorvintr/components/error_recorder.h"
 
 #include <gtest/gtest.h>
 
-#include "automation/convert.h"
-#include "automation/value.h"
+#include "qorvintr/convert.h"
+#include "qorvintr/value.h"
 
 namespace {
 

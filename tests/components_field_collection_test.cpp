@@ -1,4 +1,4 @@
-#include "components/field_collection.h"
+#include "qorvintr/components/field_collection.h"
 
 #include <gtest/gtest.h>
 
@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "automation/error.h"
-#include "automation/value.h"
-#include "components/data_field.h"
+#include "qorvintr/error.h"
+#include "qorvintr/value.h"
+#include "qorvintr/components/data_field.h"
 #include "test_support.h"
 
 namespace {

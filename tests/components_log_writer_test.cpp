@@ -1,4 +1,4 @@
-#include "components/log_writer.h"
+#include "qorvintr/components/log_writer.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "automation/convert.h"
-#include "automation/value.h"
+#include "qorvintr/convert.h"
+#include "qorvintr/value.h"
 #include "support_temp_folder.h"
 
 namespace {

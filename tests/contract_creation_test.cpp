@@ -1,15 +1,15 @@
-#include "contract/creation.h"
+#include "qorvintr/contract/creation.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
 
-#include "automation/error.h"
-#include "components/data_field.h"
-#include "components/defaults.h"
-#include "components/log_writer.h"
-#include "contract/data_field.h"
-#include "contract/log_writer.h"
+#include "qorvintr/error.h"
+#include "qorvintr/components/data_field.h"
+#include "qorvintr/components/defaults.h"
+#include "qorvintr/components/log_writer.h"
+#include "qorvintr/contract/data_field.h"
+#include "qorvintr/contract/log_writer.h"
 #include "test_support.h"
 
 namespace {

@@ -1,17 +1,17 @@
 // The data field contract, exercised the way the interpreter uses it: only through the abstract
 // types, with objects made by programmatic identifier.
-#include "contract/data_field.h"
+#include "qorvintr/contract/data_field.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
 
-#include "automation/convert.h"
-#include "automation/value.h"
-#include "components/defaults.h"
-#include "components/field_collection.h"
-#include "contract/creation.h"
+#include "qorvintr/convert.h"
+#include "qorvintr/value.h"
+#include "qorvintr/components/defaults.h"
+#include "qorvintr/components/field_collection.h"
+#include "qorvintr/contract/creation.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "interpreter_fixture.h"
 
 namespace qorvintr::testing_support {

@@ -1,7 +1,7 @@
 // Whole scripts through RealizeRegularExpression: the statement driver and function dispatch.
 #include <gtest/gtest.h>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "interpreter_fixture.h"
 
 namespace qorvintr::testing_support {

@@ -11,14 +11,14 @@
 #include <string>
 #include <vector>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
 #include "automation/text.h"
-#include "components/data_field.h"
-#include "components/error_recorder.h"
-#include "components/field_collection.h"
-#include "contract/creation.h"
-#include "contract/log_writer.h"
+#include "qorvintr/components/data_field.h"
+#include "qorvintr/components/error_recorder.h"
+#include "qorvintr/components/field_collection.h"
+#include "qorvintr/contract/creation.h"
+#include "qorvintr/contract/log_writer.h"
 #include "interpreter/interpreter.h"
 #include "interpreter_seam.h"
 #include "scripts/case_file.h"

@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "automation/datetime.h"
-#include "automation/error.h"
-#include "automation/value.h"
-#include "components/defaults.h"
-#include "contract/creation.h"
-#include "contract/log_writer.h"
+#include "qorvintr/error.h"
+#include "qorvintr/value.h"
+#include "qorvintr/components/defaults.h"
+#include "qorvintr/contract/creation.h"
+#include "qorvintr/contract/log_writer.h"
 #include "support_temp_folder.h"
 #include "test_support.h"
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "test_support.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "automation/error.h"
-#include "contract/creation.h"
+#include "qorvintr/error.h"
+#include "qorvintr/contract/creation.h"
 #include "support/debug_log.h"
 #include "support_temp_folder.h"
 #include "test_support.h"

@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "test_support.h"
 
 namespace {

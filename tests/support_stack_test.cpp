@@ -7,9 +7,9 @@
 #include <memory>
 #include <new>
 
-#include "automation/error.h"
-#include "automation/value.h"
-#include "components/data_field.h"
+#include "qorvintr/error.h"
+#include "qorvintr/value.h"
+#include "qorvintr/components/data_field.h"
 #include "test_support.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "automation/error.h"
-#include "components/error_recorder.h"
+#include "qorvintr/error.h"
+#include "qorvintr/components/error_recorder.h"
 
 namespace qorvintr::testing_support {
 

@@ -5,25 +5,26 @@
 //   qorvintr::components::RegisterDefaultComponents();   // "QorvDFld.DataField", "QorvLog.Log"
 //   auto fields = std::make_shared<qorvintr::components::DataFieldCollection>();
 //   fields->Add(u"Visit Date", qorvintr::automation::Value::String(u"3/14/2002"), u"String");
-//   qorvintr::contract::DataFieldsRef f = fields;
-//   qorvintr::contract::HostErrorRef errors = std::make_shared<qorvintr::components::ErrorRecorder>();
-//   std::u16string system = u"Upload", application = u"HL7";
+//   auto errors = std::make_shared<qorvintr::components::ErrorRecorder>();
 //   qorvintr::Interpreter interpreter;
-//   interpreter.Init(f, errors, system, application);
+//   interpreter.Init(fields, errors, u"Upload", u"HL7");
+//   qorvintr::contract::DataFieldRef value = interpreter.RealizeRegularExpression(u"Visit Date");
 //
 // Data fields, the collection, the error object and the log writer are abstract classes in
-// contract/; derive from them to give the interpreter your own objects.
+// qorvintr/contract/; derive from them to give the interpreter your own objects.
 
-#include "automation/convert.h"
-#include "automation/error.h"
-#include "automation/value.h"
-#include "components/data_field.h"
-#include "components/defaults.h"
-#include "components/error_recorder.h"
-#include "components/field_collection.h"
-#include "contract/creation.h"
-#include "contract/data_field.h"
-#include "contract/host_error.h"
-#include "contract/log_writer.h"
-#include "interpreter/interpreter.h"
+#include "qorvintr/components/data_field.h"
+#include "qorvintr/components/defaults.h"
+#include "qorvintr/components/error_recorder.h"
+#include "qorvintr/components/field_collection.h"
+#include "qorvintr/components/log_writer.h"
+#include "qorvintr/contract/creation.h"
+#include "qorvintr/contract/data_field.h"
+#include "qorvintr/contract/host_error.h"
+#include "qorvintr/contract/log_writer.h"
+#include "qorvintr/convert.h"
+#include "qorvintr/error.h"
+#include "qorvintr/interpreter.h"
+#include "qorvintr/utf8.h"
+#include "qorvintr/value.h"
 #include "qorvintr/version.h"

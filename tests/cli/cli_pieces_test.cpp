@@ -8,12 +8,12 @@
 #include <string>
 
 #include "automation/datetime.h"
-#include "automation/error.h"
-#include "automation/value.h"
+#include "qorvintr/error.h"
+#include "qorvintr/value.h"
 #include "cli/options.h"
 #include "cli/session.h"
 #include "cli/text_io.h"
-#include "components/data_field.h"
+#include "qorvintr/components/data_field.h"
 
 namespace qorvintr::cli {
 namespace {

@@ -9,14 +9,14 @@
 #include <memory>
 #include <string>
 
-#include "automation/error.h"
-#include "automation/value.h"
+#include "qorvintr/error.h"
+#include "qorvintr/value.h"
 #include "com/dispatch_client.h"
 #include "com/errors.h"
 #include "com/native_dispatch.h"
 #include "com/variant.h"
 #include "com_test_support.h"
-#include "components/data_field.h"
+#include "qorvintr/components/data_field.h"
 
 using namespace comtest;
 using qorvintr::automation::AutomationError;

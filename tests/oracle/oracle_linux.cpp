@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <string>
 
-#include "automation/convert.h"
+#include "qorvintr/convert.h"
 #include "automation/datetime.h"
-#include "automation/error.h"
+#include "qorvintr/error.h"
 #include "automation/format.h"
 #include "automation/operators.h"
-#include "automation/value.h"
+#include "qorvintr/value.h"
 #include "case_format.h"
 
 namespace {

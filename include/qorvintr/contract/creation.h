@@ -10,8 +10,8 @@
 #include <memory>
 #include <string_view>
 
-#include "automation/error.h"
-#include "automation/value.h"
+#include "qorvintr/error.h"
+#include "qorvintr/value.h"
 
 namespace qorvintr::contract {
 

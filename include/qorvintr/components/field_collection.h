@@ -10,39 +10,19 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "automation/chars.h"
-#include "automation/text.h"
-#include "automation/value.h"
-#include "components/data_field.h"
-#include "contract/data_field.h"
+#include "qorvintr/value.h"
+#include "qorvintr/components/data_field.h"
+#include "qorvintr/contract/data_field.h"
 
 namespace qorvintr::components {
 
-// Case folding of keys: one code unit at a time, so hashing and comparing never allocate. Beyond
-// ASCII the platform's own lower-casing decides.
-inline char16_t FoldKeyChar(char16_t c) noexcept {
-  if (c < 0x80) return automation::AsciiLower(c);
-  return automation::LCaseChar(c);
-}
+// Keys compared without regard to case, one code unit at a time, so that hashing and comparing
+// never allocate.
 struct FoldedKeyHash {
-  std::size_t operator()(std::u16string_view key) const noexcept {
-    // FNV-1a over the folded code units.
-    std::uint64_t h = 14695981039346656037ull;
-    for (char16_t c : key) {
-      h ^= FoldKeyChar(c);
-      h *= 1099511628211ull;
-    }
-    return static_cast<std::size_t>(h);
-  }
+  std::size_t operator()(std::u16string_view key) const noexcept;
 };
 struct FoldedKeyEqual {
-  bool operator()(std::u16string_view a, std::u16string_view b) const noexcept {
-    if (a.size() != b.size()) return false;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-      if (a[i] != b[i] && FoldKeyChar(a[i]) != FoldKeyChar(b[i])) return false;
-    }
-    return true;
-  }
+  bool operator()(std::u16string_view a, std::u16string_view b) const noexcept;
 };
 
 // The keyed collection itself (what DataFields.mCol answers).

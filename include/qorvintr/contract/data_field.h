@@ -11,8 +11,8 @@
 #include <string>
 #include <string_view>
 
-#include "automation/error.h"
-#include "automation/value.h"
+#include "qorvintr/error.h"
+#include "qorvintr/value.h"
 
 namespace qorvintr::contract {
 

@@ -7,8 +7,8 @@
 #include <functional>
 #include <vector>
 
-#include "automation/value.h"
-#include "contract/host_error.h"
+#include "qorvintr/value.h"
+#include "qorvintr/contract/host_error.h"
 
 namespace qorvintr::components {
 

@@ -24,8 +24,8 @@
 #include <string>
 #include <string_view>
 
-#include "automation/value.h"
-#include "contract/log_writer.h"
+#include "qorvintr/value.h"
+#include "qorvintr/contract/log_writer.h"
 
 namespace qorvintr::components {
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "automation/error.h"
-#include "automation/value.h"
+#include "qorvintr/error.h"
+#include "qorvintr/value.h"
 
 namespace qorvintr::contract {
 
