@@ -52,6 +52,10 @@ cmake --build --preset default -j "$jobs"
 log "Linux tests (unit tests and the Wine oracle)"
 ctest --preset default -j "$jobs"
 
+log "COM benchmark under Wine: QorvIntr against the Script Control (figures only; fails on a wrong answer)"
+bash "$root/bench/com/run_com_bench.sh" --com-dir "$root/build/windows/com" \
+  --prefix "$root/build/bench-wine" --count 100 --rounds 3 --vbs-seconds 0.05
+
 log "AddressSanitizer + UBSan build"
 cmake --preset asan $werror >/dev/null
 cmake --build --preset asan -j "$jobs"
