@@ -46,6 +46,7 @@ bool FieldCollection::TryAdd(const contract::DataFieldRef& field, std::u16string
   try {
     index_.emplace(std::u16string_view(last->key), last);
   } catch (...) {
+    // No memory for the index: the entry goes again, so that nothing changed, and the error on.
     order_.pop_back();
     throw;
   }

@@ -163,6 +163,7 @@ automation::Value RotatingLogWriter::WriteLogMsg(std::u16string_view text) {
     has_entries_ = true;
     return Answer(0);
   } catch (...) {
+    // No memory for the entry's text: the entry is not written, as when the device fails.
     return Answer(kDeviceIoError);
   }
 }
