@@ -36,33 +36,18 @@ void PrintResultLine(const contract::DataFieldRef& field) {
 }  // namespace
 
 int EvalCommand(const std::vector<std::string>& args) {
-  const Options options = ParseOptions(args, "eval", false);
+  const Options options = ParseOptions(args, CommandName::kEval);
   if (options.operands.empty()) throw UsageError("eval: a SCRIPT is needed");
   if (options.operands.size() > 1) {
     throw UsageError("eval: one SCRIPT only (quote a script that has blanks); got '" +
                      options.operands[1] + "' too");
   }
+  FixedClock clock(options.now);
   Session session(options);
   contract::DataFieldRef result = session.Run(automation::FromUtf8(options.operands[0]));
   PrintResultLine(result);
   if (!result) return 3;
   return IsErrorField(result) ? 1 : 0;
-}
-
-int BatchCommand(const std::vector<std::string>& args) {
-  const Options options = ParseOptions(args, "batch", false);
-  if (options.operands.size() > 1) {
-    throw UsageError("batch: one FILE only; got '" + options.operands[1] + "' too");
-  }
-  std::vector<std::u16string> lines;
-  if (options.operands.empty() || options.operands[0] == "-") {
-    lines = ReadStandardInputLines();
-  } else {
-    lines = ReadLines(options.operands[0], "batch file");
-  }
-  Session session(options);
-  for (const std::u16string& line : lines) PrintResultLine(session.Run(Unescape(line)));
-  return 0;
 }
 
 namespace {
@@ -187,7 +172,7 @@ std::u16string Table(const std::vector<Row>& rows) {
 }  // namespace
 
 int RunCommand(const std::vector<std::string>& args, const char* argv0) {
-  Options options = ParseOptions(args, "run", true);
+  Options options = ParseOptions(args, CommandName::kRun);
   if (!options.operands.empty()) {
     throw UsageError("run: unexpected '" + options.operands[0] +
                      "' (give files with --fields and --scripts)");
@@ -207,6 +192,7 @@ int RunCommand(const std::vector<std::string>& args, const char* argv0) {
   }
   const std::vector<ScriptLine> scripts = ReadScriptsFile(scripts_file);
 
+  FixedClock clock(options.now);
   Session session(options);
   int failed = 0;
   const std::vector<Row> rows = RunScripts(session, scripts, failed);

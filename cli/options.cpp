@@ -112,10 +112,11 @@ std::vector<FieldDefinition> ReadFieldsFile(const std::string& path) {
   return fields;
 }
 
-Options ParseOptions(const std::vector<std::string>& args, std::string_view command,
-                     bool run_options) {
+Options ParseOptions(const std::vector<std::string>& args, CommandName command) {
   Options options;
-  const std::string cmd(command);
+  const std::string cmd = command == CommandName::kEval    ? "eval"
+                          : command == CommandName::kBatch ? "batch"
+                                                           : "run";
   bool only_operands = false;
   for (std::size_t i = 0; i < args.size(); ++i) {
     const std::string& arg = args[i];
@@ -174,8 +175,22 @@ Options ParseOptions(const std::vector<std::string>& args, std::string_view comm
                          "' is not a date and time (write for instance \"3/14/2002 9:30:00 AM\")");
       }
       options.now = *serial;
-    } else if (name == "--scripts" && run_options) {
+    } else if (name == "--scripts" && command == CommandName::kRun) {
       options.scripts = value();
+    } else if (name == "--jobs" && command == CommandName::kBatch) {
+      const std::string text = value();
+      unsigned jobs = 0;
+      const bool digits = !text.empty() && text.size() <= 4 &&
+                          text.find_first_not_of("0123456789") == std::string::npos;
+      if (digits) jobs = static_cast<unsigned>(std::stoul(text));
+      if (jobs < 1 || jobs > kMaxJobs) {
+        throw UsageError(cmd + ": --jobs '" + text + "' is not a number from 1 to " +
+                         std::to_string(kMaxJobs));
+      }
+      options.jobs = jobs;
+    } else if (name == "--stats" && command == CommandName::kBatch) {
+      no_value();
+      options.stats = true;
     } else {
       throw UsageError(cmd + ": unknown option '" + arg + "' (see qorvintr --help)");
     }

@@ -59,18 +59,27 @@ Value PrintingErrorObject::ReportError(const Value& code, const Value& text, con
     std::u16string line = ReportErrorLine(
         {code, text, when, arg4, arg5, arg6, system, application, release, module, procedure});
     line += u'\n';
-    WriteErr(line);
+    if (sink_ != nullptr) {
+      *sink_ += line;
+    } else {
+      WriteErr(line);
+    }
   }
   return Value::Long(0);
 }
 
-Session::Session(const Options& options) {
-  if (options.now) {
-    const double now = *options.now;
-    automation::SetClock([now] { return now; });
-    clock_fixed_ = true;
-  }
+FixedClock::FixedClock(std::optional<double> now) {
+  if (!now) return;
+  const double serial = *now;
+  automation::SetClock([serial] { return serial; });
+  fixed_ = true;
+}
 
+FixedClock::~FixedClock() {
+  if (fixed_) automation::SetClock({});
+}
+
+Session::Session(const Options& options) {
   // The INI file: the one given, or (for --log-stderr alone) one that switches the log on.
   std::u16string ini_name;
   if (options.ini) {
@@ -116,11 +125,16 @@ Session::Session(const Options& options) {
 Session::~Session() {
   interpreter_.reset();
   support::modDebugLog::ResetDebugLog();
-  if (clock_fixed_) automation::SetClock({});
 }
 
 contract::DataFieldRef Session::Run(std::u16string script) {
   return interpreter_->RealizeRegularExpression(script);
+}
+
+contract::DataFieldRef Session::RunAlone(std::u16string script) {
+  contract::DataFieldRef result = interpreter_->RealizeRegularExpression(script);
+  interpreter_->ResetMemory();
+  return result;
 }
 
 std::u16string ResultLine(const contract::DataFieldRef& field) {

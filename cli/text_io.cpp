@@ -1,9 +1,18 @@
 #include "cli/text_io.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <new>
+
+#include <sys/stat.h>
+#include <sys/types.h>
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
 
 #include "qorvintr/convert.h"
 #include "qorvintr/error.h"
@@ -62,42 +71,116 @@ bool IsBlankOrComment(std::u16string_view line) noexcept {
 
 namespace {
 
-std::vector<std::u16string> SplitLines(const std::string& bytes) {
-  std::string_view rest(bytes);
-  if (rest.substr(0, 3) == "\xEF\xBB\xBF") rest.remove_prefix(3);
-  std::vector<std::u16string> lines;
-  while (!rest.empty()) {
-    std::size_t end = rest.find('\n');
-    std::string_view line = rest.substr(0, end);
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    lines.push_back(automation::FromUtf8(line));
-    if (end == std::string_view::npos) break;
-    rest.remove_prefix(end + 1);
-  }
-  return lines;
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+// A line whose buffer grew past this is given back after use: one long line must not stay in
+// memory for the rest of a long run.
+constexpr std::size_t kKeptBuffer = std::size_t{1} << 20;
+
+std::FILE* OpenForReading(const std::filesystem::path& file) {
+#ifdef _WIN32
+  return ::_wfopen(file.c_str(), L"rb");
+#else
+  return std::fopen(file.c_str(), "rb");
+#endif
 }
 
 }  // namespace
 
-std::vector<std::u16string> ReadLines(const std::string& path, std::string_view what) {
+LineReader::LineReader() noexcept : in_(stdin), read_error_("cannot read standard input") {}
+
+LineReader::LineReader(const std::string& path, std::string_view what)
+    : in_(nullptr), read_error_("cannot read " + std::string(what) + " '" + path + "'") {
   std::error_code ec;
   const std::filesystem::path file = PathFromUtf8(path);
   if (std::filesystem::is_directory(file, ec)) {
     throw UsageError(std::string(what) + " '" + path + "' is a folder, not a file");
   }
-  std::ifstream in(file, std::ios::binary);
-  if (!in) throw UsageError("cannot read " + std::string(what) + " '" + path + "'");
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) throw UsageError("cannot read " + std::string(what) + " '" + path + "'");
-  return SplitLines(bytes);
+  in_ = OpenForReading(file);
+  if (in_ == nullptr) throw UsageError(read_error_);
+  owned_ = true;
 }
 
-std::vector<std::u16string> ReadStandardInputLines() {
-  std::string bytes;
-  char buffer[65536];
-  std::size_t n;
-  while ((n = std::fread(buffer, 1, sizeof buffer, stdin)) > 0) bytes.append(buffer, n);
-  return SplitLines(bytes);
+LineReader::~LineReader() {
+  if (owned_) std::fclose(in_);
+  std::free(buffer_);
+}
+
+// The bytes of the next line with its line end, or false at the end of the text.
+bool LineReader::NextBytes(std::string_view& bytes) {
+  if (capacity_ > kKeptBuffer) {
+    std::free(buffer_);
+    buffer_ = nullptr;
+    capacity_ = 0;
+  }
+#ifdef _WIN32
+  // No getline here: the bytes one at a time, into a buffer grown as needed.
+  std::size_t n = 0;
+  for (int c; (c = std::getc(in_)) != EOF;) {
+    if (n == capacity_) {
+      const std::size_t grown = capacity_ == 0 ? 256 : capacity_ * 2;
+      char* more = static_cast<char*>(std::realloc(buffer_, grown));
+      if (more == nullptr) throw std::bad_alloc();
+      buffer_ = more;
+      capacity_ = grown;
+    }
+    buffer_[n++] = static_cast<char>(c);
+    if (c == '\n') break;
+  }
+  if (n == 0) {
+    if (std::ferror(in_)) throw UsageError(read_error_);
+    return false;
+  }
+  bytes = std::string_view(buffer_, n);
+#else
+  errno = 0;
+  const ssize_t n = ::getline(&buffer_, &capacity_, in_);
+  if (n < 0) {
+    if (errno == ENOMEM) throw std::bad_alloc();
+    if (std::ferror(in_)) throw UsageError(read_error_);
+    return false;
+  }
+  bytes = std::string_view(buffer_, static_cast<std::size_t>(n));
+#endif
+  return true;
+}
+
+bool LineReader::Next(std::u16string& line) {
+  std::string_view bytes;
+  if (!NextBytes(bytes)) return false;
+  if (at_start_) {
+    at_start_ = false;
+    if (bytes.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+      bytes.remove_prefix(kByteOrderMark.size());
+      // A text of nothing but the mark has no lines.
+      if (bytes.empty()) return false;
+    }
+  }
+  if (!bytes.empty() && bytes.back() == '\n') bytes.remove_suffix(1);
+  if (!bytes.empty() && bytes.back() == '\r') bytes.remove_suffix(1);
+  line = automation::FromUtf8(bytes);
+  return true;
+}
+
+std::vector<std::u16string> ReadLines(const std::string& path, std::string_view what) {
+  LineReader reader(path, what);
+  std::vector<std::u16string> lines;
+  for (std::u16string line; reader.Next(line);) lines.push_back(std::move(line));
+  return lines;
+}
+
+bool IsPipeOrTerminal(std::FILE* stream) noexcept {
+#ifdef _WIN32
+  const int fd = _fileno(stream);
+  struct _stat64 status;
+  if (fd < 0 || _fstat64(fd, &status) != 0) return false;
+  return (status.st_mode & _S_IFMT) == _S_IFIFO || _isatty(fd) != 0;
+#else
+  const int fd = fileno(stream);
+  struct stat status;
+  if (fd < 0 || fstat(fd, &status) != 0) return false;
+  return S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) || isatty(fd) == 1;
+#endif
 }
 
 std::u16string ValueText(const Value& value) {

@@ -2,6 +2,7 @@
 // The command's edges: escapes that keep one script or one value on one line, reading text files
 // as UTF-8, writing UTF-8, and the text a value is shown as.
 
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,12 +25,42 @@ std::u16string_view TrimBlanksAndTabs(std::u16string_view text) noexcept;
 // A line that fields and scripts files skip: nothing but blanks and tabs, or "#" first after them.
 bool IsBlankOrComment(std::u16string_view line) noexcept;
 
-// The lines of a text file (UTF-8, an optional byte order mark, LF or CR LF line ends). A final
-// line without a line end counts; an empty file has no lines. Throws UsageError when the file
+// Reads a text one line at a time, as it arrives (UTF-8, an optional byte order mark, LF or
+// CR LF line ends): a line is answered as soon as its line end has been read, so that a pipe
+// that stays open is read line by line. A final line without a line end counts; an empty text
+// has no lines. What it holds is one line.
+class LineReader {
+ public:
+  // Standard input.
+  LineReader() noexcept;
+  // A file; `what` names it in messages. Throws UsageError when it is a folder or cannot be
+  // opened.
+  LineReader(const std::string& path, std::string_view what);
+  ~LineReader();
+  LineReader(const LineReader&) = delete;
+  LineReader& operator=(const LineReader&) = delete;
+
+  // The next line, or false at the end of the text. Throws UsageError when a read fails.
+  bool Next(std::u16string& line);
+
+ private:
+  bool NextBytes(std::string_view& bytes);
+
+  std::FILE* in_;
+  bool owned_ = false;
+  bool at_start_ = true;
+  std::string read_error_;
+  char* buffer_ = nullptr;  // the line being read
+  std::size_t capacity_ = 0;
+};
+
+// The lines of a text file, read as LineReader reads them. Throws UsageError when the file
 // cannot be read.
 std::vector<std::u16string> ReadLines(const std::string& path, std::string_view what);
-// The same for standard input.
-std::vector<std::u16string> ReadStandardInputLines();
+
+// True when the stream goes to a pipe, a socket or a terminal: someone may be waiting for each
+// line, so the command flushes after every one.
+bool IsPipeOrTerminal(std::FILE* stream) noexcept;
 
 // A value as the command shows it: the platform's text (CStr); an object through its default
 // member; Empty as the empty text; Null as the word Null; an object reference that is not set as

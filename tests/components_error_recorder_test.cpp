@@ -67,4 +67,86 @@ TEST(ErrorRecorder, MayChangeTheByReferenceArguments) {
   EXPECT_TRUE(rec.Calls()[0][6].SameAs(Value::String(u"Sys")));
 }
 
+Value ReportProcedure(ErrorRecorder& rec, int n) {
+  Value s, a, m;
+  std::u16string name = u"P" + qorvintr::automation::CStr(Value::Long(n));
+  return Report(rec, s, a, m, name.c_str());
+}
+
+std::u16string ProcedureOf(const ErrorRecorder::Call& call) { return call[10].GetString(); }
+
+TEST(ErrorRecorder, KeepsTheLastHundredCallsByDefaultAndCountsThemAll) {
+  ErrorRecorder rec;
+  EXPECT_EQ(rec.Keep(), ErrorRecorder::kKeepByDefault);
+  EXPECT_EQ(ErrorRecorder::kKeepByDefault, 100u);
+  for (int i = 1; i <= 1000; ++i) ReportProcedure(rec, i);
+  EXPECT_EQ(rec.Count(), 1000u);
+  ASSERT_EQ(rec.Calls().size(), 100u);
+  EXPECT_EQ(ProcedureOf(rec.Calls().front()), u"P901");
+  EXPECT_EQ(ProcedureOf(rec.Calls().back()), u"P1000");
+}
+
+TEST(ErrorRecorder, TheKeptCallsAreTheLastOnesOldestFirst) {
+  ErrorRecorder rec(3);
+  for (int i = 1; i <= 7; ++i) ReportProcedure(rec, i);
+  ASSERT_EQ(rec.Calls().size(), 3u);
+  EXPECT_EQ(ProcedureOf(rec.Calls()[0]), u"P5");
+  EXPECT_EQ(ProcedureOf(rec.Calls()[1]), u"P6");
+  EXPECT_EQ(ProcedureOf(rec.Calls()[2]), u"P7");
+  EXPECT_EQ(rec.Count(), 7u);
+}
+
+TEST(ErrorRecorder, EveryCallIsKeptWhenAskedFor) {
+  ErrorRecorder rec(ErrorRecorder::kKeepEveryCall);
+  for (int i = 1; i <= 5000; ++i) ReportProcedure(rec, i);
+  ASSERT_EQ(rec.Calls().size(), 5000u);
+  EXPECT_EQ(rec.Count(), 5000u);
+  for (int i = 1; i <= 5000; ++i) {
+    ASSERT_EQ(ProcedureOf(rec.Calls()[static_cast<std::size_t>(i - 1)]),
+              u"P" + qorvintr::automation::CStr(Value::Long(i)));
+  }
+}
+
+TEST(ErrorRecorder, KeepingNoneStillCountsAndAnswers) {
+  ErrorRecorder rec(0);
+  rec.SetResult(Value::Long(7));
+  EXPECT_EQ(qorvintr::automation::CLng(ReportProcedure(rec, 1)), 7);
+  ReportProcedure(rec, 2);
+  EXPECT_TRUE(rec.Calls().empty());
+  EXPECT_EQ(rec.Count(), 2u);
+}
+
+TEST(ErrorRecorder, ALowerKeepDropsTheOldestAtOnceAndAHigherOneKeepsMore) {
+  ErrorRecorder rec(10);
+  for (int i = 1; i <= 10; ++i) ReportProcedure(rec, i);
+  rec.SetKeep(4);
+  ASSERT_EQ(rec.Calls().size(), 4u);
+  EXPECT_EQ(ProcedureOf(rec.Calls().front()), u"P7");
+  rec.SetKeep(6);
+  for (int i = 11; i <= 13; ++i) ReportProcedure(rec, i);
+  ASSERT_EQ(rec.Calls().size(), 6u);
+  EXPECT_EQ(ProcedureOf(rec.Calls().front()), u"P8");
+  EXPECT_EQ(ProcedureOf(rec.Calls().back()), u"P13");
+  EXPECT_EQ(rec.Count(), 13u);
+}
+
+TEST(ErrorRecorder, ClearForgetsTheCallsAndTheCount) {
+  ErrorRecorder rec(2);
+  for (int i = 1; i <= 5; ++i) ReportProcedure(rec, i);
+  rec.Clear();
+  EXPECT_TRUE(rec.Calls().empty());
+  EXPECT_EQ(rec.Count(), 0u);
+  ReportProcedure(rec, 6);
+  EXPECT_EQ(rec.Count(), 1u);
+  EXPECT_EQ(ProcedureOf(rec.Calls().back()), u"P6");
+}
+
+TEST(ErrorRecorder, TheHookStillSeesEveryCallWhenNoneIsKept) {
+  ErrorRecorder rec(0);
+  int seen = 0;
+  rec.SetByReferenceHook([&](Value&, Value&, Value&) { ++seen; });
+  for (int i = 1; i <= 3; ++i) ReportProcedure(rec, i);
+  EXPECT_EQ(seen, 3);
+}
+
 }  // namespace

@@ -207,4 +207,40 @@ TEST(RotatingLogWriter, RotationContinuesAcrossARestart) {
   EXPECT_EQ(ReadFile(folder.path() / "OrUpDebg.Log"), "bbbbbbbbbb\r\n|\r\n");
 }
 
+#ifdef __linux__
+std::size_t OpenFileCount() {
+  std::size_t n = 0;
+  for (const auto& e : fs::directory_iterator("/proc/self/fd")) {
+    (void)e;
+    ++n;
+  }
+  return n;
+}
+#endif
+
+// A log that runs for months rotates thousands of times: it holds one file open and no more.
+TEST(RotatingLogWriter, ThousandsOfRotationsAndInitsHoldOneFileOpen) {
+#ifndef __linux__
+  GTEST_SKIP() << "counts the open files through /proc/self/fd";
+#else
+  TempFolder folder;
+  const std::size_t before = OpenFileCount();
+  {
+    RotatingLogWriter w;
+    ASSERT_EQ(Init(w, folder.u16(), {3, 64, true, u"--", u"T"}), 0);
+    for (int i = 0; i < 3000; ++i) {
+      // Each entry is larger than half the limit: every write after the first rotates.
+      ASSERT_EQ(Write(w, u"an entry of forty characters, more or less"), 0) << i;
+      if (i % 500 == 499) {
+        ASSERT_EQ(Init(w, folder.u16(), {3, 64, true, u"--", u"T"}), 0);
+      }
+    }
+    EXPECT_EQ(OpenFileCount(), before + 1);
+    EXPECT_EQ(FilesIn(folder.path()),
+              (std::vector<std::string>{"OrUpDebg.1.Log", "OrUpDebg.2.Log", "OrUpDebg.Log"}));
+  }
+  EXPECT_EQ(OpenFileCount(), before);
+#endif
+}
+
 }  // namespace

@@ -419,6 +419,151 @@ X-5    tab\\there  \"tab\\there\"
   expect_eq "reports printed" "ReportError: 150100 | Error: -2147220981 - Division by zero | $NOW | 4 | 15 |  | Upload | qorvintr | $RELEASE | Interpreter | EvaluateExpression"$'\n' "$err"
 }
 
+# Answers are read one at a time through pipes: each line is sent only after the answer to the
+# one before has come back, so a command that waits for the end of its input, or keeps its
+# answers in a buffer, fails here (after 10 seconds, never hanging).
+case_batch_stream() {
+  local jobs pair script want line in_fd out_fd pid i
+  for jobs in 1 2; do
+    coproc BATCH { exec "$Q" batch --jobs "$jobs" --errors --now "$NOW" --field A:Long=41 2>/dev/null; }
+    pid=$BATCH_PID
+    in_fd=${BATCH[1]}
+    out_fd=${BATCH[0]}
+    for pair in "A + 1|Autodf3${TAB}Long${TAB}42" ")|Error${TAB}Boolean${TAB}False" \
+        "7 / 0|Error${TAB}Boolean${TAB}False" "\"a\" & \"b\"|Autodf4${TAB}String${TAB}ab" \
+        "|Nothing"; do
+      script=${pair%%|*}
+      want=${pair#*|}
+      printf '%s\n' "$script" >&"$in_fd"
+      if IFS= read -r -t 10 line <&"$out_fd"; then
+        expect_eq "--jobs $jobs: the answer to '$script' before the next line" "$want" "$line"
+      else
+        fail "--jobs $jobs: no answer to '$script' within 10 seconds"
+        break
+      fi
+    done
+    exec {in_fd}>&-
+    if IFS= read -r -t 10 line <&"$out_fd"; then
+      fail "--jobs $jobs: more output after the last answer" "" "$line"
+    fi
+    for i in $(seq 1 100); do
+      kill -0 "$pid" 2>/dev/null || break
+      sleep 0.1
+    done
+    if kill -0 "$pid" 2>/dev/null; then
+      fail "--jobs $jobs: still running 10 seconds after its input ended"
+      kill -9 "$pid" 2>/dev/null
+    fi
+    wait "$pid"
+    expect_eq "--jobs $jobs: exit status at the end of the input" 0 "$?"
+    exec {out_fd}<&- 2>/dev/null
+  done
+}
+
+# The lines of standard input as they are read one at a time: a byte order mark, CR LF, a last
+# line without its line end, empty lines.
+case_batch_lines() {
+  run_in $'\xEF\xBB\xBF' "$Q" batch
+  expect "only a byte order mark: no lines" 0 "" ""
+  run_in $'\xEF\xBB\xBF1 + 1\r\n\r\n\n2 + 2' "$Q" batch --jobs 1
+  expect "mark, CR LF, empty lines, no last line end" 0 \
+    "Autodf4${TAB}Long${TAB}2"$'\n'"Nothing"$'\n'"Nothing"$'\n'"Autodf4${TAB}Long${TAB}4"$'\n' ""
+  run_in $'\n' "$Q" batch --jobs 2
+  expect "one empty line" 0 "Nothing"$'\n' ""
+  local long
+  long=$(printf '1 + %.0s' $(seq 1 3000))
+  # 3001 operands and 3000 operators are 6001 temporaries, the 3000 reductions 3000 more.
+  run_in "${long}1"$'\n'"5 * 5"$'\n' "$Q" batch --jobs 1
+  expect "a long line, then a short one" 0 "Autodf9001${TAB}Long${TAB}3001"$'\n'"Autodf4${TAB}Long${TAB}25"$'\n' ""
+}
+
+# Every line is answered as by a fresh interpreter: a failing script that leaves the name of a
+# temporary taken changes nothing for the lines after it.
+case_batch_fresh() {
+  run_in $'3000000000\n1 + 1\n#notadate#\n1 + 1\n' "$Q" batch --jobs 1
+  expect "names a failure took are free again" 0 \
+    "Error${TAB}Boolean${TAB}False"$'\n'"Autodf4${TAB}Long${TAB}2"$'\n'"Error${TAB}Boolean${TAB}False"$'\n'"Autodf4${TAB}Long${TAB}2"$'\n' ""
+  local many="" i
+  for i in $(seq 1 33000); do many+=$'3000000000\n'; done
+  many+=$'1 + 1\n'
+  run_in "$many" "$Q" batch --jobs 1
+  expect_eq "33000 failures: exit status" 0 "$rc"
+  expect_eq "33000 failures, then a script that works" "Autodf4${TAB}Long${TAB}2" "$(tail -n 1 "$tmp/out")"
+}
+
+# --jobs N answers in the order of the lines, byte for byte as --jobs 1 does, on standard output
+# and (--errors) standard error.
+case_batch_jobs() {
+  sed -n 's/^script: //p' "$SRC"/tests/scripts/*.cases >"$tmp/corpus.txt"
+  sed -n 's/^field: //p' "$SRC"/tests/scripts/*.cases >"$tmp/corpus-fields.txt"
+  local lines jobs
+  lines=$(wc -l <"$tmp/corpus.txt")
+  [ "$lines" -gt 200 ] || fail "the corpus has $lines scripts, expected more than 200"
+  "$Q" batch --jobs 1 --errors --now "$NOW" --fields "$tmp/corpus-fields.txt" "$tmp/corpus.txt" \
+    >"$tmp/one.out" 2>"$tmp/one.err"
+  expect_eq "corpus, --jobs 1: one answer per line" "$lines" "$(wc -l <"$tmp/one.out")"
+  [ -s "$tmp/one.err" ] || fail "corpus, --jobs 1: no ReportError lines"
+  for jobs in 2 3 8; do
+    "$Q" batch --jobs "$jobs" --errors --now "$NOW" --fields "$tmp/corpus-fields.txt" \
+      "$tmp/corpus.txt" >"$tmp/many.out" 2>"$tmp/many.err"
+    cmp -s "$tmp/one.out" "$tmp/many.out" || fail "corpus, --jobs $jobs: standard output differs"
+    cmp -s "$tmp/one.err" "$tmp/many.err" || fail "corpus, --jobs $jobs: standard error differs"
+  done
+  # Both outputs to one file keep their order too.
+  "$Q" batch --jobs 1 --errors --now "$NOW" --fields "$tmp/corpus-fields.txt" "$tmp/corpus.txt" \
+    >"$tmp/one.both" 2>&1
+  "$Q" batch --jobs 2 --errors --now "$NOW" --fields "$tmp/corpus-fields.txt" "$tmp/corpus.txt" \
+    >"$tmp/many.both" 2>&1
+  cmp -s "$tmp/one.both" "$tmp/many.both" || fail "corpus, both outputs in one file: they differ"
+  # A long input: many times the window of lines in flight, failures and names left taken among
+  # them, through a pipe.
+  awk 'BEGIN {
+    split("A + 1|Format B, \"#,##0.00\"|IF C = \"x\" THEN \"yes\" ELSE \"no\" END IF|7 / 0|3000000000|Replace D, \".\" , \"-\"|)|A * ( 2 + A )|\"abc\" * 2|DateCat #3/14/2002# #9:30#", s, "|")
+    for (i = 0; i < 40000; i++) print s[(i * 7 + int(i / 13)) % 10 + 1]
+  }' >"$tmp/long.txt"
+  local opts=(--errors --now "$NOW" --field A:Long=41 --field B:Double=1250.5 --field C=x --field D=555.123.4567)
+  "$Q" batch --jobs 1 "${opts[@]}" <"$tmp/long.txt" >"$tmp/long1.out" 2>"$tmp/long1.err"
+  expect_eq "long input, --jobs 1: one answer per line" 40000 "$(wc -l <"$tmp/long1.out")"
+  for jobs in 2 4; do
+    cat "$tmp/long.txt" | "$Q" batch --jobs "$jobs" "${opts[@]}" >"$tmp/longn.out" 2>"$tmp/longn.err"
+    cmp -s "$tmp/long1.out" "$tmp/longn.out" || fail "long input, --jobs $jobs: standard output differs"
+    cmp -s "$tmp/long1.err" "$tmp/longn.err" || fail "long input, --jobs $jobs: standard error differs"
+  done
+  "$Q" batch "${opts[@]}" "$tmp/long.txt" >"$tmp/longd.out" 2>"$tmp/longd.err"
+  cmp -s "$tmp/long1.out" "$tmp/longd.out" || fail "long input, default jobs: standard output differs"
+  cmp -s "$tmp/long1.err" "$tmp/longd.err" || fail "long input, default jobs: standard error differs"
+}
+
+case_batch_options() {
+  run_in $'1 + 1\n2 + 2\n' "$Q" batch --jobs 2 --stats
+  expect_eq "--stats: exit status" 0 "$rc"
+  expect_eq "--stats: the answers" "Autodf4${TAB}Long${TAB}2"$'\n'"Autodf4${TAB}Long${TAB}4"$'\n' "$out"
+  if ! [[ $err =~ ^qorvintr\ batch:\ 2\ scripts\ in\ [0-9]+\.[0-9]{3}\ s,\ [0-9]+\ scripts\ per\ second,\ 2\ jobs$'\n'$ ]]; then
+    fail "--stats: the line on standard error" "qorvintr batch: 2 scripts in S s, R scripts per second, 2 jobs" "$err"
+  fi
+  run_in $'1 + 1\n' "$Q" batch --jobs=1 --stats
+  expect_contains "--stats, one job" ", 1 job"$'\n' "$err"
+  run "$Q" batch --jobs 0
+  expect_usage "--jobs 0" "batch: --jobs '0' is not a number from 1 to 256"
+  run "$Q" batch --jobs 257
+  expect_usage "--jobs 257" "batch: --jobs '257' is not a number from 1 to 256"
+  run "$Q" batch --jobs two
+  expect_usage "--jobs two" "batch: --jobs 'two' is not a number from 1 to 256"
+  run "$Q" batch --jobs
+  expect_usage "--jobs without a value" "batch: option --jobs needs a value"
+  run "$Q" batch --stats=yes
+  expect_usage "--stats with a value" "batch: option --stats takes no value"
+  run "$Q" batch --jobs 2 --log-stderr
+  expect_usage "--jobs 2 with the debug log" "batch: the debug log (--ini, --log-stderr) is written by one interpreter; use --jobs 1"
+  run "$Q" eval --jobs 2 x
+  expect_usage "--jobs is for batch" "eval: unknown option '--jobs' (see qorvintr --help)"
+  run "$Q" run --stats
+  expect_usage "--stats is for batch" "run: unknown option '--stats' (see qorvintr --help)"
+  run "$Q" --help
+  expect_contains "--help tells --jobs" "--jobs N" "$out"
+  expect_contains "--help tells --stats" "--stats" "$out"
+}
+
 if ! declare -F "case_$CASE" >/dev/null; then
   echo "unknown case: $CASE" >&2
   exit 2

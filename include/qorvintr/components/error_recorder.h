@@ -1,11 +1,17 @@
 #pragma once
-// The stock error object: records every ReportError call with its eleven arguments and answers
-// a result of choice (0 unless told otherwise).
+// The stock error object: counts every ReportError call, keeps the last ones with their eleven
+// arguments, and answers a result of choice (0 unless told otherwise).
+//
+// What it holds is bounded: the count, and at most Keep() calls (kKeepByDefault = 100 unless
+// told otherwise), so that a host that runs for months and reports millions of errors holds a
+// fixed amount. A test or a tool that wants every call asks for kKeepEveryCall.
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <functional>
-#include <vector>
+#include <limits>
 
 #include "qorvintr/value.h"
 #include "qorvintr/contract/host_error.h"
@@ -26,6 +32,12 @@ class ErrorRecorder : public contract::HostError {
                                              automation::Value& application,
                                              automation::Value& module)>;
 
+  static constexpr std::size_t kKeepByDefault = 100;
+  static constexpr std::size_t kKeepEveryCall = std::numeric_limits<std::size_t>::max();
+
+  // Keeps the last `keep` calls (0: counts only).
+  explicit ErrorRecorder(std::size_t keep = kKeepByDefault) noexcept : keep_(keep) {}
+
   automation::Value ReportError(const automation::Value& code, const automation::Value& text,
                                 const automation::Value& when, const automation::Value& arg4,
                                 const automation::Value& arg5, const automation::Value& arg6,
@@ -35,13 +47,23 @@ class ErrorRecorder : public contract::HostError {
 
   void SetResult(automation::Value result) { result_ = std::move(result); }
   void SetByReferenceHook(ByReferenceHook hook) { hook_ = std::move(hook); }
-  const std::vector<Call>& Calls() const noexcept { return calls_; }
-  void Clear() noexcept { calls_.clear(); }
+
+  // Every call since creation or the last Clear, kept or not.
+  std::uint64_t Count() const noexcept { return count_; }
+  // The last Keep() calls, oldest first.
+  const std::deque<Call>& Calls() const noexcept { return calls_; }
+  std::size_t Keep() const noexcept { return keep_; }
+  // From now on keeps at most `keep` calls; older ones beyond that go at once.
+  void SetKeep(std::size_t keep);
+  // Forgets the calls and sets the count back to 0.
+  void Clear() noexcept;
 
   std::u16string ClassName() const override { return u"ErrorRecorder"; }
 
  private:
-  std::vector<Call> calls_;
+  std::deque<Call> calls_;
+  std::uint64_t count_ = 0;
+  std::size_t keep_;
   automation::Value result_ = automation::Value::Long(0);
   ByReferenceHook hook_;
 };
