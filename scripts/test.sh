@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs every test: installs what it needs (as root, with apt-get), then builds and tests the
 # Linux build, the sanitizer build and the Windows cross build (checked under Wine), then builds
-# the benchmarks and fuzzes the interpreter for a minute.
+# the benchmarks, fuzzes the interpreter for a minute and checks the packages.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -23,6 +23,8 @@ install_packages() {
   command -v x86_64-w64-mingw32-widl >/dev/null || need+=(mingw-w64-tools)
   command -v wine >/dev/null || need+=(wine wine64)
   dpkg -s libclang-rt-14-dev >/dev/null 2>&1 || need+=(libclang-rt-14-dev)
+  command -v dpkg-shlibdeps >/dev/null || need+=(dpkg-dev)
+  command -v lintian >/dev/null || need+=(lintian)
   if [ ${#need[@]} -gt 0 ]; then
     if [ "$(id -u)" -ne 0 ]; then
       echo "missing packages: ${need[*]} (run as root to install them with apt-get)" >&2
@@ -91,5 +93,11 @@ if [ "$fuzz_rc" -ne 0 ]; then
   exit 1
 fi
 echo "fuzzing: no finding"
+
+log "Packages: install, find_package and pkg-config consumers, the Debian package (lintian, dpkg -x)"
+bash "$root/tests/package/check_linux.sh" "$root" "$root/build/package" "$jobs"
+
+log "Packages: the Windows zip, registered and run in a fresh Wine prefix"
+bash "$root/tests/package/check_windows.sh" "$root" "$root/build/windows"
 
 log "all tests passed"
