@@ -81,14 +81,16 @@ std::vector<ScriptLine> ReadScriptsFile(const std::string& path) {
   return scripts;
 }
 
-// The bundled example: beside the source tree of a build folder (build/<preset>/qorvintr),
-// or in the current folder.
+// The bundled example: beside the source tree of a build folder (build/<preset>/qorvintr), where
+// an installed command's package keeps it (<prefix>/share/doc/qorvintr/examples for
+// <prefix>/bin/qorvintr), or in the current folder.
 std::filesystem::path ExampleFolder(const char* argv0) {
   std::vector<std::filesystem::path> candidates;
   const std::filesystem::path exe = ExecutableFolder(argv0);
   if (!exe.empty()) {
     candidates.push_back(exe / ".." / ".." / "examples");
     candidates.push_back(exe / "examples");
+    candidates.push_back(exe / ".." / "share" / "doc" / "qorvintr" / "examples");
   }
   candidates.push_back(std::filesystem::path("examples"));
   std::error_code ec;

@@ -71,4 +71,8 @@ echo "lintian: no error or warning"
 rm -rf "$out/debroot"
 dpkg -x "$deb" "$out/debroot"
 check_root "$out/debroot/usr" deb
+# The installed command finds the bundled example where the package keeps it.
+(cd / && "$out/debroot/usr/bin/qorvintr" run) | grep -q "31 scripts, 0 answered Error" ||
+  fail "deb: qorvintr run did not find or run the bundled example"
+echo "deb: qorvintr run -> the bundled example"
 echo "packaging (Linux): all checks passed"
