@@ -41,7 +41,7 @@ bool FoldedKeyEqual::operator()(std::u16string_view a, std::u16string_view b) co
 // ---- FieldCollection ----------------------------------------------------------------------
 
 contract::DataFieldRef FieldCollection::Item(std::u16string_view key) {
-  auto it = index_.find(key);
+  auto it = index_.find(IndexKey(key));
   if (it == index_.end()) Raise(err::InvalidProcedureCall);
   return it->second->field;
 }
@@ -57,11 +57,12 @@ void FieldCollection::Add(const contract::DataFieldRef& field, std::u16string ke
 }
 
 bool FieldCollection::TryAdd(const contract::DataFieldRef& field, std::u16string key) {
-  if (index_.find(key) != index_.end()) return false;
+  const std::size_t hash = IndexKey(key).hash;
+  if (index_.find(IndexKey(key, hash)) != index_.end()) return false;
   order_.push_back(Entry{std::move(key), field});
   auto last = std::prev(order_.end());
   try {
-    index_.emplace(std::u16string_view(last->key), last);
+    index_.emplace(IndexKey(last->key, hash), last);
   } catch (...) {
     // No memory for the index entry: the list must not keep a key the index lacks.
     order_.pop_back();
@@ -71,11 +72,11 @@ bool FieldCollection::TryAdd(const contract::DataFieldRef& field, std::u16string
 }
 
 bool FieldCollection::Contains(std::u16string_view key) const {
-  return index_.find(key) != index_.end();
+  return index_.find(IndexKey(key)) != index_.end();
 }
 
 contract::DataFieldRef FieldCollection::Find(std::u16string_view key) const {
-  auto it = index_.find(key);
+  auto it = index_.find(IndexKey(key));
   return it == index_.end() ? nullptr : it->second->field;
 }
 
@@ -84,7 +85,7 @@ void FieldCollection::Remove(std::u16string_view key) {
 }
 
 bool FieldCollection::TryRemove(std::u16string_view key) {
-  auto it = index_.find(key);
+  auto it = index_.find(IndexKey(key));
   if (it == index_.end()) return false;
   auto entry = it->second;
   index_.erase(it);  // before the entry: the index key views the entry's text

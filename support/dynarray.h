@@ -37,6 +37,24 @@ void ResizeOrRaise(Vector& v, std::size_t n) {
     automation::Raise(automation::err::OutOfMemory);
   }
 }
+
+// ReDim's storage: n default-valued elements. A host resets between scripts, so the storage a
+// table already has is reused when it is large enough (up to a bound, so that one long script
+// does not keep its tables for good); otherwise the elements are made apart and the old ones
+// stay as they were if that fails.
+inline constexpr std::size_t kMaxReusedElements = 4096;
+
+template <class T>
+void Refill(std::vector<T>& v, std::size_t n) {
+  if (n <= v.capacity() && v.capacity() <= kMaxReusedElements) {
+    v.clear();
+    v.resize(n);  // within the capacity: nothing is allocated
+    return;
+  }
+  std::vector<T> fresh;
+  ResizeOrRaise(fresh, n);
+  v = std::move(fresh);
+}
 }  // namespace detail
 
 // One dimension, lower bound of choice (0 when not given).
@@ -48,9 +66,7 @@ class DynArray {
   // ReDim a(lower To upper): new, default-valued elements.
   void ReDim(std::int32_t lower, std::int32_t upper) {
     std::size_t n = detail::CheckedExtent(lower, upper);
-    std::vector<T> fresh;
-    detail::ResizeOrRaise(fresh, n);
-    items_ = std::move(fresh);
+    detail::Refill(items_, n);
     lower_ = lower;
     dimensioned_ = true;
   }
@@ -117,9 +133,7 @@ class DynArray2D {
         detail::kMaxArrayElements) {
       automation::Raise(automation::err::OutOfMemory);
     }
-    std::vector<T> fresh;
-    detail::ResizeOrRaise(fresh, n1 * n2);
-    items_ = std::move(fresh);
+    detail::Refill(items_, n1 * n2);
     lower1_ = lower1;
     lower2_ = lower2;
     n1_ = n1;

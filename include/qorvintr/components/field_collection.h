@@ -65,11 +65,26 @@ class FieldCollection : public contract::KeyedCollection {
   const_iterator end() const noexcept { return order_.end(); }
 
  private:
+  // A key of the index with its folded hash, made once per lookup: walking a bucket and
+  // erasing then read the stored hash instead of folding every key they pass again.
+  struct IndexKey {
+    std::u16string_view text;
+    std::size_t hash;
+    explicit IndexKey(std::u16string_view key) noexcept : text(key), hash(FoldedKeyHash{}(key)) {}
+    IndexKey(std::u16string_view key, std::size_t key_hash) noexcept : text(key), hash(key_hash) {}
+  };
+  struct IndexKeyHash {
+    std::size_t operator()(const IndexKey& key) const noexcept { return key.hash; }
+  };
+  struct IndexKeyEqual {
+    bool operator()(const IndexKey& a, const IndexKey& b) const noexcept {
+      return a.hash == b.hash && FoldedKeyEqual{}(a.text, b.text);
+    }
+  };
+
   // Keys of the index view the key strings of the entries, which never move in the list.
   std::list<Entry> order_;
-  std::unordered_map<std::u16string_view, std::list<Entry>::iterator, FoldedKeyHash,
-                     FoldedKeyEqual>
-      index_;
+  std::unordered_map<IndexKey, std::list<Entry>::iterator, IndexKeyHash, IndexKeyEqual> index_;
 };
 using FieldCollectionRef = std::shared_ptr<FieldCollection>;
 
