@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "automation/text.h"
+#include "cli/hl7.h"
 #include "cli/options.h"
 #include "cli/paths.h"
 #include "cli/session.h"
@@ -122,6 +123,7 @@ void Pad(std::u16string& line, std::u16string_view text, std::size_t width) {
 
 struct Row {
   std::u16string field, value, script;
+  std::u16string text;  // the value unescaped; empty for Error and Nothing
 };
 
 // Runs the scripts one after the other: a row for each, and the count of those that answered
@@ -132,14 +134,15 @@ std::vector<Row> RunScripts(Session& session, const std::vector<ScriptLine>& scr
   rows.reserve(scripts.size());
   for (const ScriptLine& s : scripts) {
     contract::DataFieldRef result = session.Run(s.script);
-    Row row{s.field, {}, s.written};
+    Row row{s.field, {}, s.written, {}};
     if (!result) {
       row.value = u"(nothing)";
     } else if (IsErrorField(result)) {
       row.value = u"Error";
       ++failed;
     } else {
-      row.value = EscapeLine(ValueText(result->Data()));
+      row.text = ValueText(result->Data());
+      row.value = EscapeLine(row.text);
     }
     rows.push_back(std::move(row));
   }
@@ -148,7 +151,7 @@ std::vector<Row> RunScripts(Session& session, const std::vector<ScriptLine>& scr
 
 // The rows under a header and a rule, each column as wide as its widest text.
 std::u16string Table(const std::vector<Row>& rows) {
-  const Row header{u"FIELD", u"VALUE", u"SCRIPT"};
+  const Row header{u"FIELD", u"VALUE", u"SCRIPT", {}};
   std::size_t field_width = Width(header.field), value_width = Width(header.value);
   for (const Row& r : rows) {
     field_width = std::max(field_width, Width(r.field));
@@ -166,7 +169,7 @@ std::u16string Table(const std::vector<Row>& rows) {
   };
   add_row(header);
   add_row(Row{std::u16string(field_width, u'-'), std::u16string(value_width, u'-'),
-              std::u16string(Width(header.script), u'-')});
+              std::u16string(Width(header.script), u'-'), {}});
   for (const Row& r : rows) add_row(r);
   return out;
 }
@@ -193,11 +196,29 @@ int RunCommand(const std::vector<std::string>& args, const char* argv0) {
     scripts_file = PathToUtf8(ExampleFolder(argv0) / kExampleScripts);
   }
   const std::vector<ScriptLine> scripts = ReadScriptsFile(scripts_file);
+  if (options.hl7) {
+    // A field name that is not SEG-N is a usage error before any script runs.
+    std::vector<std::pair<std::u16string, std::u16string>> names;
+    for (const ScriptLine& s : scripts) names.emplace_back(s.field, std::u16string());
+    Hl7Message(names);
+  }
 
   FixedClock clock(options.now);
   Session session(options);
   int failed = 0;
   const std::vector<Row> rows = RunScripts(session, scripts, failed);
+  const std::u16string summary = NumberText(rows.size()) + u" scripts, " + NumberText(failed) +
+                                 u" answered Error, " + NumberText(session.reported_errors()) +
+                                 u" errors reported to the host\n";
+
+  if (options.hl7) {
+    std::vector<std::pair<std::u16string, std::u16string>> values;
+    for (const Row& r : rows) values.emplace_back(r.field, r.text);
+    WriteOut(Hl7Message(values));
+    // Standard output is the message alone; a failure is told beside it.
+    if (failed > 0) WriteErr(u"qorvintr run: " + summary);
+    return failed > 0 ? 1 : 0;
+  }
 
   std::u16string out;
   out += u"Document fields: ";
@@ -210,10 +231,7 @@ int RunCommand(const std::vector<std::string>& args, const char* argv0) {
          NumberText(scripts.size()) + u" scripts)\n\n";
   out += Table(rows);
   out += u'\n';
-  out += NumberText(rows.size()) + u" scripts, " +
-         NumberText(failed) + u" answered Error, " +
-         NumberText(session.reported_errors()) +
-         u" errors reported to the host\n";
+  out += summary;
   WriteOut(out);
   return failed > 0 ? 1 : 0;
 }

@@ -177,6 +177,9 @@ Options ParseOptions(const std::vector<std::string>& args, CommandName command) 
       options.now = *serial;
     } else if (name == "--scripts" && command == CommandName::kRun) {
       options.scripts = value();
+    } else if (name == "--hl7" && command == CommandName::kRun) {
+      no_value();
+      options.hl7 = true;
     } else if (name == "--jobs" && command == CommandName::kBatch) {
       const std::string text = value();
       unsigned jobs = 0;

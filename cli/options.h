@@ -32,6 +32,7 @@ struct Options {
   std::optional<double> now;          // a date serial
   std::vector<std::string> fields_files;  // the --fields files, in order
   std::optional<std::string> scripts; // run: the scripts file
+  bool hl7 = false;                   // run: the HL7 message instead of the table
   std::optional<unsigned> jobs;       // batch: --jobs
   bool stats = false;                 // batch: --stats
   std::vector<std::string> operands;  // what is left: the script, or the batch file
@@ -43,7 +44,7 @@ enum class CommandName { kEval, kBatch, kRun };
 inline constexpr unsigned kMaxJobs = 256;
 
 // Reads the options of a command from args (the words after the command's name): run admits
-// --scripts, batch --jobs and --stats. Throws UsageError.
+// --scripts and --hl7, batch --jobs and --stats. Throws UsageError.
 Options ParseOptions(const std::vector<std::string>& args, CommandName command);
 
 // One field from NAME=VALUE or NAME:TYPE=VALUE (the value taken as it is); where names it in
