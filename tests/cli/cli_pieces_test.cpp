@@ -10,6 +10,7 @@
 #include "automation/datetime.h"
 #include "qorvintr/error.h"
 #include "qorvintr/value.h"
+#include "cli/hl7.h"
 #include "cli/options.h"
 #include "cli/session.h"
 #include "cli/text_io.h"
@@ -158,6 +159,26 @@ TEST(CliResultLine, NameTypeAndDataSeparatedByTabs) {
   EXPECT_EQ(ResultLine(f), u"E\tVariant\t");
   f = components::MakeDataField(u"Z", Value::Null(), u"Variant");
   EXPECT_EQ(ResultLine(f), u"Z\tVariant\tNull");
+}
+
+TEST(CliHl7, EscapeTurnsSeparatorsAndLineEndsIntoEscapesAndKeepsComponents) {
+  EXPECT_EQ(Hl7Escape(u"a|b\r\nc\\d^e~f&g"), u"a\\F\\b\\X0D\\\\X0A\\c\\E\\d^e~f&g");
+  // A backslash of the value is escaped too, so text that looks like an escape stays text.
+  EXPECT_EQ(Hl7Escape(u"\\F\\"), u"\\E\\F\\E\\");
+}
+
+TEST(CliHl7, MessageHasMshFirstAndSegmentsInTheOrderTheyFirstAppear) {
+  EXPECT_EQ(Hl7Message({}), u"MSH|^~\\&\r");
+  EXPECT_EQ(Hl7Message({{u"PV1-2", u"I"}, {u"MSH-3", u"APP"}, {u"PID-3", u"1"}, {u"PV1-1", u"x"}}),
+            u"MSH|^~\\&|APP\rPV1|x|I\rPID|||1\r");
+  EXPECT_EQ(Hl7Message({{u"ZZ1-3", u""}}), u"MSH|^~\\&\rZZ1\r");
+}
+
+TEST(CliHl7, FieldNamesThatAreNotSegNAreUsageErrors) {
+  for (std::u16string_view name : {u"X-1", u"PID5", u"PID-0", u"pid-5", u"PID-", u"PID-12345",
+                                   u"MSH-1", u"MSH-2"}) {
+    EXPECT_THROW(Hl7Message({{std::u16string(name), u"v"}}), UsageError);
+  }
 }
 
 }  // namespace

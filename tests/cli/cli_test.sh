@@ -419,6 +419,55 @@ X-5    tab\\there  \"tab\\there\"
   expect_eq "reports printed" "ReportError: 150100 | Error: -2147220981 - Division by zero | $NOW | 4 | 15 |  | Upload | qorvintr | $RELEASE | Interpreter | EvaluateExpression"$'\n' "$err"
 }
 
+# run --hl7: the message the scripts make, segments ended by CR, nothing else on standard output.
+case_run_hl7() {
+  cd "$SRC" || exit 1
+  local expected
+  # The expected message is kept with LF line ends, one segment per line, to be readable.
+  expected=$(tr '\n' '\r' <tests/cli/expected/run-example.hl7)
+  run "$Q" run --hl7 --errors --fields examples/document-fields.txt --scripts examples/hl7-scripts.txt
+  expect "the bundled example's message" 0 "$expected" ""
+  run "$Q" run --hl7
+  expect "the bundled example without files" 0 "$expected" ""
+
+  printf 'V=a|b\\r\\nc\\\\d^e~f&g\n' >"$tmp/f.txt"
+  printf 'PID-3\tV\nMSH-9\t"ADT^A01"\nMSH-7\t"200203141530"\n' >"$tmp/escape.txt"
+  run "$Q" run --hl7 --fields "$tmp/f.txt" --scripts "$tmp/escape.txt"
+  expect "escapes; MSH-7 and MSH-9 positions" 0 \
+    "MSH|^~\\&|||||200203141530||ADT^A01${CR}PID|||a\\F\\b\\X0D\\\\X0A\\c\\E\\d^e~f&g${CR}" ""
+
+  printf 'ZZ1-4\t"four"\nPID-2\t"two"\nZZ1-1\t"one"\nPID-5\t""\nPID-6\t"six"\nPID-9\t""\nZZ1-6\t)\n' \
+    >"$tmp/gaps.txt"
+  run "$Q" run --hl7 --errors --now "$NOW" --fields "$tmp/f.txt" --scripts "$tmp/gaps.txt"
+  expect "gaps, order of first appearance, trailing empty fields, an Error field" 1 \
+    "MSH|^~\\&${CR}ZZ1|one|||four${CR}PID||two||||six${CR}" \
+    "qorvintr run: 7 scripts, 1 answered Error, 0 errors reported to the host"$'\n'
+
+  printf 'MSH-3\t"APP"\nMSH-4\t\nEVN-1\t"A01"\nEVN-1\t"A02"\n' >"$tmp/nothing.txt"
+  run "$Q" run --hl7 --fields "$tmp/f.txt" --scripts "$tmp/nothing.txt"
+  expect "a Nothing field is empty; a later script for a field replaces the earlier" 0 \
+    "MSH|^~\\&|APP${CR}EVN|A02${CR}" ""
+
+  local name
+  for name in X-1 PID5 PID-0 pid-5 PID-x PID-; do
+    printf '%s\t"x"\n' "$name" >"$tmp/bad.txt"
+    run "$Q" run --hl7 --errors --fields "$tmp/f.txt" --scripts "$tmp/bad.txt"
+    expect_usage "field name $name" "run --hl7: '$name' is not an HL7 field: write SEG-N, for instance PID-5"
+  done
+  printf 'MSH-2\t"x"\n' >"$tmp/msh2.txt"
+  run "$Q" run --hl7 --fields "$tmp/f.txt" --scripts "$tmp/msh2.txt"
+  expect_usage "MSH-2" "run --hl7: 'MSH-2' is written by the message itself (MSH-1 is \"|\", MSH-2 is \"^~\\&\")"
+  # Without --hl7 the same file still makes the table.
+  run "$Q" run --fields "$tmp/f.txt" --scripts "$tmp/bad.txt"
+  expect_eq "no --hl7: the table" 0 "$rc"
+  run "$Q" run --hl7=yes
+  expect_usage "--hl7 with a value" "run: option --hl7 takes no value"
+  run "$Q" eval --hl7 x
+  expect_usage "--hl7 is for run" "eval: unknown option '--hl7' (see qorvintr --help)"
+  run "$Q" --help
+  expect_contains "--help tells --hl7" "--hl7" "$out"
+}
+
 # Answers are read one at a time through pipes: each line is sent only after the answer to the
 # one before has come back, so a command that waits for the end of its input, or keeps its
 # answers in a buffer, fails here (after 10 seconds, never hanging).
