@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 
 #include "qorvintr/convert.h"
@@ -349,8 +350,10 @@ Comparison CompareWithLiteral(const Value& value, const Value& literal) {
   if (v.IsNull() || literal.IsNull()) return Comparison::Null;
   const double number = CDbl(literal);
   double x = 0;
-  if (v.Type() == VarType::String && literal.Type() == VarType::Boolean && !IsNumeric(v)) {
-    x = CBool(v) ? -1.0 : 0.0;
+  if (v.Type() == VarType::String && literal.Type() == VarType::Boolean) {
+    // The text is read once: as a number when it is one, else as a Boolean text.
+    const std::optional<double> n = ParseNumber(v.GetString());
+    x = n ? *n : (CBool(v) ? -1.0 : 0.0);
   } else {
     x = CDbl(v);
   }

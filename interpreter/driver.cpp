@@ -120,7 +120,7 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     std::u16string name = CreateDateDataField(word);
     RequireCreated(name);
     PushHeld(name, level);
-  } else if (automation::IsNumeric(Value::String(word))) {
+  } else if (automation::ParseNumber(word).has_value()) {  // IsNumeric of the text, uncopied
     std::u16string name = CreateNumericDataField(word);
     RequireCreated(name);
     PushHeld(name, level);
