@@ -142,7 +142,7 @@ void SoakLibrary(const Settings& s) {
   contract::DataFieldsRef f = fields;
   contract::HostErrorRef e = errors;
   std::u16string system = u"Upload", application = u"Soak";
-  qorvintr::Interpreter interpreter;
+  qorvintr::engine::Interpreter interpreter;
   interpreter.Init(f, e, system, application);
 
   std::vector<std::u16string> scripts;

@@ -67,9 +67,10 @@ ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --preset asan
 
 log "Benchmarks build (Release + Google Benchmark, with the Lua 5.4 comparison); one quick figure"
 cmake --preset bench $werror >/dev/null
-cmake --build --preset bench -j "$jobs" --target qorvintr_bench
+cmake --build --preset bench -j "$jobs"
 "$root/build/bench/bench/qorvintr_bench" --benchmark_filter='^Script/Operators/FieldPlusNumber$' \
   --benchmark_min_time=0.05
+"$root/build/bench/bench/qorvintr_soak" --runs 20000 --part library --reset
 
 log "Fuzzing: libFuzzer with ASan + UBSan over arbitrary scripts, 60 seconds"
 # -O1 instead of the preset's -O0 for more executions per second; still a debug build.
