@@ -31,6 +31,11 @@ const char kUsage[] =
     "                                         over a document's data fields, as a table; the\n"
     "                                         bundled example (examples/) stands in for a\n"
     "                                         file not given\n"
+    "  qorvintr check [OPTIONS] SCRIPT|FILE|- ...\n"
+    "                                         read scripts without running them and warn\n"
+    "                                         about the language's traps, each with its line\n"
+    "                                         and column and a rewrite (exit status 1 when\n"
+    "                                         there is a warning)\n"
     "  qorvintr --help | -h | help            this text\n"
     "  qorvintr --version                     the version\n"
     "\n"
@@ -38,7 +43,7 @@ const char kUsage[] =
     "DateCat, DateCompare, IF ... THEN ... ELSEIF ... ELSE ... END IF) over named, typed data\n"
     "fields, as a document system does for the fields of its outgoing HL7 messages.\n"
     "\n"
-    "Options (eval, batch, run), applied from left to right:\n"
+    "Options (eval, batch, run; check takes --field and --fields), applied from left to right:\n"
     "  --field NAME=VALUE       a host data field, DataType String\n"
     "  --field NAME:TYPE=VALUE  a host data field of DataType TYPE: String, Long, Integer,\n"
     "                           Boolean, Single, Double, Date or Variant (any case); the value\n"
@@ -76,6 +81,8 @@ const char kUsage[] =
     "                           order of the lines and are the same as with --jobs 1\n"
     "  --stats                  (batch) print on standard error how many scripts were run and\n"
     "                           how many per second\n"
+    "  --json                   (check) the warnings as a JSON array: source, file_line,\n"
+    "                           field, line, column, kind, word, message, rewrite, script\n"
     "  --                       the words after it are operands, even if they start with -\n"
     "Host data fields have DataClass \"Host\". A field given again (its name in any case)\n"
     "replaces the earlier one.\n"
@@ -87,6 +94,7 @@ const char kUsage[] =
     "\n"
     "Exit status: eval: 0 a value, 1 the result is the field named \"Error\" (the script\n"
     "failed), 3 Nothing; batch: 0; run: 0, or 1 when a script answered \"Error\";\n"
+    "check: 0 no warning, 1 warnings;\n"
     "2: a usage error (bad option, malformed field, unreadable file), with a message;\n"
     "4: the command itself failed (for instance out of memory).\n"
     "\n"
@@ -102,6 +110,12 @@ const char kUsage[] =
     "                terminal), and as by a fresh interpreter, whatever came before it\n"
     "  scripts file  one HL7 field per line: FIELD<TAB>SCRIPT, the script with escapes;\n"
     "                blank lines and lines starting with # are skipped\n"
+    "check reads an operand that names a file as a scripts file (a line without a tab is a\n"
+    "script of its own, as in a batch file), - as standard input, and any other operand as\n"
+    "a script. With --field or --fields a name that is no field is a warning; without\n"
+    "them every name is taken for a field. Kinds of warning: function-paren, glued-paren,\n"
+    "literal-comma, right-grouping, boolean-word, unknown-word, if-block, branch-joined,\n"
+    "format-picture, flag, arguments, syntax.\n"
     "\n"
     "Writing scripts: words are separated by blanks, and a word keeps a \"(\", \",\" or \")\"\n"
     "that ends it (a text literal too: write \"x\" , not \"x\",), so a function name is\n"
@@ -117,7 +131,8 @@ const char kUsage[] =
     "  qorvintr eval --field Sex=F \\\n"
     "    'IF Sex = \"M\" THEN \"M\" ELSEIF Sex = \"F\" THEN \"F\" ELSE \"U\" END IF'\n"
     "  printf '%s\\n' 'A + 1' '\"a\" & \"b\"' | qorvintr batch --field A:Long=41\n"
-    "  qorvintr run --errors\n";
+    "  qorvintr run --errors\n"
+    "  qorvintr check --fields examples/document-fields.txt examples/hl7-scripts.txt\n";
 
 int Usage(const std::string& message) {
   qorvintr::cli::WriteErr("qorvintr: " + message + "\n");
@@ -156,7 +171,7 @@ int main(int argc, char** argv) {
 #endif
   try {
     std::vector<std::string> args = Arguments(argc, argv);
-    if (args.size() < 2) return Usage("a command is needed: eval, batch or run");
+    if (args.size() < 2) return Usage("a command is needed: eval, batch, run or check");
     const std::string command = args[1];
     std::vector<std::string> rest(args.begin() + 2, args.end());
     if (command == "--help" || command == "-h" || command == "help") {
@@ -180,11 +195,12 @@ int main(int argc, char** argv) {
     }
     if (command == "eval") return qorvintr::cli::EvalCommand(rest);
     if (command == "batch") return qorvintr::cli::BatchCommand(rest);
+    if (command == "check") return qorvintr::cli::CheckCommand(rest);
     if (command == "run") {
       return qorvintr::cli::RunCommand(rest, args.empty() ? nullptr : argv[0]);
     }
     if (!command.empty() && command[0] == '-') return Usage("unknown option '" + command + "'");
-    return Usage("unknown command '" + command + "' (eval, batch, run, help)");
+    return Usage("unknown command '" + command + "' (eval, batch, run, check, help)");
   } catch (const UsageError& e) {
     return Usage(e.message());
   } catch (const std::exception& e) {

@@ -116,6 +116,7 @@ Options ParseOptions(const std::vector<std::string>& args, CommandName command) 
   Options options;
   const std::string cmd = command == CommandName::kEval    ? "eval"
                           : command == CommandName::kBatch ? "batch"
+                          : command == CommandName::kCheck ? "check"
                                                            : "run";
   bool only_operands = false;
   for (std::size_t i = 0; i < args.size(); ++i) {
@@ -147,6 +148,10 @@ Options ParseOptions(const std::vector<std::string>& args, CommandName command) 
       if (inline_value) throw UsageError(cmd + ": option " + name + " takes no value");
     };
 
+    if (command == CommandName::kCheck && name != "--field" && name != "--fields" &&
+        name != "--json") {
+      throw UsageError(cmd + ": unknown option '" + arg + "' (check takes --field, --fields and --json)");
+    }
     if (name == "--field") {
       options.fields.push_back(
           ParseFieldDefinition(automation::FromUtf8(value()), cmd + ": --field"));
@@ -194,6 +199,9 @@ Options ParseOptions(const std::vector<std::string>& args, CommandName command) 
     } else if (name == "--stats" && command == CommandName::kBatch) {
       no_value();
       options.stats = true;
+    } else if (name == "--json" && command == CommandName::kCheck) {
+      no_value();
+      options.json = true;
     } else {
       throw UsageError(cmd + ": unknown option '" + arg + "' (see qorvintr --help)");
     }

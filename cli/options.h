@@ -35,16 +35,17 @@ struct Options {
   bool hl7 = false;                   // run: the HL7 message instead of the table
   std::optional<unsigned> jobs;       // batch: --jobs
   bool stats = false;                 // batch: --stats
+  bool json = false;                  // check: --json
   std::vector<std::string> operands;  // what is left: the script, or the batch file
 };
 
-enum class CommandName { kEval, kBatch, kRun };
+enum class CommandName { kEval, kBatch, kRun, kCheck };
 
 // The most --jobs admits.
 inline constexpr unsigned kMaxJobs = 256;
 
 // Reads the options of a command from args (the words after the command's name): run admits
-// --scripts and --hl7, batch --jobs and --stats. Throws UsageError.
+// --scripts and --hl7, batch --jobs and --stats, check --json. Throws UsageError.
 Options ParseOptions(const std::vector<std::string>& args, CommandName command);
 
 // One field from NAME=VALUE or NAME:TYPE=VALUE (the value taken as it is); where names it in

@@ -207,10 +207,9 @@ std::u16string ValueText(const Value& value) {
   }
 }
 
-void WriteOut(std::u16string_view text) {
-  const std::string bytes = automation::ToUtf8(text);
-  std::fwrite(bytes.data(), 1, bytes.size(), stdout);
-}
+void WriteOut(std::u16string_view text) { WriteOut(automation::ToUtf8(text)); }
+
+void WriteOut(std::string_view utf8) { std::fwrite(utf8.data(), 1, utf8.size(), stdout); }
 
 void WriteErr(std::u16string_view text) { WriteErr(automation::ToUtf8(text)); }
 

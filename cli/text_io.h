@@ -69,6 +69,7 @@ std::u16string ValueText(const automation::Value& value);
 
 // UTF-8 writers (standard output and error), no conversion of line ends.
 void WriteOut(std::u16string_view text);
+void WriteOut(std::string_view utf8);
 void WriteErr(std::u16string_view text);
 void WriteErr(std::string_view utf8);
 

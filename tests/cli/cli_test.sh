@@ -82,19 +82,20 @@ case_help() {
       '--errors' '--system NAME' '--application NAME' '--now DATETIME' '--scripts FILE' \
       'Boolean, Single, Double, Date or Variant' 'DataClass "Host"' 'default: Upload' \
       'default: qorvintr' 'NAME<TAB>DATATYPE<TAB>DATA' 'Nothing' 'Exit status' \
-      'fields file' 'batch file' 'scripts file' 'FIELD<TAB>SCRIPT' 'ReportError: CODE | TEXT'; do
+      'fields file' 'batch file' 'scripts file' 'FIELD<TAB>SCRIPT' 'ReportError: CODE | TEXT' \
+      'qorvintr check [OPTIONS] SCRIPT|FILE|-' '--json' 'check: 0 no warning, 1 warnings'; do
     expect_contains "--help" "$needle" "$help"
   done
   for form in -h help; do
     run "$Q" "$form"
     expect "$form" 0 "$help" ""
   done
-  for command in eval batch run; do
+  for command in eval batch run check; do
     run "$Q" "$command" --help
     expect "$command --help" 0 "$help" ""
   done
   run "$Q"
-  expect_usage "no command" "a command is needed: eval, batch or run"
+  expect_usage "no command" "a command is needed: eval, batch, run or check"
 }
 
 case_version() {
@@ -213,7 +214,7 @@ case_usage_errors() {
   run "$Q" eval a b
   expect_usage "two scripts" "eval: one SCRIPT only (quote a script that has blanks); got 'b' too"
   run "$Q" frobnicate
-  expect_usage "unknown command" "unknown command 'frobnicate' (eval, batch, run, help)"
+  expect_usage "unknown command" "unknown command 'frobnicate' (eval, batch, run, check, help)"
   run "$Q" --frobnicate
   expect_usage "unknown option before a command" "unknown option '--frobnicate'"
   run "$Q" batch "$tmp/missing.txt"
@@ -367,6 +368,49 @@ case_run_example() {
   local errors
   errors=$(awk 'NR > 5 && $2 == "Error"' <<<"$out")
   expect_eq "no Error row" "" "$errors"
+}
+
+case_check() {
+  cd "$SRC" || exit 1
+  # The bundled example: one warning, on the line that shows grouping from the right.
+  run "$Q" check --fields examples/document-fields.txt examples/hl7-scripts.txt
+  expect "check over the bundled example" 1 "$(cat tests/cli/expected/check-example.txt)"$'\n' ""
+  # A clean script, and the fields known.
+  run "$Q" check --field Amount:Double=1 'Format Amount, "0.00"'
+  expect "a clean script" 0 "0 warnings in 0 of 1 script"$'\n' ""
+  run "$Q" check 'A + 1'
+  expect "no fields given" 0 "0 warnings in 0 of 1 script (no fields given: every name is taken for a field)"$'\n' ""
+  # A trap: where it is, the line, a caret under it, the rewrite.
+  run "$Q" check --field Phone=555.1 'Replace Phone, ".", "-"'
+  expect "literal followed by a comma" 1 "script:1:16: warning [literal-comma]: the comma stays part of the word '\".\",', so the text is '.\",' instead of '.'; write a blank before the comma
+    Replace Phone, \".\", \"-\"
+                   ^
+    rewrite: Replace Phone, \".\" , \"-\"
+1 warning in 1 of 1 script
+" ""
+  # --json: one object per warning.
+  run "$Q" check --json --field Phone=555.1 'Replace Phone, ".", "-"' 'Phone)'
+  expect_eq "--json: exit status" 1 "$rc"
+  expect_eq "--json: standard error" "" "$err"
+  expect_eq "--json" '[
+{"source":"script","file_line":null,"field":null,"line":1,"column":16,"kind":"literal-comma","word":"\".\",","message":"the comma stays part of the word '"'"'\".\",'"'"', so the text is '"'"'.\",'"'"' instead of '"'"'.'"'"'; write a blank before the comma","rewrite":"Replace Phone, \".\" , \"-\"","script":"Replace Phone, \".\", \"-\""},
+{"source":"script","file_line":null,"field":null,"line":1,"column":1,"kind":"glued-paren","word":"Phone)","message":"'"'"'Phone)'"'"' is not read as Phone followed by '"'"')'"'"': a \")\" glued to a word stays part of it (Syntax error); write a blank before it","rewrite":"Phone )","script":"Phone)"}
+]'$'\n' "$out"
+  run "$Q" check --json 'A + 1'
+  expect "--json without warnings" 0 "[]"$'\n' ""
+  # Standard input, a batch file (no tabs), line and column in a script of several lines.
+  run_in 'A * 2 + 1'$'\n''# a comment'$'\n''IF A THEN\r\n  "x"\r\nELSE\r\n  Format B, "0"\r\nEND IF'$'\n' "$Q" check -
+  expect_eq "stdin: exit status" 1 "$rc"
+  expect_contains "stdin: first line" "-:1:1:3: warning [right-grouping]" "$out"
+  expect_contains "stdin: the IF's fourth line" "-:3:4:3: warning [branch-joined]" "$out"
+  expect_contains "stdin: summary" "2 warnings in 2 of 2 scripts" "$out"
+  # Usage errors.
+  run "$Q" check
+  expect_usage "check without a script" "check: a SCRIPT or a FILE is needed"
+  run "$Q" check --jobs 2 'A'
+  expect_usage "check --jobs" "check: unknown option '--jobs' (check takes --field, --fields and --json)"
+  run "$Q" check examples
+  expect_usage "check of a folder" "check: 'examples' is a folder, not a scripts file"
 }
 
 case_run_defaults() {
