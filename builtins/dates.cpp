@@ -82,6 +82,9 @@ std::int16_t Interpreter::PerformDateCompare(std::int16_t level) {
     };
     Value first = next_date();
     Value second = next_date();
+    Notify([&](RunListener& l) {
+      l.OnCall(level, u"DateCompare", {{u"first", first.GetString()}, {u"second", second.GetString()}});
+    });
 
     if (modDebugLog::IsDebugLogEnabled()) {
       std::u16string trace = u"Interpreter - PerformDateCompare";
@@ -185,6 +188,7 @@ bool Interpreter::PerformDateCat(std::int16_t level) {
     } else {
       text += automation::CStr(HostField(word)->Data());
     }
+    Notify([&](RunListener& l) { l.OnCall(level, u"DateCat", {{u"date and time", text}}); });
     const double when = automation::CDate(Value::String(std::move(text)));
     std::u16string name = CreateDataFieldFromVariant(Value::Date(when));
     PushHeldChecked(name, level);

@@ -174,6 +174,15 @@ bool Interpreter::PerformFormatHL7DateTime(std::int16_t level) {
     // Kept: FormatHL7DateTime formats what its failed reader left (tests/builtins_format_test.cpp: FormatBuiltins.HL7GoesOnAfterItsReaderFailedAndFormatsTheEmptyDateAsZeros)
     PerformGetHL7DateTimeFormatArguments(level, date, time, separator, include_time,
                                          include_zone, zone);
+    Notify([&](RunListener& l) {
+      l.OnCall(level, u"FormatHL7DateTime",
+               {{u"date", date},
+                {u"time", time},
+                {u"separator", separator},
+                {u"include time", include_time ? u"True" : u"False"},
+                {u"include zone", include_zone ? u"True" : u"False"},
+                {u"zone", zone}});
+    });
     // Every argument is passed, so the conversion's own defaults for left-out ones never apply:
     // an absent zone is the empty text, not "0".
     std::u16string text = support::modTools::ConvertToHL7DateTime(
@@ -217,6 +226,9 @@ bool Interpreter::PerformFormat(std::int16_t level) {
     std::u16string picture;
     GetFormatArguments(level, field, picture);
     if (!field) automation::Raise(automation::err::ObjectVariableNotSet);
+    Notify([&](RunListener& l) {
+      l.OnCall(level, u"Format", {{u"field", field->Name()}, {u"picture", picture}});
+    });
     std::u16string text =
         automation::Format(field->Data(), picture, kSunday, kFirstWeekOfJanuary1);
     std::u16string name = CreateDataFieldFromVariant(Value::String(std::move(text)));

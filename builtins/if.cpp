@@ -105,11 +105,16 @@ bool Interpreter::RunIfBranches(std::int16_t level, Value& value) {
   }
   std::int16_t ended_at = 0;
   if (EqualsTrue(value)) {
+    Notify([&](RunListener& l) { l.OnBranch(level, condition, value, u"THEN"); });
     std::u16string branch = GetStatements(level, ended_at);
     value = Value::Object(RealizeRegularExpression(branch));
     return false;
   }
   GetStatements(level, ended_at);
+  Notify([&](RunListener& l) {
+    l.OnBranch(level, condition, value,
+               ended_at == kEndedAtElseIf ? u"ELSEIF" : ended_at == kEndedAtElse ? u"ELSE" : u"none");
+  });
   if (ended_at == kEndedAtElseIf) return true;
   if (ended_at == kEndedAtElse) {
     std::u16string branch = GetElseStatements(level);

@@ -110,6 +110,16 @@ bool Interpreter::PerformReplace(std::int16_t level) {
     GetReplaceArguments(level, source, find, replacement, start, count, compare);
     if (!source) automation::Raise(automation::err::ObjectVariableNotSet);
     const std::u16string text = automation::CStr(source->Data());
+    Notify([&](RunListener& l) {
+      l.OnCall(level, u"Replace",
+               {{u"field", source->Name()},
+                {u"text", text},
+                {u"find", find},
+                {u"replacement", replacement},
+                {u"start", automation::CStr(Value::Long(start))},
+                {u"count", automation::CStr(Value::Long(count))},
+                {u"compare", automation::CStr(Value::Long(compare))}});
+    });
     std::u16string result =
         automation::Replace(text, find, replacement, start, count, CompareModeOf(compare));
     std::u16string name = CreateDataFieldFromVariant(Value::String(std::move(result)));

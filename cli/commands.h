@@ -9,6 +9,8 @@ namespace qorvintr::cli {
 
 int EvalCommand(const std::vector<std::string>& args);
 int BatchCommand(const std::vector<std::string>& args);
+// Exit status as eval's; the trace comes first.
+int ExplainCommand(const std::vector<std::string>& args);
 // Exit status 0: no warning; 1: warnings.
 int CheckCommand(const std::vector<std::string>& args);
 // argv0 helps find the bundled example next to the program.

@@ -31,6 +31,11 @@ const char kUsage[] =
     "                                         over a document's data fields, as a table; the\n"
     "                                         bundled example (examples/) stands in for a\n"
     "                                         file not given\n"
+    "  qorvintr explain [OPTIONS] SCRIPT      run one script as eval does and print, before\n"
+    "                                         its result line, how the interpreter took it:\n"
+    "                                         each word, push, reduction (operands, operator,\n"
+    "                                         unification rule, result, generated name),\n"
+    "                                         built-in call, IF branch, report and removal\n"
     "  qorvintr check [OPTIONS] SCRIPT|FILE|- ...\n"
     "                                         read scripts without running them and warn\n"
     "                                         about the language's traps, each with its line\n"
@@ -43,7 +48,8 @@ const char kUsage[] =
     "DateCat, DateCompare, IF ... THEN ... ELSEIF ... ELSE ... END IF) over named, typed data\n"
     "fields, as a document system does for the fields of its outgoing HL7 messages.\n"
     "\n"
-    "Options (eval, batch, run; check takes --field and --fields), applied from left to right:\n"
+    "Options (eval, explain, batch, run; check takes --field and --fields), applied from left\n"
+    "to right:\n"
     "  --field NAME=VALUE       a host data field, DataType String\n"
     "  --field NAME:TYPE=VALUE  a host data field of DataType TYPE: String, Long, Integer,\n"
     "                           Boolean, Single, Double, Date or Variant (any case); the value\n"
@@ -94,7 +100,7 @@ const char kUsage[] =
     "\n"
     "Exit status: eval: 0 a value, 1 the result is the field named \"Error\" (the script\n"
     "failed), 3 Nothing; batch: 0; run: 0, or 1 when a script answered \"Error\";\n"
-    "check: 0 no warning, 1 warnings;\n"
+    "explain: as eval; check: 0 no warning, 1 warnings;\n"
     "2: a usage error (bad option, malformed field, unreadable file), with a message;\n"
     "4: the command itself failed (for instance out of memory).\n"
     "\n"
@@ -132,7 +138,8 @@ const char kUsage[] =
     "    'IF Sex = \"M\" THEN \"M\" ELSEIF Sex = \"F\" THEN \"F\" ELSE \"U\" END IF'\n"
     "  printf '%s\\n' 'A + 1' '\"a\" & \"b\"' | qorvintr batch --field A:Long=41\n"
     "  qorvintr run --errors\n"
-    "  qorvintr check --fields examples/document-fields.txt examples/hl7-scripts.txt\n";
+    "  qorvintr check --fields examples/document-fields.txt examples/hl7-scripts.txt\n"
+    "  qorvintr explain --field Pages:Long=3 'Pages * 2 + 1'\n";
 
 int Usage(const std::string& message) {
   qorvintr::cli::WriteErr("qorvintr: " + message + "\n");
@@ -171,7 +178,7 @@ int main(int argc, char** argv) {
 #endif
   try {
     std::vector<std::string> args = Arguments(argc, argv);
-    if (args.size() < 2) return Usage("a command is needed: eval, batch, run or check");
+    if (args.size() < 2) return Usage("a command is needed: eval, explain, batch, run or check");
     const std::string command = args[1];
     std::vector<std::string> rest(args.begin() + 2, args.end());
     if (command == "--help" || command == "-h" || command == "help") {
@@ -196,11 +203,12 @@ int main(int argc, char** argv) {
     if (command == "eval") return qorvintr::cli::EvalCommand(rest);
     if (command == "batch") return qorvintr::cli::BatchCommand(rest);
     if (command == "check") return qorvintr::cli::CheckCommand(rest);
+    if (command == "explain") return qorvintr::cli::ExplainCommand(rest);
     if (command == "run") {
       return qorvintr::cli::RunCommand(rest, args.empty() ? nullptr : argv[0]);
     }
     if (!command.empty() && command[0] == '-') return Usage("unknown option '" + command + "'");
-    return Usage("unknown command '" + command + "' (eval, batch, run, check, help)");
+    return Usage("unknown command '" + command + "' (eval, explain, batch, run, check, help)");
   } catch (const UsageError& e) {
     return Usage(e.message());
   } catch (const std::exception& e) {

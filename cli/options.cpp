@@ -117,6 +117,7 @@ Options ParseOptions(const std::vector<std::string>& args, CommandName command) 
   const std::string cmd = command == CommandName::kEval    ? "eval"
                           : command == CommandName::kBatch ? "batch"
                           : command == CommandName::kCheck ? "check"
+                          : command == CommandName::kExplain ? "explain"
                                                            : "run";
   bool only_operands = false;
   for (std::size_t i = 0; i < args.size(); ++i) {

@@ -39,7 +39,7 @@ struct Options {
   std::vector<std::string> operands;  // what is left: the script, or the batch file
 };
 
-enum class CommandName { kEval, kBatch, kRun, kCheck };
+enum class CommandName { kEval, kBatch, kRun, kCheck, kExplain };
 
 // The most --jobs admits.
 inline constexpr unsigned kMaxJobs = 256;

@@ -71,6 +71,8 @@ class Session {
   // failing script left taken are free again (else, after 32767 of them, every script would
   // fail). The reset costs about 6% of a short script.
   contract::DataFieldRef RunAlone(std::u16string script);
+  // Who watches the runs step by step (none: nobody).
+  void Listen(engine::RunListener* listener) noexcept { interpreter_->SetListener(listener); }
   // --errors lines go to the end of *sink instead of standard error.
   void PrintErrorsInto(std::u16string* sink) noexcept { errors_->PrintInto(sink); }
 

@@ -53,6 +53,7 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
   // The driver's own handler instead of a report: log with the script and the word, answer the
   // "Error" field. It never raises.
   auto on_error = [&](const support::TrappedError& error) {
+    Notify([&](RunListener& l) { l.OnFailure(level, error.number, error.description, word); });
     // A failing log must not keep the host from its answer.
     support::IgnoreErrors(
         [&] { support::modDebugLog::WriteDebugLog(DriverTrapText(error, expression, word)); });
@@ -70,6 +71,7 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
         InjectFault(u"RealizeRegularExpression");
         expression = automation::Trim(expression);
         level = AddInstance(expression);
+        Notify([&](RunListener& l) { l.OnRunStart(level, expression); });
         // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
         // sixteen deep) would leave the temporaries it cannot record in the host's collection,
         // and nest without bound: it ends here with the subscript error such a level gives.
@@ -88,6 +90,7 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
           // Departure: the driver at the read limit answers the "Error" field (tests/interpreter_driver_test.cpp: Scripts.AScriptBeyondTheReadLimitAnswersTheErrorFieldInsteadOfLooping)
           if (position >= kReadLimit) RaiseReadLimit();
           word = automation::Trim(GetNextWord(level));
+          Notify([&](RunListener& l) { l.OnWord(level, word); });
           // Asked on every word: a level without its stack fails here, before the word is used.
           (void)InstanceStack(level);
           state = state == DriverState::kOperandExpected ? ReadOperand(level, word, depth)
@@ -100,6 +103,7 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
       on_error);
 
   CloseInstance(level, on_error);
+  Notify([&](RunListener& l) { l.OnRunEnd(level, result); });
   return result;
 }
 
@@ -127,6 +131,7 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
   } else if (IsDataField(word)) {
     // The host's own field: nothing to release later.
     InstanceStack(level).Push(HostFields()->Item(word));
+    Notify([&](RunListener& l) { l.OnPush(level, word, InstanceStack(level).PeekStack(), false); });
   } else if (IsFunction(word)) {
     // The function reads its own arguments and pushes its own value.
     // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
@@ -194,6 +199,7 @@ void Interpreter::CloseInstance(std::int16_t level, OnError& on_error) {
       entry.clear();
       HostFields()->Remove(name);
       RemoveAutoDataFieldNameFromList(name);
+      Notify([&](RunListener& l) { l.OnRemove(level, name); });
     });
   }
   // The level's slots are all free again. Starting its next run at the first slot keeps a host

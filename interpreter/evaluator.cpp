@@ -38,7 +38,7 @@ bool EqualsZero(const Value& value) {
 // decides; when none of the numeric kinds is named, both values keep what they held (the
 // previous reduction's values, Empty at first).
 // Kept: no numeric kind named leaves both values as they were (tests/interpreter_evaluator_test.cpp: Evaluator.NumericTypesWithoutAKnownNameKeepTheValuesOfThePreviousReduction)
-void Unify(contract::DataField& left, contract::DataField& right, Value& lv, Value& rv) {
+UnifyRule Unify(contract::DataField& left, contract::DataField& right, Value& lv, Value& rv) {
   // The date test is made on the left item only (twice on the platform; once suffices, it has
   // no side effects).
   // Kept: only the left item is tested for a date (tests/interpreter_evaluator_test.cpp: Evaluator.ADateTextOnTheRightIsNotTestedSoTheTextsCompare)
@@ -46,43 +46,53 @@ void Unify(contract::DataField& left, contract::DataField& right, Value& lv, Val
   if (automation::IsDate(left_data)) {
     lv = Value::Date(automation::CDate(left_data));
     rv = Value::Date(automation::CDate(right.Data()));
-    return;
+    return UnifyRule::kDates;
   }
   std::u16string left_type = left.DataType();
   std::u16string right_type = right.DataType();
   if (left_type == right_type) {
     lv = std::move(left_data);
     rv = right.Data();
-    return;
+    return UnifyRule::kSameType;
   }
   if ((left_type == u"Date" && right_type != u"Date") || !automation::IsNumeric(left_data)) {
     lv = Value::String(automation::CStr(left_data));
     rv = Value::String(automation::CStr(right.Data()));
-    return;
+    return UnifyRule::kTexts;
   }
   Value right_data = right.Data();
   if (!automation::IsNumeric(right_data)) {
     lv = Value::String(automation::CStr(left_data));
     rv = Value::String(automation::CStr(right_data));
-    return;
+    return UnifyRule::kRightNotNumber;
   }
   auto either = [&](std::u16string_view type) { return left_type == type || right_type == type; };
   if (either(u"Double")) {
     lv = Value::Double(automation::CDbl(left_data));
     rv = Value::Double(automation::CDbl(right_data));
-  } else if (either(u"Single")) {
+    return UnifyRule::kDouble;
+  }
+  if (either(u"Single")) {
     lv = Value::Single(automation::CSng(left_data));
     rv = Value::Single(automation::CSng(right_data));
-  } else if (either(u"Long")) {
+    return UnifyRule::kSingle;
+  }
+  if (either(u"Long")) {
     lv = Value::Long(automation::CLng(left_data));
     rv = Value::Long(automation::CLng(right_data));
-  } else if (either(u"Integer")) {
+    return UnifyRule::kLong;
+  }
+  if (either(u"Integer")) {
     lv = Value::Integer(automation::CInt(left_data));
     rv = Value::Integer(automation::CInt(right_data));
-  } else if (either(u"Boolean")) {
+    return UnifyRule::kInteger;
+  }
+  if (either(u"Boolean")) {
     lv = Value::Boolean(automation::CBool(left_data));
     rv = Value::Boolean(automation::CBool(right_data));
+    return UnifyRule::kBoolean;
   }
+  return UnifyRule::kNone;
 }
 
 [[noreturn]] void RaiseFromEvaluator(std::int32_t code, std::u16string_view description) {
@@ -125,6 +135,22 @@ void Apply(std::u16string_view op, const Value& lv, const Value& rv, Value& resu
 }
 
 }  // namespace
+
+std::u16string_view UnifyRuleText(UnifyRule rule) {
+  switch (rule) {
+    case UnifyRule::kDates: return u"the left item is a date: both as dates";
+    case UnifyRule::kSameType: return u"the same DataType: the values as they are";
+    case UnifyRule::kTexts: return u"a Date with another kind, or a left item that is no number: both as texts";
+    case UnifyRule::kRightNotNumber: return u"the right item is no number: both as texts";
+    case UnifyRule::kDouble: return u"a Double among them: both as Double";
+    case UnifyRule::kSingle: return u"a Single among them: both as Single";
+    case UnifyRule::kLong: return u"a Long among them: both as Long";
+    case UnifyRule::kInteger: return u"an Integer among them: both as Integer";
+    case UnifyRule::kBoolean: return u"a Boolean among them: both as Boolean";
+    case UnifyRule::kNone: return u"no numeric kind named: the values of the previous reduction";
+  }
+  return u"";
+}
 
 // Kept: no precedence, a run of operators groups from the right (tests/interpreter_evaluator_test.cpp: Evaluator.ARunOfOperatorsGroupsFromTheRight)
 bool Interpreter::EvaluateExpression(std::int16_t level) {
@@ -169,9 +195,12 @@ bool Interpreter::EvaluateExpression(std::int16_t level) {
       if (!stack.IsStackEmpty()) {
         left = stack.Pop();
         if (!op_text.empty()) {
-          Unify(Item(left), Item(right), lv, rv);
+          const UnifyRule rule = Unify(Item(left), Item(right), lv, rv);
           Apply(op_text, lv, rv, value);
           result_name = CreateDataFieldFromVariant(value);
+          Notify([&](RunListener& l) {
+            l.OnReduce(level, left, op_text, right, rule, value, result_name);
+          });
           AddNameToHoldArray(result_name, level);
         }
       }

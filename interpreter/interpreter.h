@@ -18,6 +18,7 @@
 #include "qorvintr/contract/data_field.h"
 #include "qorvintr/contract/host_error.h"
 #include "interpreter/limits.h"
+#include "interpreter/listener.h"
 #include "support/dynarray.h"
 #include "support/error_trap.h"
 #include "support/stack.h"
@@ -63,6 +64,8 @@ class Interpreter {
   // g_orlina_ini_filename's let: the name alone; the debug log keeps its settings file.
   void SetOrlinaIniFilenameOnly(std::u16string name) { orlina_ini_filename_ = std::move(name); }
   void ResetMemory() noexcept;
+  // Who watches the runs step by step (none by default; the listener must outlive its use).
+  void SetListener(RunListener* listener) noexcept { listener_ = listener; }
 
  private:
 #ifdef QORVINTR_TESTING
@@ -237,6 +240,12 @@ class Interpreter {
   automation::Value system_name_ = automation::Value::String(u"");
   automation::Value application_name_ = automation::Value::String(u"");
   automation::Value module_name_ = automation::Value::String(u"");
+  RunListener* listener_ = nullptr;
+  // Tells the listener, when there is one; otherwise one test of a null pointer.
+  template <class Step>
+  void Notify(Step&& step) {
+    if (listener_ != nullptr) [[unlikely]] step(*listener_);
+  }
 
 #ifdef QORVINTR_TESTING
   // Tests make a chosen procedure fail through this: it runs first inside every trap, given

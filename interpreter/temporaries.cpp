@@ -242,12 +242,14 @@ std::u16string Interpreter::AddNameToHoldArray(const std::u16string& name, std::
 
 void Interpreter::PushHeld(std::u16string& name, std::int16_t level) {
   InstanceStack(level).Push(HostFields()->Item(name));
+  Notify([&](RunListener& l) { l.OnPush(level, name, InstanceStack(level).PeekStack(), true); });
   AddNameToHoldArray(name, level);
 }
 
 // Kept: the two lookups of a pushed temporary (tests/interpreter_temporaries_test.cpp: Temporaries.PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldCheckedRaises91)
 void Interpreter::PushHeldChecked(std::u16string& name, std::int16_t level) {
   InstanceStack(level).Push(HostField(name));
+  Notify([&](RunListener& l) { l.OnPush(level, name, InstanceStack(level).PeekStack(), true); });
   AddNameToHoldArray(name, level);
 }
 

@@ -83,19 +83,20 @@ case_help() {
       'Boolean, Single, Double, Date or Variant' 'DataClass "Host"' 'default: Upload' \
       'default: qorvintr' 'NAME<TAB>DATATYPE<TAB>DATA' 'Nothing' 'Exit status' \
       'fields file' 'batch file' 'scripts file' 'FIELD<TAB>SCRIPT' 'ReportError: CODE | TEXT' \
-      'qorvintr check [OPTIONS] SCRIPT|FILE|-' '--json' 'check: 0 no warning, 1 warnings'; do
+      'qorvintr check [OPTIONS] SCRIPT|FILE|-' '--json' 'check: 0 no warning, 1 warnings' \
+      'qorvintr explain [OPTIONS] SCRIPT'; do
     expect_contains "--help" "$needle" "$help"
   done
   for form in -h help; do
     run "$Q" "$form"
     expect "$form" 0 "$help" ""
   done
-  for command in eval batch run check; do
+  for command in eval explain batch run check; do
     run "$Q" "$command" --help
     expect "$command --help" 0 "$help" ""
   done
   run "$Q"
-  expect_usage "no command" "a command is needed: eval, batch, run or check"
+  expect_usage "no command" "a command is needed: eval, explain, batch, run or check"
 }
 
 case_version() {
@@ -214,7 +215,7 @@ case_usage_errors() {
   run "$Q" eval a b
   expect_usage "two scripts" "eval: one SCRIPT only (quote a script that has blanks); got 'b' too"
   run "$Q" frobnicate
-  expect_usage "unknown command" "unknown command 'frobnicate' (eval, batch, run, check, help)"
+  expect_usage "unknown command" "unknown command 'frobnicate' (eval, explain, batch, run, check, help)"
   run "$Q" --frobnicate
   expect_usage "unknown option before a command" "unknown option '--frobnicate'"
   run "$Q" batch "$tmp/missing.txt"
@@ -411,6 +412,48 @@ case_check() {
   expect_usage "check --jobs" "check: unknown option '--jobs' (check takes --field, --fields and --json)"
   run "$Q" check examples
   expect_usage "check of a folder" "check: 'examples' is a folder, not a scripts file"
+}
+
+case_explain() {
+  run "$Q" explain --field Pages:Long=3 'Pages * 2 + 1'
+  expect "explain" 0 "  run at level 0: Pages * 2 + 1
+  word: Pages
+  push Pages = 3 (Long), the host's field
+  word: *
+  push Autodf1 = * (Operator), a temporary (held until the run ends)
+  word: 2
+  push Autodf2 = 2 (Long), a temporary (held until the run ends)
+  word: +
+  push Autodf3 = + (Operator), a temporary (held until the run ends)
+  word: 1
+  push Autodf4 = 1 (Long), a temporary (held until the run ends)
+  reduce Autodf2 = 2 (Long)  +  Autodf4 = 1 (Long)  [the same DataType: the values as they are]  -> Autodf5 = 3 (Long)
+  reduce Pages = 3 (Long)  *  Autodf5 = 3 (Long)  [the same DataType: the values as they are]  -> Autodf6 = 9 (Long)
+  remove Autodf6 from the collection
+  remove Autodf5 from the collection
+  remove Autodf4 from the collection
+  remove Autodf3 from the collection
+  remove Autodf2 from the collection
+  remove Autodf1 from the collection
+  value of level 0: Autodf6 = 9 (Long)
+Autodf6${TAB}Long${TAB}9
+" ""
+  # The same answer and status as eval, the trace before it.
+  run "$Q" eval --field Pages:Long=3 'Pages * 2 + 1'
+  expect "eval of the same script" 0 "Autodf6${TAB}Long${TAB}9"$'\n' ""
+  run "$Q" explain 'Nope'
+  expect "explain of a failing script" 1 "  run at level 0: Nope
+  word: Nope
+  the run fails at the word \"Nope\": error -2147218559, Syntax error; its value is the field named Error
+  value of level 0: Error = False (Boolean)
+Error${TAB}Boolean${TAB}False
+" ""
+  run "$Q" explain --now "$NOW" '1 / 0'
+  expect_eq "explain 1 / 0: exit status" 1 "$rc"
+  expect_contains "explain 1 / 0: the report among the steps" \
+    "  ReportError: 150100 | Error: -2147220981 - Division by zero | $NOW | 4 | 15 |" "$out"
+  run "$Q" explain
+  expect_usage "explain without a script" "explain: a SCRIPT is needed"
 }
 
 case_run_defaults() {
