@@ -367,16 +367,15 @@ bool FastCall::ObjectRef(UINT i, IDispatch*** out) const noexcept {
 
 HRESULT FastCall::Answer(HRESULT hr, VARIANT& value) noexcept {
   if (excep_) std::memset(excep_, 0, sizeof(*excep_));
-  if (SUCCEEDED(hr)) {
-    if (result_) {
-      VariantClear(result_);
-      *result_ = value;
-    } else {
-      VariantClear(&value);
-    }
-    return hr;
+  // The retval reaches the caller's result whether the method succeeded or not (what a failed
+  // method left there: Nothing, False, 0), as the type library's invoke hands it on.
+  if (result_ && !has_no_retval_) {
+    VariantClear(result_);
+    *result_ = value;
+  } else {
+    VariantClear(&value);
   }
-  VariantClear(&value);
+  if (SUCCEEDED(hr)) return hr;
   if (excep_) {
     // As the type library's invoke reports a failed method: the error information the method
     // left goes into the EXCEPINFO, and FillExcepInfo completes it as TypeLibInvoke does.
@@ -395,10 +394,11 @@ HRESULT FastCall::Answer(HRESULT hr, VARIANT& value) noexcept {
 }
 
 HRESULT FastCall::Done(HRESULT hr) noexcept {
-  VARIANT none;
-  VariantInit(&none);
   if (excep_) std::memset(excep_, 0, sizeof(*excep_));
   if (SUCCEEDED(hr)) return hr;
+  VARIANT none;
+  VariantInit(&none);
+  has_no_retval_ = true;
   return Answer(hr, none);
 }
 

@@ -87,6 +87,7 @@ class FastCall {
   DISPPARAMS* params_;
   VARIANT* result_;
   EXCEPINFO* excep_;
+  bool has_no_retval_ = false;
 };
 
 template <class Interface>
