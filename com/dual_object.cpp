@@ -367,8 +367,7 @@ bool FastCall::ObjectRef(UINT i, IDispatch*** out) const noexcept {
 
 HRESULT FastCall::Answer(HRESULT hr, VARIANT& value) noexcept {
   if (excep_) std::memset(excep_, 0, sizeof(*excep_));
-  // The retval reaches the caller's result whether the method succeeded or not (what a failed
-  // method left there: Nothing, False, 0), as the type library's invoke hands it on.
+  // Kept: a failed method's retval (Nothing, False, 0) still reaches the caller's result, as the type library's invoke hands it on (tests/com/fastpath_compare.sh: com_fastpath "Add duplicate")
   if (result_ && !has_no_retval_) {
     VariantClear(result_);
     *result_ = value;
