@@ -3,6 +3,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "qorvintr/error.h"
@@ -21,6 +22,7 @@ namespace {
 struct KnownClass {
   std::u16string prog_id;
   IClassFactory* factory;
+  IOwnObject* own;  // the factory's, when it is QorvDFld's own of this build; else null
   DispIdCacheRef ids;
 };
 thread_local std::vector<KnownClass> t_classes;
@@ -28,14 +30,26 @@ thread_local int t_interpreters = 0;
 
 struct ClassInfo {
   IClassFactory* factory;  // AddRef'd for the caller
+  IOwnObject* own;         // the same, or null
   DispIdCacheRef ids;
 };
+
+// The factory's IOwnObject when it makes QorvDFld.DataField objects of this build.
+IOwnObject* OwnFieldFactory(IClassFactory* factory) noexcept {
+  IOwnObject* own = OwnObjectOf(factory);
+  if (own && own->Kind() != OwnKind::FieldFactory) {
+    own->Release();
+    own = nullptr;
+  }
+  return own;
+}
 
 ClassInfo ClassOf(std::u16string_view prog_id) {
   for (const KnownClass& k : t_classes) {
     if (k.prog_id == prog_id) {
       k.factory->AddRef();
-      return ClassInfo{k.factory, k.ids};
+      if (k.own) k.own->AddRef();
+      return ClassInfo{k.factory, k.own, k.ids};
     }
   }
   std::u16string id(prog_id);
@@ -50,19 +64,30 @@ ClassInfo ClassOf(std::u16string_view prog_id) {
     automation::Raise(automation::err::CantCreateObject);
   }
   auto ids = std::make_shared<DispIdCache>();
+  ComRef<IOwnObject> own(prog_id == contract::kDataFieldProgId ? OwnFieldFactory(factory.get())
+                                                                : nullptr);
   if (t_interpreters > 0) {
     // Kept until the last interpreter of the thread goes.
-    t_classes.push_back(KnownClass{std::move(id), factory.get(), ids});
+    t_classes.push_back(KnownClass{std::move(id), factory.get(), own.get(), ids});
     factory->AddRef();
+    if (own.get()) own->AddRef();
   }
-  return ClassInfo{factory.release(), std::move(ids)};
+  return ClassInfo{factory.release(), own.release(), std::move(ids)};
 }
+
+// Releases the caller's references of a ClassInfo.
+struct ClassHold {
+  const ClassInfo& k;
+  ~ClassHold() {
+    if (k.own) k.own->Release();
+    k.factory->Release();
+  }
+};
 
 IDispatch* CreateOfClass(const ClassInfo& k) {
   IDispatch* dispatch = nullptr;
   HRESULT hr = k.factory->CreateInstance(nullptr, IID_IDispatch,
                                          reinterpret_cast<void**>(&dispatch));
-  k.factory->Release();
   if (hr == E_NOINTERFACE) automation::Raise(automation::err::NoAutomationSupport);
   if (FAILED(hr) || !dispatch) automation::Raise(automation::err::CantCreateObject);
   return dispatch;
@@ -71,6 +96,17 @@ IDispatch* CreateOfClass(const ClassInfo& k) {
 template <class Adapter>
 automation::ObjectRef CreateAdapter(std::u16string_view prog_id) {
   ClassInfo k = ClassOf(prog_id);
+  ClassHold hold{k};
+  if constexpr (std::is_same_v<Adapter, DispatchDataField>) {
+    if (k.own) {
+      // QorvDFld's own factory: the same object CreateInstance makes, without IDispatch.
+      IOwnObject* created = nullptr;
+      HRESULT hr = static_cast<DirectFieldFactory*>(k.own->Direct())->CreateField(&created);
+      if (FAILED(hr) || !created) automation::Raise(automation::err::CantCreateObject);
+      ComRef<IOwnObject> field(created);
+      return std::make_shared<DirectDataField>(field.get());
+    }
+  }
   ComRef<IDispatch> dispatch(CreateOfClass(k));
   return std::make_shared<Adapter>(dispatch.get(), k.ids);
 }
@@ -85,7 +121,10 @@ void InterpreterDestroyed() noexcept {
   // The factories go with the last interpreter, so that the classes' DLLs may unload.
   std::vector<KnownClass> classes;
   classes.swap(t_classes);
-  for (KnownClass& k : classes) k.factory->Release();
+  for (KnownClass& k : classes) {
+    if (k.own) k.own->Release();
+    k.factory->Release();
+  }
 }
 
 void RegisterComCreators() {

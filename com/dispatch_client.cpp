@@ -3,6 +3,7 @@
 #include <dispex.h>
 
 #include <new>
+#include <type_traits>
 #include <utility>
 
 #include "qorvintr/convert.h"
@@ -26,6 +27,10 @@ static_assert(sizeof(kMemberNames) / sizeof(kMemberNames[0]) ==
               static_cast<std::size_t>(Member::kCount));
 
 constexpr WORD kGetFlags = DISPATCH_METHOD | DISPATCH_PROPERTYGET;
+
+// IDispatch::Invoke; raises the platform's error on failure (DispatchClient::Invoke).
+void InvokeOn(IDispatch* dispatch, DISPID id, WORD flags, VARIANTARG* args, UINT count,
+              VARIANT* result);
 
 // IDispatchEx {A6EF9860-C720-11D0-9337-00A0C90DCAA9} (not in every import library).
 constexpr IID kIidDispatchEx = {
@@ -100,14 +105,36 @@ IDispatch* ObjectResult(const VARIANT& result) {
   return dispatch;
 }
 
+// The direct adapter of a contract for one of our objects of this build; null when the object
+// is of another kind.
+template <class Contract>
+std::shared_ptr<Contract> DirectAdapter(IOwnObject* own) {
+  const OwnKind kind = own->Kind();
+  if constexpr (std::is_same_v<Contract, contract::DataField>) {
+    if (kind == OwnKind::DataField) return std::make_shared<DirectDataField>(own);
+  } else if constexpr (std::is_same_v<Contract, contract::DataFields>) {
+    if (kind == OwnKind::DataFields) return std::make_shared<DirectDataFields>(own);
+  } else if constexpr (std::is_same_v<Contract, contract::KeyedCollection>) {
+    if (kind == OwnKind::FieldCollection) return std::make_shared<DirectKeyedCollection>(own);
+  }
+  return nullptr;
+}
+
 template <class Contract, class Adapter>
 std::shared_ptr<Contract> Adapt(IDispatch* dispatch) {
   if (!dispatch) return nullptr;
-  if (automation::ObjectRef native = NativeObjectDispatch::Unwrap(dispatch)) {
-    if (auto typed = std::dynamic_pointer_cast<Contract>(native)) return typed;
+  // One QueryInterface, whatever the object (a host's answers E_NOINTERFACE).
+  ComRef<IOwnObject> own(OwnObjectOf(dispatch));
+  if (own.get()) {
+    if (IsOwnNative(own.get())) {
+      if (auto typed = std::dynamic_pointer_cast<Contract>(*own->NativeObject())) return typed;
+    } else if (auto direct = DirectAdapter<Contract>(own.get())) {
+      return direct;
+    }
   }
   return std::make_shared<Adapter>(dispatch);
 }
+
 
 }  // namespace
 
@@ -148,6 +175,13 @@ DISPID DispatchClient::Id(Member member) {
 
 void DispatchClient::Invoke(DISPID id, WORD flags, VARIANTARG* args, UINT count,
                             VARIANT* result) {
+  InvokeOn(dispatch_, id, flags, args, count, result);
+}
+
+namespace {
+
+void InvokeOn(IDispatch* dispatch, DISPID id, WORD flags, VARIANTARG* args, UINT count,
+              VARIANT* result) {
   DISPID named = DISPID_PROPERTYPUT;
   DISPPARAMS params{args, nullptr, count, 0};
   if (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) {
@@ -157,7 +191,7 @@ void DispatchClient::Invoke(DISPID id, WORD flags, VARIANTARG* args, UINT count,
   EXCEPINFO info{};
   UINT arg_error = 0;
   // The callee may drop the last outside reference to itself while it runs.
-  IDispatch* target = dispatch_;
+  IDispatch* target = dispatch;
   target->AddRef();
   HRESULT hr = target->Invoke(id, IID_NULL, kCallLcid, flags, &params, result, &info, &arg_error);
   target->Release();
@@ -167,15 +201,19 @@ void DispatchClient::Invoke(DISPID id, WORD flags, VARIANTARG* args, UINT count,
   SysFreeString(info.bstrHelpFile);
 }
 
+}  // namespace
+
 Value DispatchClient::Get(Member member) {
   Variant result;
   Invoke(Id(member), kGetFlags, nullptr, 0, result.get());
   return FromVariant(*result);
 }
 
-Value DispatchClient::GetDefault() {
+Value DispatchClient::GetDefault() { return DefaultOf(dispatch_); }
+
+Value DefaultOf(IDispatch* dispatch) {
   Variant result;
-  Invoke(DISPID_VALUE, kGetFlags, nullptr, 0, result.get());
+  InvokeOn(dispatch, DISPID_VALUE, kGetFlags, nullptr, 0, result.get());
   return FromVariant(*result);
 }
 
@@ -247,7 +285,112 @@ contract::DataFieldRef DataFieldResult(const VARIANT& result) {
   return AdaptDataField(dispatch.get());
 }
 
+contract::DataFieldRef FieldAnswer(IDispatch* answer) {
+  Variant result;
+  V_VT(result.get()) = VT_DISPATCH;
+  V_DISPATCH(result.get()) = answer;
+  return DataFieldResult(*result);
+}
+
+IDispatch* ObjectAnswer(IDispatch* answer) {
+  Variant result;
+  V_VT(result.get()) = VT_DISPATCH;
+  V_DISPATCH(result.get()) = answer;
+  return ObjectResult(*result);
+}
+
+std::uint32_t SizeOf(std::u16string_view text) {
+  if (text.size() > 0x7FFFFFF0u / sizeof(wchar_t)) throw std::bad_alloc();
+  return static_cast<std::uint32_t>(text.size());
+}
+
 }  // namespace
+
+// ---- Direct adapters ------------------------------------------------------------------------
+
+Value DirectDataField::Data() {
+  Variant answer;
+  std::u16string text;
+  EXCEPINFO info{};
+  CheckDirect(field_->GetData(answer.get(), SinkInto(text), &info), info);
+  if (V_VT(answer.get()) == VT_BSTR && !V_BSTR(answer.get())) {
+    return Value::String(std::move(text));
+  }
+  return FromVariant(*answer);
+}
+
+void DirectDataField::SetData(const Value& value) {
+  EXCEPINFO info{};
+  if (value.IsString()) {
+    const std::u16string& text = value.GetString();
+    CheckDirect(field_->SetData(nullptr, text.data(), SizeOf(text), &info), info);
+    return;
+  }
+  Variant v;
+  ToVariant(value, v.get());
+  CheckDirect(field_->SetData(v.get(), nullptr, 0, &info), info);
+}
+
+std::u16string DirectDataField::Text(FieldText which) {
+  std::u16string text;
+  EXCEPINFO info{};
+  CheckDirect(field_->GetText(which, SinkInto(text), &info), info);
+  return text;
+}
+
+void DirectDataField::SetText(FieldText which, std::u16string_view text) {
+  EXCEPINFO info{};
+  CheckDirect(field_->SetText(which, text.data(), SizeOf(text), &info), info);
+}
+
+contract::DataFieldRef DirectDataFields::Item(std::u16string& name) {
+  IDispatch* answer = nullptr;
+  EXCEPINFO info{};
+  CheckDirect(fields_->Item(name.data(), SizeOf(name), &answer, &info), info);
+  return FieldAnswer(answer);
+}
+
+bool DirectDataFields::Exists(std::u16string& name) {
+  bool answer = false;
+  EXCEPINFO info{};
+  CheckDirect(fields_->Exists(name.data(), SizeOf(name), &answer, &info), info);
+  return answer;
+}
+
+std::int16_t DirectDataFields::AddObject(contract::DataFieldRef& field) {
+  ComRef<IDispatch> passed(ToDispatch(field));
+  std::int16_t answer = 0;
+  EXCEPINFO info{};
+  CheckDirect(fields_->AddObject(passed.get(), &answer, &info), info);
+  return answer;
+}
+
+void DirectDataFields::Remove(std::u16string& name) {
+  EXCEPINFO info{};
+  CheckDirect(fields_->Remove(name.data(), SizeOf(name), &info), info);
+}
+
+contract::KeyedCollectionRef DirectDataFields::mCol() {
+  IDispatch* answer = nullptr;
+  EXCEPINFO info{};
+  CheckDirect(fields_->MCol(&answer, &info), info);
+  ComRef<IDispatch> dispatch(ObjectAnswer(answer));
+  return AdaptKeyedCollection(dispatch.get());
+}
+
+contract::DataFieldRef DirectKeyedCollection::Item(std::u16string_view key) {
+  IDispatch* answer = nullptr;
+  EXCEPINFO info{};
+  CheckDirect(collection_->Item(key.data(), SizeOf(key), &answer, &info), info);
+  return FieldAnswer(answer);
+}
+
+std::int32_t DirectKeyedCollection::Count() {
+  std::int32_t answer = 0;
+  EXCEPINFO info{};
+  CheckDirect(collection_->Count(&answer, &info), info);
+  return answer;
+}
 
 // ---- Keyed collection -----------------------------------------------------------------------
 

@@ -22,6 +22,7 @@
 #include "qorvintr/contract/data_field.h"
 #include "qorvintr/contract/host_error.h"
 #include "qorvintr/contract/log_writer.h"
+#include "com/own_object.h"
 
 namespace qorvintr::com {
 
@@ -54,7 +55,17 @@ using DispIdCacheRef = std::shared_ptr<DispIdCache>;
 // The locale of every call: the component's rules are en-US.
 inline constexpr LCID kCallLcid = 1033;
 
-class DispatchClient {
+// A contract object that stands for a COM object: handed to a host, it is that object again.
+class ComBacked {
+ public:
+  // Not AddRef'd.
+  virtual IDispatch* BackingDispatch() const noexcept = 0;
+
+ protected:
+  ~ComBacked() = default;
+};
+
+class DispatchClient : public ComBacked {
  public:
   explicit DispatchClient(IDispatch* dispatch, DispIdCacheRef ids = nullptr);
   virtual ~DispatchClient();
@@ -62,6 +73,7 @@ class DispatchClient {
   DispatchClient& operator=(const DispatchClient&) = delete;
 
   IDispatch* Dispatch() const noexcept { return dispatch_; }
+  IDispatch* BackingDispatch() const noexcept override { return dispatch_; }
 
  protected:
   DISPID Id(Member member);
@@ -162,9 +174,90 @@ class DispatchLogWriter final : public contract::LogWriter, public DispatchClien
   std::u16string ClassName() const override;
 };
 
+// The default member of an object, read late-bound (DISPID_VALUE).
+automation::Value DefaultOf(IDispatch* dispatch);
+
+// ---- Our own QorvDFld objects, called directly (own_object.h) ---------------------------------
+
+class OwnClient : public ComBacked {
+ public:
+  explicit OwnClient(IOwnObject* own) noexcept : own_(own) { own_->AddRef(); }
+  virtual ~OwnClient() { own_->Release(); }
+  OwnClient(const OwnClient&) = delete;
+  OwnClient& operator=(const OwnClient&) = delete;
+  IDispatch* BackingDispatch() const noexcept override { return own_->DispatchOf(); }
+
+ protected:
+  template <class Direct>
+  Direct* As() const noexcept {
+    return static_cast<Direct*>(own_->Direct());
+  }
+
+ private:
+  IOwnObject* own_;
+};
+
+// A QorvDFld.DataField: what the late-bound adapter answers, without IDispatch.
+class DirectDataField final : public contract::DataField, public OwnClient {
+ public:
+  explicit DirectDataField(IOwnObject* own) noexcept
+      : OwnClient(own), field_(As<com::DirectField>()) {}
+
+  automation::Value Data() override;
+  void SetData(const automation::Value& value) override;
+  std::u16string DataType() override { return Text(FieldText::DataType); }
+  void SetDataType(std::u16string type) override { SetText(FieldText::DataType, type); }
+  std::u16string Name() override { return Text(FieldText::Name); }
+  void SetName(std::u16string name) override { SetText(FieldText::Name, name); }
+  std::u16string DataClass() override { return Text(FieldText::DataClass); }
+  void SetDataClass(std::u16string data_class) override {
+    SetText(FieldText::DataClass, data_class);
+  }
+  // The name of the class's type information, as the late-bound adapter reads it.
+  std::u16string ClassName() const override { return u"DataField"; }
+
+ private:
+  std::u16string Text(FieldText which);
+  void SetText(FieldText which, std::u16string_view text);
+
+  com::DirectField* field_;
+};
+
+// QorvDFld.DataFields.
+class DirectDataFields final : public contract::DataFields, public OwnClient {
+ public:
+  explicit DirectDataFields(IOwnObject* own) noexcept
+      : OwnClient(own), fields_(As<com::DirectFields>()) {}
+
+  contract::DataFieldRef Item(std::u16string& name) override;
+  bool Exists(std::u16string& name) override;
+  std::int16_t AddObject(contract::DataFieldRef& field) override;
+  void Remove(std::u16string& name) override;
+  contract::KeyedCollectionRef mCol() override;
+  std::u16string ClassName() const override { return u"DataFields"; }
+
+ private:
+  com::DirectFields* fields_;
+};
+
+// Its mCol.
+class DirectKeyedCollection final : public contract::KeyedCollection, public OwnClient {
+ public:
+  explicit DirectKeyedCollection(IOwnObject* own) noexcept
+      : OwnClient(own), collection_(As<com::DirectCollection>()) {}
+
+  contract::DataFieldRef Item(std::u16string_view key) override;
+  std::int32_t Count() override;
+  automation::Value DefaultValue() override { return DefaultOf(BackingDispatch()); }
+  std::u16string ClassName() const override { return u"FieldCollection"; }
+
+ private:
+  com::DirectCollection* collection_;
+};
+
 // The contract object behind an IDispatch handed in by a host: our own native object when the
-// IDispatch is one of our wrappers of an object of that kind, otherwise a new adapter. Null for
-// none.
+// IDispatch is one of our wrappers of an object of that kind, a direct adapter when it is one of
+// the QorvDFld objects of this build, otherwise a new late-bound adapter. Null for none.
 contract::DataFieldRef AdaptDataField(IDispatch* dispatch);
 contract::DataFieldsRef AdaptDataFields(IDispatch* dispatch);
 contract::HostErrorRef AdaptHostError(IDispatch* dispatch);

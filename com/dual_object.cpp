@@ -227,6 +227,219 @@ void WriteBackConverted(Converted* converted, UINT count, bool succeeded) noexce
 
 }  // namespace
 
+// ---- The classes' own dispatch -------------------------------------------------------------
+
+bool FindMemberName(std::span<const MemberName> table, const wchar_t* name, DISPID* id) noexcept {
+  // Member names are ASCII; the platform matches them without regard to case.
+  const std::wstring_view wanted(name);
+  for (const MemberName& m : table) {
+    if (automation::EqualsIgnoreAsciiCase(std::wstring_view(m.name), wanted)) {
+      *id = m.id;
+      return true;
+    }
+  }
+  return false;
+}
+
+namespace {
+
+constexpr WORD kGetMethod = DISPATCH_METHOD | DISPATCH_PROPERTYGET;
+
+// The Variant a chain of by-reference Variants leads to, as the type library's by-reference
+// adaptation follows it; null when it ends in another by-reference kind.
+const VARIANT* Target(const VARIANT& arg) noexcept {
+  const VARIANT* inner = V_VARIANTREF(&arg);
+  if (!inner) return nullptr;
+  while (V_VT(inner) == (VT_BYREF | VT_VARIANT) && V_VARIANTREF(inner)) {
+    inner = V_VARIANTREF(inner);
+  }
+  return (V_VT(inner) & VT_BYREF) ? nullptr : inner;
+}
+
+// The kinds a [in] VARIANT parameter takes as they are (the method reads them through
+// FromVariant, which follows references).
+bool PlainKind(VARTYPE vt) noexcept {
+  switch (vt) {
+    case VT_EMPTY: case VT_NULL: case VT_I2: case VT_I4: case VT_R4: case VT_R8: case VT_CY:
+    case VT_DATE: case VT_BSTR: case VT_DISPATCH: case VT_ERROR: case VT_BOOL: case VT_UNKNOWN:
+    case VT_I1: case VT_UI1: case VT_UI2: case VT_UI4: case VT_I8: case VT_UI8: case VT_INT:
+    case VT_UINT:
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+bool FastCall::PropertyGet(UINT n) const noexcept {
+  return (flags_ == DISPATCH_PROPERTYGET || flags_ == kGetMethod) && params_->cNamedArgs == 0 &&
+         params_->cArgs == n && (n == 0 || params_->rgvarg);
+}
+
+bool FastCall::Method(UINT n) const noexcept {
+  return (flags_ == DISPATCH_METHOD || flags_ == kGetMethod) && params_->cNamedArgs == 0 &&
+         params_->cArgs == n && (n == 0 || params_->rgvarg);
+}
+
+bool FastCall::PutOf(WORD kind) const noexcept {
+  return flags_ == kind && params_->cArgs == 1 && params_->rgvarg && params_->cNamedArgs == 1 &&
+         params_->rgdispidNamedArgs && params_->rgdispidNamedArgs[0] == DISPID_PROPERTYPUT;
+}
+
+bool FastCall::Value(UINT i, const VARIANT** out) const noexcept {
+  const VARIANT& a = Arg(i);
+  if (PlainKind(V_VT(&a)) || (V_VT(&a) == (VT_BYREF | VT_VARIANT) && V_VARIANTREF(&a))) {
+    *out = &a;
+    return true;
+  }
+  return false;
+}
+
+bool FastCall::Text(UINT i, BSTR* out) const noexcept {
+  const VARIANT& a = Arg(i);
+  if (V_VT(&a) == VT_BSTR) {
+    *out = V_BSTR(&a);
+    return true;
+  }
+  if (V_VT(&a) == (VT_BYREF | VT_BSTR) && V_BSTRREF(&a)) {
+    *out = *V_BSTRREF(&a);
+    return true;
+  }
+  if (V_VT(&a) == (VT_BYREF | VT_VARIANT) && V_VARIANTREF(&a) &&
+      V_VT(V_VARIANTREF(&a)) == VT_BSTR) {
+    *out = V_BSTR(V_VARIANTREF(&a));
+    return true;
+  }
+  return false;
+}
+
+bool FastCall::TextRef(UINT i, BSTR** out) const noexcept {
+  const VARIANT& a = Arg(i);
+  if (V_VT(&a) == (VT_BYREF | VT_BSTR) && V_BSTRREF(&a)) {
+    *out = V_BSTRREF(&a);
+    return true;
+  }
+  if (V_VT(&a) == (VT_BYREF | VT_VARIANT)) {
+    const VARIANT* inner = Target(a);
+    if (inner && V_VT(inner) == VT_BSTR) {
+      // The method works on the caller's variable itself.
+      *out = &const_cast<VARIANT*>(inner)->bstrVal;
+      return true;
+    }
+  }
+  return false;
+}
+
+bool FastCall::Object(UINT i, IDispatch** out) const noexcept {
+  const VARIANT& a = Arg(i);
+  if (V_VT(&a) == VT_DISPATCH) {
+    *out = V_DISPATCH(&a);
+    return true;
+  }
+  if (V_VT(&a) == (VT_BYREF | VT_DISPATCH) && V_DISPATCHREF(&a)) {
+    *out = *V_DISPATCHREF(&a);
+    return true;
+  }
+  if (V_VT(&a) == (VT_BYREF | VT_VARIANT) && V_VARIANTREF(&a) &&
+      V_VT(V_VARIANTREF(&a)) == VT_DISPATCH) {
+    *out = V_DISPATCH(V_VARIANTREF(&a));
+    return true;
+  }
+  return false;
+}
+
+bool FastCall::ObjectRef(UINT i, IDispatch*** out) const noexcept {
+  const VARIANT& a = Arg(i);
+  if (V_VT(&a) == (VT_BYREF | VT_DISPATCH) && V_DISPATCHREF(&a)) {
+    *out = V_DISPATCHREF(&a);
+    return true;
+  }
+  if (V_VT(&a) == (VT_BYREF | VT_VARIANT)) {
+    const VARIANT* inner = Target(a);
+    if (inner && V_VT(inner) == VT_DISPATCH) {
+      *out = &const_cast<VARIANT*>(inner)->pdispVal;
+      return true;
+    }
+  }
+  return false;
+}
+
+HRESULT FastCall::Answer(HRESULT hr, VARIANT& value) noexcept {
+  if (excep_) std::memset(excep_, 0, sizeof(*excep_));
+  // Kept: a failed method's retval (Nothing, False, 0) still reaches the caller's result, as the type library's invoke hands it on (tests/com/fastpath_compare.sh: com_fastpath "Add duplicate")
+  if (result_ && !has_no_retval_) {
+    VariantClear(result_);
+    *result_ = value;
+  } else {
+    VariantClear(&value);
+  }
+  if (SUCCEEDED(hr)) return hr;
+  if (excep_) {
+    // As the type library's invoke reports a failed method: the error information the method
+    // left goes into the EXCEPINFO, and FillExcepInfo completes it as TypeLibInvoke does.
+    excep_->scode = hr;
+    IErrorInfo* error = nullptr;
+    if (GetErrorInfo(0, &error) == S_OK && error) {
+      error->GetDescription(&excep_->bstrDescription);
+      error->GetHelpFile(&excep_->bstrHelpFile);
+      error->GetSource(&excep_->bstrSource);
+      error->GetHelpContext(&excep_->dwHelpContext);
+      error->Release();
+    }
+    FillExcepInfo(excep_, hr);
+  }
+  return DISP_E_EXCEPTION;
+}
+
+HRESULT FastCall::Done(HRESULT hr) noexcept {
+  if (excep_) std::memset(excep_, 0, sizeof(*excep_));
+  if (SUCCEEDED(hr)) return hr;
+  VARIANT none;
+  VariantInit(&none);
+  has_no_retval_ = true;
+  return Answer(hr, none);
+}
+
+HRESULT FastCall::ReturnVariant(HRESULT hr, VARIANT& value) noexcept { return Answer(hr, value); }
+
+HRESULT FastCall::ReturnText(HRESULT hr, BSTR value) noexcept {
+  VARIANT v;
+  V_VT(&v) = VT_BSTR;
+  V_BSTR(&v) = value;
+  return Answer(hr, v);
+}
+
+HRESULT FastCall::ReturnObject(HRESULT hr, IDispatch* value) noexcept {
+  VARIANT v;
+  V_VT(&v) = VT_DISPATCH;
+  V_DISPATCH(&v) = value;
+  return Answer(hr, v);
+}
+
+HRESULT FastCall::ReturnBool(HRESULT hr, VARIANT_BOOL value) noexcept {
+  VARIANT v;
+  V_VT(&v) = VT_BOOL;
+  V_BOOL(&v) = value;
+  return Answer(hr, v);
+}
+
+HRESULT FastCall::ReturnShort(HRESULT hr, short value) noexcept {
+  VARIANT v;
+  V_VT(&v) = VT_I2;
+  V_I2(&v) = value;
+  return Answer(hr, v);
+}
+
+HRESULT FastCall::ReturnLong(HRESULT hr, LONG value) noexcept {
+  VARIANT v;
+  V_VT(&v) = VT_I4;
+  V_I4(&v) = value;
+  return Answer(hr, v);
+}
+
+// ---- The type library's dispatch ------------------------------------------------------------
+
 HRESULT TypeLibGetIDsOfNames(ITypeInfo* info, LPOLESTR* names, UINT count,
                              DISPID* ids) noexcept {
   if (!info) return E_UNEXPECTED;

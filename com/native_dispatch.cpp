@@ -12,8 +12,6 @@
 #include "com/variant.h"
 #include "qorvintr/contract/data_field.h"
 
-extern "C" IMAGE_DOS_HEADER __ImageBase;
-
 namespace qorvintr::com {
 
 using automation::Value;
@@ -66,25 +64,19 @@ IDispatch* NativeObjectDispatch::Create(automation::ObjectRef object) {
 
 automation::ObjectRef NativeObjectDispatch::Unwrap(IDispatch* dispatch) noexcept {
   if (!dispatch) return nullptr;
-  INativeObject* native = nullptr;
-  if (FAILED(dispatch->QueryInterface(kIidNativeObject, reinterpret_cast<void**>(&native))) ||
-      !native) {
-    return nullptr;
-  }
+  IOwnObject* own = OwnObjectOf(dispatch);
   automation::ObjectRef object;
-  if (native->ModuleTag() == &__ImageBase) object = *native->NativeObject();
-  native->Release();
+  if (IsOwnNative(own)) object = *own->NativeObject();
+  if (own) own->Release();
   return object;
 }
-
-const void* NativeObjectDispatch::ModuleTag() { return &__ImageBase; }
 
 HRESULT NativeObjectDispatch::QueryInterface(REFIID iid, void** object) {
   if (!object) return E_POINTER;
   if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDispatch)) {
     *object = static_cast<IDispatch*>(this);
-  } else if (IsEqualIID(iid, kIidNativeObject)) {
-    *object = static_cast<INativeObject*>(this);
+  } else if (IsEqualIID(iid, kIidOwnObject)) {
+    *object = static_cast<IOwnObject*>(this);
   } else {
     *object = nullptr;
     return E_NOINTERFACE;

@@ -13,22 +13,14 @@
 #include <atomic>
 
 #include "qorvintr/value.h"
+#include "com/own_object.h"
 #include "com/server.h"
 
 namespace qorvintr::com {
 
-// Private and in-process only: how a module recognises its own wrappers behind an IDispatch.
-// {AA9ECBCC-0E6E-4FEF-AA47-58BD236A9472}
-inline constexpr IID kIidNativeObject = {
-    0xAA9ECBCC, 0x0E6E, 0x4FEF, {0xAA, 0x47, 0x58, 0xBD, 0x23, 0x6A, 0x94, 0x72}};
-
-struct INativeObject : public IUnknown {
-  // The module that made the object: a wrapper of another DLL is a foreign object.
-  virtual const void* STDMETHODCALLTYPE ModuleTag() = 0;
-  virtual const automation::ObjectRef* STDMETHODCALLTYPE NativeObject() = 0;
-};
-
-class NativeObjectDispatch final : public IDispatch, public INativeObject {
+// A module recognises its own wrappers behind an IDispatch by their IOwnObject (own_object.h),
+// of kind Native: a wrapper of another DLL is a foreign object.
+class NativeObjectDispatch final : public IDispatch, public IOwnObject {
  public:
   // A new wrapper (one reference, for the caller). Throws std::bad_alloc.
   static IDispatch* Create(automation::ObjectRef object);
@@ -47,7 +39,11 @@ class NativeObjectDispatch final : public IDispatch, public INativeObject {
                                    DISPPARAMS* params, VARIANT* result, EXCEPINFO* info,
                                    UINT* arg_error) override;
 
-  const void* STDMETHODCALLTYPE ModuleTag() override;
+  const void* STDMETHODCALLTYPE ModuleTag() override { return OwnModuleTag(); }
+  const char* STDMETHODCALLTYPE BuildTag() override { return OwnBuildTag(); }
+  OwnKind STDMETHODCALLTYPE Kind() override { return OwnKind::Native; }
+  void* STDMETHODCALLTYPE Direct() override { return nullptr; }
+  IDispatch* STDMETHODCALLTYPE DispatchOf() override { return this; }
   const automation::ObjectRef* STDMETHODCALLTYPE NativeObject() override { return &object_; }
 
  private:

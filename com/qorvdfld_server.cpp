@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <new>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -62,10 +63,67 @@ std::u16string KeyText(const VARIANT& name) {
 
 // ---- Data field -----------------------------------------------------------------------------
 
-class DataFieldObject final : public DualObject<_DataField> {
+constexpr MemberName kFieldNames[] = {
+    {L"Data", 0}, {L"DataType", 1}, {L"Name", 2}, {L"DataClass", 3}};
+
+class DataFieldObject final : public DualObject<_DataField>,
+                              public IOwnObject,
+                              public DirectField {
  public:
   DataFieldObject()
       : DualObject(IID__DataField), field_(std::make_shared<components::DataFieldObject>()) {}
+
+  QORVINTR_DUAL_OWN_UNKNOWN()
+  OwnKind STDMETHODCALLTYPE Kind() override { return OwnKind::DataField; }
+  void* STDMETHODCALLTYPE Direct() override { return static_cast<DirectField*>(this); }
+  IDispatch* STDMETHODCALLTYPE DispatchOf() override { return this; }
+
+  // ---- DirectField ----
+  HRESULT STDMETHODCALLTYPE GetData(VARIANT* out, TextSink text, EXCEPINFO* info) override {
+    return DirectGuard(info, [&] {
+      const Value& data = field_->DataRef();
+      if (data.IsString()) {
+        const std::u16string& s = data.GetString();
+        text.assign(text.target, s.data(), static_cast<std::uint32_t>(s.size()));
+        V_VT(out) = VT_BSTR;
+        V_BSTR(out) = nullptr;
+        return;
+      }
+      ToVariant(data, out);
+    });
+  }
+  HRESULT STDMETHODCALLTYPE SetData(const VARIANT* value, const char16_t* text,
+                                    std::uint32_t size, EXCEPINFO* info) override {
+    return DirectGuard(info, [&] {
+      field_->SetData(value ? FromVariant(*value)
+                            : Value::String(std::u16string_view(text, size)));
+    });
+  }
+  HRESULT STDMETHODCALLTYPE GetText(FieldText which, TextSink text, EXCEPINFO* info) override {
+    return DirectGuard(info, [&] {
+      if (which == FieldText::Name) {
+        const std::u16string& name = field_->NameRef();
+        text.assign(text.target, name.data(), static_cast<std::uint32_t>(name.size()));
+        return;
+      }
+      std::u16string s =
+          which == FieldText::DataType ? field_->DataType() : field_->DataClass();
+      text.assign(text.target, s.data(), static_cast<std::uint32_t>(s.size()));
+    });
+  }
+  HRESULT STDMETHODCALLTYPE SetText(FieldText which, const char16_t* text, std::uint32_t size,
+                                    EXCEPINFO* info) override {
+    return DirectGuard(info, [&] {
+      std::u16string s(text, size);
+      if (which == FieldText::DataType) {
+        field_->SetDataType(std::move(s));
+      } else if (which == FieldText::Name) {
+        field_->SetName(std::move(s));
+      } else {
+        field_->SetDataClass(std::move(s));
+      }
+    });
+  }
 
   HRESULT STDMETHODCALLTYPE get_Data(VARIANT* ret) override {
     if (!ret) return E_POINTER;
@@ -117,8 +175,83 @@ class DataFieldObject final : public DualObject<_DataField> {
     return GuardText(IID__DataField, ret, std::forward<Body>(body));
   }
 
+  std::span<const MemberName> MemberNames() const noexcept override { return kFieldNames; }
+
+  bool FastInvoke(DISPID id, FastCall& call, HRESULT& hr) noexcept override {
+    if (id < 0 || id > 3) return false;
+    if (call.PropertyGet(0)) {
+      if (id == 0) {
+        VARIANT data;
+        HRESULT got = get_Data(&data);
+        hr = call.ReturnVariant(got, data);
+        return true;
+      }
+      BSTR text = nullptr;
+      HRESULT got = id == 1 ? get_DataType(&text) : id == 2 ? get_Name(&text)
+                                                            : get_DataClass(&text);
+      hr = call.ReturnText(got, text);
+      return true;
+    }
+    if (call.Put()) {
+      if (id == 0) {
+        const VARIANT* value = nullptr;
+        if (!call.Value(0, &value)) return false;
+        hr = call.Done(put_Data(*value));
+        return true;
+      }
+      BSTR text = nullptr;
+      if (!call.Text(0, &text)) return false;
+      hr = call.Done(id == 1 ? put_DataType(text) : id == 2 ? put_Name(text)
+                                                            : put_DataClass(text));
+      return true;
+    }
+    if (id == 0 && call.PutRef()) {
+      IDispatch* object = nullptr;
+      if (!call.Object(0, &object)) return false;
+      hr = call.Done(putref_Data(object));
+      return true;
+    }
+    return false;
+  }
+
   std::shared_ptr<components::DataFieldObject> field_;
 };
+
+// The factory of QorvDFld.DataField as our other DLLs see it: creates without IDispatch. It
+// lives as long as the DLL; whoever holds it holds the factory too.
+class FieldFactoryPart final : public IOwnObject, public DirectFieldFactory {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    if (!object) return E_POINTER;
+    if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, kIidOwnObject)) {
+      *object = static_cast<IOwnObject*>(this);
+      return S_OK;
+    }
+    *object = nullptr;
+    return E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  const void* STDMETHODCALLTYPE ModuleTag() override { return OwnModuleTag(); }
+  const char* STDMETHODCALLTYPE BuildTag() override { return OwnBuildTag(); }
+  OwnKind STDMETHODCALLTYPE Kind() override { return OwnKind::FieldFactory; }
+  void* STDMETHODCALLTYPE Direct() override { return static_cast<DirectFieldFactory*>(this); }
+  IDispatch* STDMETHODCALLTYPE DispatchOf() override { return nullptr; }
+  const automation::ObjectRef* STDMETHODCALLTYPE NativeObject() override { return nullptr; }
+
+  HRESULT STDMETHODCALLTYPE CreateField(IOwnObject** out) override {
+    if (!out) return E_POINTER;
+    *out = nullptr;
+    try {
+      *out = static_cast<IOwnObject*>(new DataFieldObject());
+      return S_OK;
+    } catch (const std::bad_alloc&) {
+      return E_OUTOFMEMORY;  // as the class factory answers it
+    }
+  }
+};
+
+FieldFactoryPart g_field_factory;
 
 // ---- Enumeration ----------------------------------------------------------------------------
 
@@ -235,10 +368,31 @@ HRESULT NewEnumOf(REFIID iid, const components::FieldCollection& fields,
 
 // ---- The keyed collection (mCol) ------------------------------------------------------------
 
-class FieldCollectionObject final : public DualObject<_FieldCollection> {
+constexpr MemberName kCollectionNames[] = {{L"Item", 0}, {L"Count", 1}, {L"_NewEnum", -4}};
+
+class FieldCollectionObject final : public DualObject<_FieldCollection>,
+                                    public IOwnObject,
+                                    public DirectCollection {
  public:
   explicit FieldCollectionObject(std::shared_ptr<components::FieldCollection> fields)
       : DualObject(IID__FieldCollection), fields_(std::move(fields)) {}
+
+  QORVINTR_DUAL_OWN_UNKNOWN()
+  OwnKind STDMETHODCALLTYPE Kind() override { return OwnKind::FieldCollection; }
+  void* STDMETHODCALLTYPE Direct() override { return static_cast<DirectCollection*>(this); }
+  IDispatch* STDMETHODCALLTYPE DispatchOf() override { return this; }
+
+  // ---- DirectCollection ----
+  HRESULT STDMETHODCALLTYPE Item(const char16_t* key, std::uint32_t size, IDispatch** out,
+                                 EXCEPINFO* info) override {
+    *out = nullptr;
+    return DirectGuard(info, [&] {
+      *out = ToDispatch(fields_->Item(std::u16string_view(key, size)));
+    });
+  }
+  HRESULT STDMETHODCALLTYPE Count(std::int32_t* out, EXCEPINFO* info) override {
+    return DirectGuard(info, [&] { *out = fields_->Count(); });
+  }
 
   HRESULT STDMETHODCALLTYPE Item(VARIANT index, IDispatch** ret) override {
     return ItemOf(IID__FieldCollection, *fields_, index, ret);
@@ -250,17 +404,84 @@ class FieldCollectionObject final : public DualObject<_FieldCollection> {
 
  private:
   ~FieldCollectionObject() override = default;
+
+  std::span<const MemberName> MemberNames() const noexcept override { return kCollectionNames; }
+  bool FastInvoke(DISPID id, FastCall& call, HRESULT& hr) noexcept override {
+    if (id == 0 && call.Method(1)) {
+      const VARIANT* index = nullptr;
+      if (!call.Value(0, &index)) return false;
+      IDispatch* field = nullptr;
+      HRESULT got = Item(*index, &field);
+      hr = call.ReturnObject(got, field);
+      return true;
+    }
+    if (id == 1 && call.PropertyGet(0)) {
+      LONG count = 0;
+      HRESULT got = get_Count(&count);
+      hr = call.ReturnLong(got, count);
+      return true;
+    }
+    return false;
+  }
+
   std::shared_ptr<components::FieldCollection> fields_;
 };
 
 // ---- DataFields -----------------------------------------------------------------------------
 
-class DataFieldsObject final : public DualObject<_DataFields> {
+constexpr MemberName kFieldsNames[] = {{L"Item", 0},   {L"Exists", 1}, {L"AddObject", 2},
+                                       {L"Remove", 3}, {L"mCol", 4},   {L"Add", 5},
+                                       {L"Count", 6},  {L"_NewEnum", -4}};
+
+class DataFieldsObject final : public DualObject<_DataFields>,
+                               public IOwnObject,
+                               public DirectFields {
  public:
   DataFieldsObject()
       : DualObject(IID__DataFields),
         fields_(std::make_shared<components::FieldCollection>()),
         collection_(fields_) {}
+
+  QORVINTR_DUAL_OWN_UNKNOWN()
+  OwnKind STDMETHODCALLTYPE Kind() override { return OwnKind::DataFields; }
+  void* STDMETHODCALLTYPE Direct() override { return static_cast<DirectFields*>(this); }
+  IDispatch* STDMETHODCALLTYPE DispatchOf() override { return this; }
+
+  // ---- DirectFields: what the members below answer for a text key ----
+  HRESULT STDMETHODCALLTYPE Item(const char16_t* key, std::uint32_t size, IDispatch** out,
+                                 EXCEPINFO* info) override {
+    *out = nullptr;
+    return DirectGuard(info, [&] {
+      *out = ToDispatch(fields_->Item(std::u16string_view(key, size)));
+    });
+  }
+  HRESULT STDMETHODCALLTYPE Exists(const char16_t* key, std::uint32_t size, bool* out,
+                                   EXCEPINFO* info) override {
+    *out = false;
+    return DirectGuard(info, [&] {
+      std::u16string name(key, size);
+      *out = collection_.Exists(name);
+    });
+  }
+  HRESULT STDMETHODCALLTYPE AddObject(IDispatch* field, std::int16_t* out,
+                                      EXCEPINFO* info) override {
+    *out = 0;
+    return DirectGuard(info, [&] {
+      contract::DataFieldRef f = AdaptDataField(field);
+      *out = collection_.AddObject(f);
+    });
+  }
+  HRESULT STDMETHODCALLTYPE Remove(const char16_t* key, std::uint32_t size,
+                                   EXCEPINFO* info) override {
+    return DirectGuard(info, [&] {
+      std::u16string name(key, size);
+      collection_.Remove(name);
+    });
+  }
+  HRESULT STDMETHODCALLTYPE MCol(IDispatch** out, EXCEPINFO* info) override {
+    *out = nullptr;
+    return DirectGuard(info, [&] { *out = TheCollection(); });
+  }
 
   HRESULT STDMETHODCALLTYPE Item(VARIANT name, IDispatch** ret) override {
     return ItemOf(IID__DataFields, *fields_, name, ret);
@@ -294,13 +515,7 @@ class DataFieldsObject final : public DualObject<_DataFields> {
     if (!ret) return E_POINTER;
     *ret = nullptr;
     return Guard(IID__DataFields, [&] {
-      // One collection object for the life of this one, so mCol is always the same object.
-      if (!mcol_) {
-        auto* created = new FieldCollectionObject(fields_);
-        mcol_ = static_cast<_FieldCollection*>(created);
-      }
-      mcol_->AddRef();
-      *ret = mcol_;
+      *ret = TheCollection();
       return S_OK;
     });
   }
@@ -339,6 +554,86 @@ class DataFieldsObject final : public DualObject<_DataFields> {
     if (mcol_) mcol_->Release();
   }
 
+  // mCol, AddRef'd: one collection object for the life of this one, so it is always the same.
+  IDispatch* TheCollection() {
+    if (!mcol_) {
+      auto* created = new FieldCollectionObject(fields_);
+      mcol_ = static_cast<_FieldCollection*>(created);
+    }
+    mcol_->AddRef();
+    return mcol_;
+  }
+
+  std::span<const MemberName> MemberNames() const noexcept override { return kFieldsNames; }
+
+  bool FastInvoke(DISPID id, FastCall& call, HRESULT& hr) noexcept override {
+    switch (id) {
+      case 0:    // Item
+      case 1:    // Exists
+      case 3: {  // Remove
+        if (!call.Method(1)) return false;
+        const VARIANT* name = nullptr;
+        if (!call.Value(0, &name)) return false;
+        if (id == 0) {
+          IDispatch* field = nullptr;
+          HRESULT got = Item(*name, &field);
+          hr = call.ReturnObject(got, field);
+        } else if (id == 1) {
+          VARIANT_BOOL exists = VARIANT_FALSE;
+          HRESULT got = Exists(*name, &exists);
+          hr = call.ReturnBool(got, exists);
+        } else {
+          hr = call.Done(Remove(*name));
+        }
+        return true;
+      }
+      case 2: {  // AddObject
+        if (!call.Method(1)) return false;
+        IDispatch* field = nullptr;
+        if (!call.Object(0, &field)) return false;
+        short added = 0;
+        HRESULT got = AddObject(field, &added);
+        hr = call.ReturnShort(got, added);
+        return true;
+      }
+      case 4: {  // mCol
+        if (!call.PropertyGet(0)) return false;
+        IDispatch* collection = nullptr;
+        HRESULT got = get_mCol(&collection);
+        hr = call.ReturnObject(got, collection);
+        return true;
+      }
+      case 5: {  // Add: the optional arguments given as plain values or left out
+        if (call.Count() < 2 || call.Count() > 4 || !call.Method(call.Count())) return false;
+        BSTR name = nullptr;
+        const VARIANT* data = nullptr;
+        if (!call.Text(0, &name) || !call.Value(1, &data)) return false;
+        VARIANT omitted;
+        V_VT(&omitted) = VT_ERROR;
+        V_ERROR(&omitted) = DISP_E_PARAMNOTFOUND;
+        const VARIANT* optional[2] = {&omitted, &omitted};
+        for (UINT k = 2; k < call.Count(); ++k) {
+          if (!call.Value(k, &optional[k - 2]) || (V_VT(optional[k - 2]) & VT_BYREF)) {
+            return false;
+          }
+        }
+        IDispatch* field = nullptr;
+        HRESULT got = Add(name, *data, *optional[0], *optional[1], &field);
+        hr = call.ReturnObject(got, field);
+        return true;
+      }
+      case 6: {  // Count
+        if (!call.PropertyGet(0)) return false;
+        LONG count = 0;
+        HRESULT got = get_Count(&count);
+        hr = call.ReturnLong(got, count);
+        return true;
+      }
+      default:
+        return false;
+    }
+  }
+
   static bool IsOmitted(const VARIANT& v) noexcept {
     return V_VT(&v) == VT_ERROR && V_ERROR(&v) == DISP_E_PARAMNOTFOUND;
   }
@@ -350,9 +645,9 @@ class DataFieldsObject final : public DualObject<_DataFields> {
 
 const ClassEntry kClasses[] = {
     {&CLSID_DataField, L"QorvDFld.DataField", L"QorvDFld.DataField",
-     &CreateObjectOf<DataFieldObject>},
+     &CreateObjectOf<DataFieldObject>, &g_field_factory},
     {&CLSID_DataFields, L"QorvDFld.DataFields", L"QorvDFld.DataFields",
-     &CreateObjectOf<DataFieldsObject>},
+     &CreateObjectOf<DataFieldsObject>, nullptr},
 };
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "QorvIntr.h"
 
+#include <span>
 #include <string>
 #include <utility>
 
@@ -27,6 +28,14 @@ HRESULT WriteBack(BSTR* target, const std::u16string& text) {
   WriteBackText(target, text);
   return S_OK;
 }
+
+constexpr MemberName kInterpreterNames[] = {
+    {L"Release", 1},        {L"Major", 2},
+    {L"Minor", 3},          {L"Revision", 4},
+    {L"objError", 5},       {L"strExpression", 6},
+    {L"DataFields", 7},     {L"Init", 8},
+    {L"RealizeRegularExpression", 9}, {L"g_orlina_ini_filename", 10},
+    {L"OrlinaIniFilename", 11},       {L"ResetMemory", 12}};
 
 class InterpreterObject final : public DualObject<_Interpreter> {
  public:
@@ -145,6 +154,86 @@ class InterpreterObject final : public DualObject<_Interpreter> {
   // The objects the engine made do not need the kept factories.
   ~InterpreterObject() override { InterpreterDestroyed(); }
 
+  std::span<const MemberName> MemberNames() const noexcept override {
+    return kInterpreterNames;
+  }
+
+  bool FastInvoke(DISPID id, FastCall& call, HRESULT& hr) noexcept override {
+    switch (id) {
+      case 1: case 2: case 3: case 4: case 10: case 11: {  // text properties
+        if (call.PropertyGet(0)) {
+          BSTR text = nullptr;
+          HRESULT got = id == 1 ? get_Release(&text)
+                      : id == 2 ? get_Major(&text)
+                      : id == 3 ? get_Minor(&text)
+                      : id == 4 ? get_Revision(&text)
+                      : id == 10 ? get_g_orlina_ini_filename(&text)
+                                 : get_OrlinaIniFilename(&text);
+          hr = call.ReturnText(got, text);
+          return true;
+        }
+        if (id == 10 && call.Put()) {
+          BSTR text = nullptr;
+          if (!call.Text(0, &text)) return false;
+          hr = call.Done(put_g_orlina_ini_filename(text));
+          return true;
+        }
+        if (id == 11 && call.Put()) {
+          BSTR* text = nullptr;
+          if (!call.TextRef(0, &text)) return false;
+          hr = call.Done(put_OrlinaIniFilename(text));
+          return true;
+        }
+        return false;
+      }
+      case 5: case 7: {  // objError, DataFields
+        if (call.PropertyGet(0)) {
+          IDispatch* object = nullptr;
+          HRESULT got = id == 5 ? get_objError(&object) : get_DataFields(&object);
+          hr = call.ReturnObject(got, object);
+          return true;
+        }
+        if (call.PutRef()) {
+          IDispatch* object = nullptr;
+          if (!call.Object(0, &object)) return false;
+          hr = call.Done(id == 5 ? putref_objError(object) : putref_DataFields(object));
+          return true;
+        }
+        return false;
+      }
+      case 8: {  // Init
+        if (!call.Method(4)) return false;
+        IDispatch** fields = nullptr;
+        IDispatch** errors = nullptr;
+        BSTR* system = nullptr;
+        BSTR* application = nullptr;
+        if (!call.ObjectRef(0, &fields) || !call.ObjectRef(1, &errors) ||
+            !call.TextRef(2, &system) || !call.TextRef(3, &application)) {
+          return false;
+        }
+        VARIANT_BOOL done = VARIANT_FALSE;
+        HRESULT got = Init(fields, errors, system, application, &done);
+        hr = call.ReturnBool(got, done);
+        return true;
+      }
+      case 9: {  // RealizeRegularExpression
+        if (!call.Method(1)) return false;
+        BSTR* text = nullptr;
+        if (!call.TextRef(0, &text)) return false;
+        IDispatch* field = nullptr;
+        HRESULT got = RealizeRegularExpression(text, &field);
+        hr = call.ReturnObject(got, field);
+        return true;
+      }
+      case 12:  // ResetMemory
+        if (!call.Method(0)) return false;
+        hr = call.Done(ResetMemory());
+        return true;
+      default:
+        return false;
+    }
+  }
+
   template <class Body>
   HRESULT Guard(Body&& body) noexcept {
     return com::Guard(IID__Interpreter, std::forward<Body>(body));
@@ -167,7 +256,8 @@ HRESULT CreateInterpreter(REFIID iid, void** object) {
 }
 
 const ClassEntry kClasses[] = {
-    {&CLSID_Interpreter, L"QorvIntr.Interpreter", L"QorvIntr.Interpreter", &CreateInterpreter},
+    {&CLSID_Interpreter, L"QorvIntr.Interpreter", L"QorvIntr.Interpreter", &CreateInterpreter,
+     nullptr},
 };
 
 }  // namespace

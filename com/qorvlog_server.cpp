@@ -4,6 +4,7 @@
 
 #include "QorvLog.h"
 
+#include <span>
 #include <string>
 
 #include "qorvintr/convert.h"
@@ -16,6 +17,8 @@
 namespace qorvintr::com {
 
 namespace {
+
+constexpr MemberName kLogNames[] = {{L"Init", 1}, {L"WriteLogMsg", 2}};
 
 class LogObject final : public DualObject<_Log> {
  public:
@@ -52,11 +55,23 @@ class LogObject final : public DualObject<_Log> {
  private:
   ~LogObject() override = default;
 
+  std::span<const MemberName> MemberNames() const noexcept override { return kLogNames; }
+  bool FastInvoke(DISPID id, FastCall& call, HRESULT& hr) noexcept override {
+    if (id != kWriteLogMsg || !call.Method(1)) return false;
+    BSTR message = nullptr;
+    if (!call.Text(0, &message)) return false;
+    LONG answer = 0;
+    HRESULT got = WriteLogMsg(message, &answer);
+    hr = call.ReturnLong(got, answer);
+    return true;
+  }
+  static constexpr DISPID kWriteLogMsg = 2;
+
   components::RotatingLogWriter writer_;
 };
 
 const ClassEntry kClasses[] = {
-    {&CLSID_Log, L"QorvLog.Log", L"QorvLog.Log", &CreateObjectOf<LogObject>},
+    {&CLSID_Log, L"QorvLog.Log", L"QorvLog.Log", &CreateObjectOf<LogObject>, nullptr},
 };
 
 }  // namespace

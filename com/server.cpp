@@ -142,6 +142,11 @@ HRESULT ClassFactory::QueryInterface(REFIID iid, void** object) {
     AddRef();
     return S_OK;
   }
+  if (own_ && IsEqualIID(iid, kIidOwnObject)) {
+    own_->AddRef();
+    *object = own_;
+    return S_OK;
+  }
   *object = nullptr;
   return E_NOINTERFACE;
 }
@@ -177,7 +182,7 @@ HRESULT GetClassObject(const ClassEntry* classes, std::size_t count, REFCLSID cl
   *object = nullptr;
   for (std::size_t i = 0; i < count; ++i) {
     if (!IsEqualCLSID(*classes[i].clsid, clsid)) continue;
-    ClassFactory* factory = new (std::nothrow) ClassFactory(classes[i].create);
+    ClassFactory* factory = new (std::nothrow) ClassFactory(classes[i].create, classes[i].factory_part);
     if (!factory) return E_OUTOFMEMORY;
     HRESULT hr = factory->QueryInterface(iid, object);
     factory->Release();

@@ -13,6 +13,8 @@
 #include <iterator>
 #include <new>
 
+#include "com/own_object.h"
+
 namespace qorvintr::com {
 
 // ---- Module counts (DllCanUnloadNow) ----------------------------------------------------------
@@ -57,7 +59,9 @@ using CreateFunction = HRESULT (*)(REFIID iid, void** object);
 // One factory per class; it creates objects through a function and counts as an object itself.
 class ClassFactory final : public IClassFactory {
  public:
-  explicit ClassFactory(CreateFunction create) noexcept : create_(create) {}
+  // own: what the factory answers as its IOwnObject (a part that lives as long as the DLL), or
+  // null.
+  ClassFactory(CreateFunction create, IOwnObject* own) noexcept : create_(create), own_(own) {}
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
   ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
@@ -69,6 +73,7 @@ class ClassFactory final : public IClassFactory {
   ModuleCount count_;
   std::atomic<ULONG> refs_{1};
   CreateFunction create_;
+  IOwnObject* own_;
 };
 
 // Creates a new object of type T (a COM object starting with one reference) and asks it for iid.
@@ -90,6 +95,7 @@ struct ClassEntry {
   const wchar_t* prog_id;      // "QorvIntr.Interpreter"
   const wchar_t* description;  // the default value of the class keys
   CreateFunction create;
+  IOwnObject* factory_part;  // the factory's IOwnObject (own_object.h), or null
 };
 
 // DllGetClassObject over a table of classes.

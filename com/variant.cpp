@@ -178,8 +178,8 @@ Value FromVariant(const VARIANT& v) {
 
 IDispatch* ToDispatch(const automation::ObjectRef& object) {
   if (!object) return nullptr;
-  if (auto* client = dynamic_cast<DispatchClient*>(object.get())) {
-    IDispatch* d = client->Dispatch();
+  if (auto* backed = dynamic_cast<ComBacked*>(object.get())) {
+    IDispatch* d = backed->BackingDispatch();
     d->AddRef();
     return d;
   }
