@@ -36,19 +36,28 @@ void PrintResultLine(const contract::DataFieldRef& field) {
 
 }  // namespace
 
-int EvalCommand(const std::vector<std::string>& args) {
-  const Options options = ParseOptions(args, CommandName::kEval);
-  if (options.operands.empty()) throw UsageError("eval: a SCRIPT is needed");
+std::u16string OneScript(const Options& options, const std::string& command) {
+  if (options.operands.empty()) throw UsageError(command + ": a SCRIPT is needed");
   if (options.operands.size() > 1) {
-    throw UsageError("eval: one SCRIPT only (quote a script that has blanks); got '" +
+    throw UsageError(command + ": one SCRIPT only (quote a script that has blanks); got '" +
                      options.operands[1] + "' too");
   }
-  FixedClock clock(options.now);
-  Session session(options);
-  contract::DataFieldRef result = session.Run(automation::FromUtf8(options.operands[0]));
-  PrintResultLine(result);
+  return automation::FromUtf8(options.operands[0]);
+}
+
+int EvalStatus(const contract::DataFieldRef& result) {
   if (!result) return 3;
   return IsErrorField(result) ? 1 : 0;
+}
+
+int EvalCommand(const std::vector<std::string>& args) {
+  const Options options = ParseOptions(args, CommandName::kEval);
+  const std::u16string script = OneScript(options, "eval");
+  FixedClock clock(options.now);
+  Session session(options);
+  contract::DataFieldRef result = session.Run(script);
+  PrintResultLine(result);
+  return EvalStatus(result);
 }
 
 namespace {

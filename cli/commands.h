@@ -5,10 +5,17 @@
 #include <string>
 #include <vector>
 
+#include "cli/options.h"
+#include "qorvintr/contract/data_field.h"
+
 namespace qorvintr::cli {
 
 int EvalCommand(const std::vector<std::string>& args);
 int BatchCommand(const std::vector<std::string>& args);
+// The one script of eval and explain (a usage error for none or more than one).
+std::u16string OneScript(const Options& options, const std::string& command);
+// eval's exit status for a script's answer: 0 a value, 1 the "Error" field, 3 none.
+int EvalStatus(const contract::DataFieldRef& result);
 // Exit status as eval's; the trace comes first.
 int ExplainCommand(const std::vector<std::string>& args);
 // Exit status 0: no warning; 1: warnings.

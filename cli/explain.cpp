@@ -119,11 +119,7 @@ int ExplainCommand(const std::vector<std::string>& args) {
   Options options = ParseOptions(args, CommandName::kExplain);
   // The host's reports show among the steps.
   options.errors = true;
-  if (options.operands.empty()) throw UsageError("explain: a SCRIPT is needed");
-  if (options.operands.size() > 1) {
-    throw UsageError("explain: one SCRIPT only (quote a script that has blanks); got '" +
-                     options.operands[1] + "' too");
-  }
+  const std::u16string script = OneScript(options, "explain");
   FixedClock clock(options.now);
   Session session(options);
   TraceRecorder trace;
@@ -131,13 +127,12 @@ int ExplainCommand(const std::vector<std::string>& args) {
   session.PrintErrorsInto(&reports);
   trace.FollowReports(&reports);
   session.Listen(&trace);
-  contract::DataFieldRef result = session.Run(automation::FromUtf8(options.operands[0]));
+  contract::DataFieldRef result = session.Run(script);
   session.Listen(nullptr);
   trace.TakeReports();
   WriteOut(TraceText(trace.steps()));
   WriteOut(ResultLine(result) + u"\n");
-  if (!result) return 3;
-  return result->Name() == u"Error" ? 1 : 0;
+  return EvalStatus(result);
 }
 
 }  // namespace qorvintr::cli
