@@ -158,6 +158,8 @@ class Interpreter {
   // the collection left.
   void PushHeld(std::u16string& name, std::int16_t level);
   void PushHeldChecked(std::u16string& name, std::int16_t level);
+  template <class Lookup>
+  void HoldAndPush(std::u16string& name, std::int16_t level, Lookup&& lookup);
 
   // ---- Built-in functions (builtins/, one file per family) --------------------------------
   automation::Value PerformFunction(std::u16string_view function, std::int16_t level);

@@ -270,15 +270,25 @@ std::u16string Interpreter::AddNameToHoldArray(const std::u16string& name, std::
   });
 }
 
+// The name is held before the lookup that may fail, so that the level's closing removes the
+// temporary whatever the lookup does; should the collection change the name it was given, the
+// slot takes the name it left.
+// Departure: a temporary is held before it is looked up (tests/fault_injection_test.cpp: FaultSteps.AFailingItemAfterAddingLeavesNothing)
+template <class Lookup>
+void Interpreter::HoldAndPush(std::u16string& name, std::int16_t level, Lookup&& lookup) {
+  const bool held = !AddNameToHoldArray(name, level).empty();
+  const std::u16string given = name;
+  InstanceStack(level).Push(lookup());
+  if (held && name != given) hold_array_(level, hold_top_(level)) = name;
+}
+
 void Interpreter::PushHeld(std::u16string& name, std::int16_t level) {
-  InstanceStack(level).Push(HostFields()->Item(name));
-  AddNameToHoldArray(name, level);
+  HoldAndPush(name, level, [&] { return HostFields()->Item(name); });
 }
 
 // Kept: the two lookups of a pushed temporary (tests/interpreter_temporaries_test.cpp: Temporaries.PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldCheckedRaises91)
 void Interpreter::PushHeldChecked(std::u16string& name, std::int16_t level) {
-  InstanceStack(level).Push(HostField(name));
-  AddNameToHoldArray(name, level);
+  HoldAndPush(name, level, [&] { return HostField(name); });
 }
 
 }  // namespace qorvintr::engine

@@ -275,7 +275,9 @@ TEST_F(Temporaries, PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldChecke
   EXPECT_EQ(s.Hold(n, 0), u"Autodf1");
   EXPECT_EQ(ErrorOf([&] { s.PushHeldChecked(name, n); }), automation::err::ObjectVariableNotSet);
   EXPECT_TRUE(s.Stack(n).IsStackEmpty());
-  EXPECT_EQ(s.HoldTop(n), 0);
+  // Held before the lookup that failed, so that the level's closing still removes it.
+  EXPECT_EQ(s.HoldTop(n), 1);
+  EXPECT_EQ(s.Hold(n, 1), u"Autodf1");
 }
 
 }  // namespace
