@@ -33,6 +33,7 @@
 #include "interpreter_seam.h"
 #include "scripts/case_file.h"
 #include "scripts/field_values.h"
+#include "scripts/corpus.h"
 #include "support/debug_log.h"
 #include "support_temp_folder.h"
 
@@ -43,6 +44,8 @@ using automation::Value;
 using engine::Interpreter;
 using engine::InterpreterSeam;
 using scripts::Case;
+using scripts::Corpus;
+using scripts::CorpusFolder;
 
 // ---- What is counted and how it fails ----------------------------------------------------------
 
@@ -291,19 +294,6 @@ class FaultLog : public contract::LogWriter {
 };
 
 // ---- One run -------------------------------------------------------------------------------------
-
-std::filesystem::path CorpusFolder() {
-#ifdef QORVINTR_SCRIPTS_DIR
-  return std::filesystem::path(QORVINTR_SCRIPTS_DIR);
-#else
-  return std::filesystem::path(__FILE__).parent_path() / "scripts";
-#endif
-}
-
-const std::vector<Case>& Corpus() {
-  static const std::vector<Case> corpus = scripts::ReadCorpus(CorpusFolder());
-  return corpus;
-}
 
 std::string Utf8(std::u16string_view s) { return automation::ToUtf8(s); }
 

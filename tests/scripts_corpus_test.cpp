@@ -23,6 +23,7 @@
 #include "interpreter_seam.h"
 #include "scripts/case_file.h"
 #include "scripts/field_values.h"
+#include "scripts/corpus.h"
 #include "support/debug_log.h"
 #include "support_temp_folder.h"
 
@@ -38,21 +39,10 @@ using automation::Value;
 using engine::Interpreter;
 using engine::InterpreterSeam;
 using scripts::Case;
+using scripts::Corpus;
+using scripts::CorpusFolder;
 using scripts::Event;
 using scripts::ValueText;
-
-std::filesystem::path CorpusFolder() {
-#ifdef QORVINTR_SCRIPTS_DIR
-  return std::filesystem::path(QORVINTR_SCRIPTS_DIR);
-#else
-  return std::filesystem::path(__FILE__).parent_path() / "scripts";
-#endif
-}
-
-const std::vector<Case>& Corpus() {
-  static const std::vector<Case> corpus = scripts::ReadCorpus(CorpusFolder());
-  return corpus;
-}
 
 std::string Utf8(std::u16string_view s) { return automation::ToUtf8(s); }
 
