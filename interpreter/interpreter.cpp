@@ -111,6 +111,14 @@ bool Interpreter::Init(const contract::DataFieldsRef& data_fields,
   // An entry point: a debug log that fails inside the trap itself still leaves the host an
   // answer.
   return Trapped<support::OnHandlerError::kDrop>(u"Init", kNoReport, false, [&] {
+    // What the scripts need is kept first: settings the log cannot use (a LogSize or NumLogs
+    // beyond 32 bits) still fail Init, but no longer every script after it.
+    // Departure: Init keeps the collection, the error object and the names before it reads the log's settings (tests/fault_settings_test.cpp: HostileSettings.LogSizesAndCountsAtAndBeyondTheirLimitsChangeNoAnswer)
+    data_fields_ = data_fields;
+    error_object_ = error_object;
+    system_name_ = Value::String(system);
+    application_name_ = Value::String(application);
+    module_name_ = Value::String(u"Interpreter");
     modDebugLog::ReadDebugLogSettings();
     if (modDebugLog::IsDebugLogEnabled()) {
       std::u16string banner =
@@ -121,11 +129,6 @@ bool Interpreter::Init(const contract::DataFieldsRef& data_fields,
       banner += Release();
       modDebugLog::InitDebugLog(banner);
     }
-    data_fields_ = data_fields;
-    error_object_ = error_object;
-    system_name_ = Value::String(system);
-    application_name_ = Value::String(application);
-    module_name_ = Value::String(u"Interpreter");
     return true;
   });
 }

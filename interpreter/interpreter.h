@@ -138,7 +138,15 @@ class Interpreter {
   bool RemoveAutoDataFieldNameFromList(std::u16string_view name);
   std::u16string AddNameToHoldArray(const std::u16string& name, std::int16_t level);
   contract::DataFieldRef NewDataField();
-  std::u16string AddAutoField(contract::DataFieldRef& field);
+  // Adds the field, named taken, to the host's collection; answers its Name, or nothing when the
+  // collection refused it.
+  std::u16string AddAutoField(contract::DataFieldRef& field, std::u16string& taken);
+  // The Create*DataField procedures' common steps under the trap of that title: a new field,
+  // named from the list, filled, added.
+  template <class Fill>
+  std::u16string CreateTemporary(std::u16string_view title, Fill&& fill);
+  // Takes the name off the top of the list of temporaries' names, if it is there.
+  void GiveBackName(const std::u16string& name) noexcept;
   // Pushes the temporary of that name on the level's stack and records it in the level's hold
   // slots, so that the level's run removes it again. The two differ in the lookup, and each
   // caller keeps the one it has always had:
@@ -153,6 +161,8 @@ class Interpreter {
   // the collection left.
   void PushHeld(std::u16string& name, std::int16_t level);
   void PushHeldChecked(std::u16string& name, std::int16_t level);
+  template <class Lookup>
+  void HoldAndPush(std::u16string& name, std::int16_t level, Lookup&& lookup);
 
   // ---- Built-in functions (builtins/, one file per family) --------------------------------
   automation::Value PerformFunction(std::u16string_view function, std::int16_t level);

@@ -105,7 +105,14 @@ std::int32_t InitDebugLog(std::u16string& start_message) noexcept {
         }
         return WriteDebugLog(automation::TrimView(start_message)) != 0 ? -3 : 0;
       },
-      [](const TrappedError& e) { LogErrorTrap(u"modDebugLog", u"InitDebugLog", e); });
+      [](const TrappedError& e) {
+        // With no log object every later entry would raise 91 into the trap that writes it and
+        // change what the script answers; the log stays off until the next Init tries again.
+        // (The trap text below had nowhere to go either way.)
+        // Departure: a log object that could not be created leaves logging off (tests/support_debug_log_test.cpp: DebugLog.FailureToCreateTheLogObjectIsTrappedAndLeavesLoggingOff)
+        if (!t_state.log) t_state.settings.enabled = false;
+        LogErrorTrap(u"modDebugLog", u"InitDebugLog", e);
+      });
 }
 
 std::int32_t WriteDebugLog(std::u16string_view message) {

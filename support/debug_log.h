@@ -47,7 +47,7 @@ bool ReadDebugLogSettings();
 // "Debug Log Initialized"). Answers 0 when written, -1 when logging is off, -3 when the first
 // entry could not be written. Runs under its own error trap: a failure to create or initialise
 // the log object is written to the log as "modDebugLog - InitDebugLog - Error Trap" (when it can
-// be) and answers 0.
+// be) and answers 0; when no log object could be created, logging is off until the next call.
 std::int32_t InitDebugLog(std::u16string& start_message) noexcept;
 
 // Writes one entry: CR LF, the current date and time (general date text), CR LF, the message.

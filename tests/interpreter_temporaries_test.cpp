@@ -207,13 +207,17 @@ class RefusingCollection : public components::DataFieldCollection {
   std::int16_t AddObject(contract::DataFieldRef&) override { return 457; }
 };
 
-TEST_F(Temporaries, ARefusedFieldGivesTheEmptyNameAndKeepsTheNameInTheList) {
+// The name goes back to the list, so that the next temporary is named as if the refused one had
+// never been asked for.
+TEST_F(Temporaries, ARefusedFieldGivesTheEmptyNameAndGivesItsNameBack) {
   interpreter->SetDataFields(std::make_shared<RefusingCollection>());
   auto s = seam();
   EXPECT_EQ(s.CreateStringDataField(u"\"b\""), u"");
-  EXPECT_EQ(s.AutoNameTop(), 0);
-  EXPECT_EQ(s.AutoName(0), u"Autodf1");
+  EXPECT_EQ(s.AutoNameTop(), -1);
+  EXPECT_EQ(s.AutoName(0), u"");
   EXPECT_TRUE(errors->Calls().empty());
+  interpreter->SetDataFields(fields);
+  EXPECT_EQ(s.CreateStringDataField(u"\"b\""), u"Autodf1");
 }
 
 TEST_F(Temporaries, WithoutACollectionCreationFailsWithObjectNotSet) {
@@ -271,7 +275,9 @@ TEST_F(Temporaries, PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldChecke
   EXPECT_EQ(s.Hold(n, 0), u"Autodf1");
   EXPECT_EQ(ErrorOf([&] { s.PushHeldChecked(name, n); }), automation::err::ObjectVariableNotSet);
   EXPECT_TRUE(s.Stack(n).IsStackEmpty());
-  EXPECT_EQ(s.HoldTop(n), 0);
+  // Held before the lookup that failed, so that the level's closing still removes it.
+  EXPECT_EQ(s.HoldTop(n), 1);
+  EXPECT_EQ(s.Hold(n, 1), u"Autodf1");
 }
 
 }  // namespace

@@ -22,6 +22,8 @@
 #include "interpreter/interpreter.h"
 #include "interpreter_seam.h"
 #include "scripts/case_file.h"
+#include "scripts/field_values.h"
+#include "scripts/corpus.h"
 #include "support/debug_log.h"
 #include "support_temp_folder.h"
 
@@ -37,36 +39,12 @@ using automation::Value;
 using engine::Interpreter;
 using engine::InterpreterSeam;
 using scripts::Case;
+using scripts::Corpus;
+using scripts::CorpusFolder;
 using scripts::Event;
-
-std::filesystem::path CorpusFolder() {
-#ifdef QORVINTR_SCRIPTS_DIR
-  return std::filesystem::path(QORVINTR_SCRIPTS_DIR);
-#else
-  return std::filesystem::path(__FILE__).parent_path() / "scripts";
-#endif
-}
-
-const std::vector<Case>& Corpus() {
-  static const std::vector<Case> corpus = scripts::ReadCorpus(CorpusFolder());
-  return corpus;
-}
+using scripts::ValueText;
 
 std::string Utf8(std::u16string_view s) { return automation::ToUtf8(s); }
-
-// A value as the command prints it: the platform's text, an object through its default member,
-// Empty as the empty text, Null as "Null".
-std::string ValueText(const Value& v) {
-  try {
-    Value d = automation::Dereference(v);
-    if (d.IsNull()) return "Null";
-    if (d.IsEmpty()) return "";
-    if (d.IsMissing()) return "";
-    return Utf8(automation::CStr(d));
-  } catch (const automation::AutomationError& e) {
-    return "<error " + std::to_string(e.Number()) + ">";
-  }
-}
 
 // The log object: every entry goes into the shared list of what happened.
 class EventLog : public contract::LogWriter {
@@ -90,16 +68,7 @@ void AddField(components::DataFieldCollection& fields, const std::string& line) 
   scripts::FieldLine f;
   std::string why;
   ASSERT_TRUE(scripts::ParseFieldLine(line, f, why)) << line << ": " << why;
-  Value text = Value::String(automation::FromUtf8(f.value));
-  Value data;
-  if (f.type == "String" || f.type == "Variant") data = text;
-  else if (f.type == "Long") data = Value::Long(automation::CLng(text));
-  else if (f.type == "Integer") data = Value::Integer(automation::CInt(text));
-  else if (f.type == "Boolean") data = Value::Boolean(automation::CBool(text));
-  else if (f.type == "Single") data = Value::Single(automation::CSng(text));
-  else if (f.type == "Double") data = Value::Double(automation::CDbl(text));
-  else if (f.type == "Date") data = Value::Date(automation::CDate(text));
-  fields.Add(automation::FromUtf8(f.name), data, automation::FromUtf8(f.type));
+  fields.Add(automation::FromUtf8(f.name), scripts::FieldData(f), automation::FromUtf8(f.type));
 }
 
 std::string Describe(const std::vector<Event>& events) {
