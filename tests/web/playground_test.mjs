@@ -2,6 +2,7 @@
 // Chromium through the DevTools protocol (over a pipe, so nothing but Node and the browser is
 // needed) and compares what the page shows with what the Linux qorvintr command prints, computed
 // here in the same run:
+//   0. the page opened from file:// loads the engine and shows the example's table;
 //   1. the example loads and shows the same table as `qorvintr run` over the bundled example;
 //   2. scripts of the corpus (tests/scripts/*.cases), typed into the editor over their fields,
 //      give the same result line, ReportError lines and debug log as `qorvintr eval`;
@@ -114,6 +115,11 @@ const exampleArgs = ['run', '--fields', 'examples/document-fields.txt', '--scrip
 const exampleTable = command(exampleArgs);
 if (exampleTable.status !== 0) fail('qorvintr run failed: ' + exampleTable.stderr);
 
+const exampleHl7 = command([...exampleArgs, '--hl7']);
+// One field changed in the page's table, as --field changes it for the command.
+const editedTable = command([...exampleArgs, '--field', 'SexCode=M']);
+const fromHeader = (text) => text.slice(text.indexOf('FIELD '));
+
 const BAD_SCRIPT = 'Amount / Copay - 25';
 const badFile = path.join(temp, 'example-fields.txt');
 fs.copyFileSync(path.join(root, 'examples', 'document-fields.txt'), badFile);
@@ -203,10 +209,12 @@ async function key(name, code, keyCode) {
   }
 }
 
-// Types text into the element with the id, replacing what it holds, as a person would: focus,
-// select everything, delete it, type.
-async function typeInto(id, text) {
-  await js(`(() => { const e = document.getElementById(${JSON.stringify(id)}); e.focus(); e.select(); })()`);
+// Types text into the element with the id (or the one a selector finds), replacing what it
+// holds, as a person would: focus, select everything, delete it, type.
+async function typeInto(id, text, selector) {
+  const find = selector ? `document.querySelector(${JSON.stringify(selector)})`
+                        : `document.getElementById(${JSON.stringify(id)})`;
+  await js(`(() => { const e = ${find}; e.focus(); e.select(); })()`);
   await key('Backspace', 'Backspace', 8);
   if (text !== '') await page('Input.insertText', { text });
 }
@@ -227,6 +235,14 @@ try {
   ({ sessionId: session } = await send('Target.attachToTarget', { targetId: target.targetId, flatten: true }));
   await page('Runtime.enable');
   await page('Emulation.setDeviceMetricsOverride', { width: 1400, height: 1000, deviceScaleFactor: 1, mobile: false });
+  // 0. Opened from the file, without a server (the module carries its wasm and the example).
+  await page('Page.navigate', { url: 'file://' + path.join(site, 'index.html') });
+  await until('window.playground && window.playground.ready === true', 'the page from file:// to load the engine');
+  same('the example table, page opened from file://',
+       await js(`document.getElementById('run-output').textContent`), exampleTable.stdout);
+  console.log('opened from file://: the engine loaded');
+  await js('window.playground.ready = false');  // so that the wait below sees the new page
+
   await page('Page.navigate', { url });
   await until('window.playground && window.playground.ready === true', 'the page to load the engine');
 
@@ -241,6 +257,31 @@ try {
   same('the example table', table, exampleTable.stdout);
   console.log(`example table: ${table === exampleTable.stdout ? 'same' : 'DIFFERENT'} ` +
               `(${exampleTable.stdout.split('\n').length - 1} lines)`);
+
+  // The HL7 message of the same run.
+  let runs = await js('window.playground.runs');
+  await js(`document.querySelector('input[name="run-mode"][value="hl7"]').click()`);
+  await until(`window.playground.runs > ${runs}`, 'the HL7 message');
+  same('the example HL7 message', await js('window.playground.run.out'), exampleHl7.stdout);
+  same('the HL7 message shown', await js(`document.getElementById('run-output').textContent`),
+       exampleHl7.stdout.replace(/\r/g, '\n'));
+  runs = await js('window.playground.runs');
+  await js(`document.querySelector('input[name="run-mode"][value="table"]').click()`);
+  await until(`window.playground.runs > ${runs}`, 'the table again');
+
+  // A value typed into the fields table: the run goes over the table's fields.
+  runs = await js('window.playground.runs');
+  const sexRow = await js(`[...document.querySelectorAll('#fields tbody tr')]
+    .findIndex((tr) => tr.querySelector('input').value === 'SexCode') + 1`);
+  if (sexRow === 0) throw new Error('the fields table has no SexCode row');
+  await typeInto(null, 'M', `#fields tbody tr:nth-child(${sexRow}) td:nth-child(3) input`);
+  await until(`window.playground.runs > ${runs}`, 'the run over the edited field');
+  const edited = await js(`document.getElementById('run-output').textContent`);
+  same('the table with SexCode=M typed (from its header on)', fromHeader(edited), fromHeader(editedTable.stdout));
+  if (!edited.startsWith('Document fields: playground-fields.txt (27 fields)')) {
+    problems.push('the edited run does not name the page\'s fields: ' + edited.split('\n')[0]);
+  }
+  console.log(`HL7 message and the table over an edited field: compared`);
 
   // 2. The corpus, typed.
   await js(`document.getElementById('paste').open = true`);
