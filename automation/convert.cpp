@@ -5,6 +5,12 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#ifdef __EMSCRIPTEN__
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#endif
 
 #include "automation/chars.h"
 #include "automation/datetime.h"
@@ -15,6 +21,36 @@
 namespace qorvintr::automation {
 
 namespace {
+
+// The browser build's C++ library (Emscripten 3.1) has no floating-point to_chars and
+// from_chars; its C library converts exactly too (correctly rounded both ways), so there the
+// two go through it.
+std::from_chars_result DoubleFromChars(const char* first, const char* last, double& value) {
+#ifdef __EMSCRIPTEN__
+  const std::string text(first, last);
+  char* end = nullptr;
+  errno = 0;
+  const double read = std::strtod(text.c_str(), &end);
+  const char* ptr = first + (end - text.c_str());
+  if (end == text.c_str()) return {first, std::errc::invalid_argument};
+  if (errno == ERANGE) return {ptr, std::errc::result_out_of_range};
+  value = read;
+  return {ptr, std::errc{}};
+#else
+  return std::from_chars(first, last, value);
+#endif
+}
+
+std::to_chars_result ScientificToChars(char* first, char* last, double value, int precision) {
+#ifdef __EMSCRIPTEN__
+  const int n = std::snprintf(first, static_cast<std::size_t>(last - first), "%.*e", precision,
+                              value);
+  if (n < 0 || n >= last - first) return {last, std::errc::value_too_large};
+  return {first + n, std::errc{}};
+#else
+  return std::to_chars(first, last, value, std::chars_format::scientific, precision);
+#endif
+}
 
 // ---------------------------------------------------------------------------------------------
 // Text to number.
@@ -277,7 +313,7 @@ ScanStatus DecimalValue(const NumberScan& s, double& out) noexcept {
   auto [end, ec] = std::to_chars(buf + len, buf + sizeof buf, scale);
   if (ec != std::errc{}) return ScanStatus::Overflow;
   double value = 0;
-  auto result = std::from_chars(buf, end, value);
+  auto result = DoubleFromChars(buf, end, value);
   if (result.ec == std::errc::result_out_of_range) {
     if (lead > 0) return ScanStatus::Overflow;
     value = 0;
@@ -373,7 +409,7 @@ Rounded RoundSignificant(double a, int digits) noexcept {
   Rounded r{};
   // One digit more than wanted, correctly rounded, tells whether the cut could be a halfway case.
   char buf[40];
-  auto res = std::to_chars(buf, buf + sizeof buf, a, std::chars_format::scientific, digits);
+  auto res = ScientificToChars(buf, buf + sizeof buf, a, digits);
   // buf: d.ddd...de[+-]xx
   const char* e = static_cast<const char*>(std::memchr(buf, 'e', static_cast<std::size_t>(res.ptr - buf)));
   int exp10 = 0;
@@ -389,7 +425,7 @@ Rounded RoundSignificant(double a, int digits) noexcept {
   bool up = d[digits] > '5';
   if (d[digits] == '5') {
     char exact[800];
-    auto ex = std::to_chars(exact, exact + sizeof exact, a, std::chars_format::scientific, 780);
+    auto ex = ScientificToChars(exact, exact + sizeof exact, a, 780);
     (void)ex;
     // exact: d.ddd..., the digit at the cut is at index digits + 1 (past the point).
     up = exact[digits + 1] >= '5';

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs every test: installs what it needs (as root, with apt-get), then builds and tests the
-# Linux build, the sanitizer build and the Windows cross build (checked under Wine), then builds
+# Linux build (with the browser playground, built for WebAssembly and driven in headless
+# Chromium), the sanitizer build and the Windows cross build (checked under Wine), then builds
 # the benchmarks, fuzzes the interpreter for a minute and checks the packages.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -25,6 +26,9 @@ install_packages() {
   dpkg -s libclang-rt-14-dev >/dev/null 2>&1 || need+=(libclang-rt-14-dev)
   command -v dpkg-shlibdeps >/dev/null || need+=(dpkg-dev)
   command -v lintian >/dev/null || need+=(lintian)
+  # The browser playground: Emscripten (its optimiser needs acorn from node-acorn) and Chromium.
+  command -v emcc >/dev/null || need+=(emscripten)
+  [ -f /usr/share/nodejs/acorn/package.json ] || need+=(node-acorn)
   if [ ${#need[@]} -gt 0 ]; then
     if [ "$(id -u)" -ne 0 ]; then
       echo "missing packages: ${need[*]} (run as root to install them with apt-get)" >&2
@@ -33,6 +37,13 @@ install_packages() {
     log "installing ${need[*]}"
     apt-get update -qq
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${need[@]}" >/dev/null
+  fi
+  # Without a browser the playground's browser test says so and is skipped; a missing browser
+  # that cannot be installed does not stop the other tests.
+  if ! command -v chromium >/dev/null && [ "$(id -u)" -eq 0 ]; then
+    log "installing chromium"
+    { apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq chromium >/dev/null; } ||
+      echo "chromium could not be installed: the playground's browser test will be skipped" >&2
   fi
 }
 
@@ -45,13 +56,18 @@ cmake --preset windows $werror >/dev/null
 cmake --build --preset windows -j "$jobs"
 oracle_dir=$root/build/windows/tests/oracle
 
+log "Browser playground: the engine compiled to WebAssembly (Emscripten)"
+cmake --preset wasm $werror >/dev/null
+cmake --build --preset wasm -j "$jobs"
+
 log "Linux build"
 cmake --preset default $werror -DQORVINTR_ORACLE_EXE="$oracle_dir/oracle_win.exe" \
   -DQORVINTR_ORACLE_OURS_EXE="$oracle_dir/oracle_ours.exe" \
-  -DQORVINTR_COM_DIR="$root/build/windows/com" >/dev/null
+  -DQORVINTR_COM_DIR="$root/build/windows/com" \
+  -DQORVINTR_PLAYGROUND_DIR="$root/build/wasm/web" >/dev/null
 cmake --build --preset default -j "$jobs"
 
-log "Linux tests (unit tests and the Wine oracle)"
+log "Linux tests (unit tests, the Wine oracle, the playground in headless Chromium)"
 ctest --preset default -j "$jobs"
 
 log "COM benchmark under Wine: QorvIntr against the Script Control (figures only; fails on a wrong answer)"
