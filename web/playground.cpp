@@ -13,6 +13,7 @@
 
 #include "automation/text.h"
 #include "cli/check.h"
+#include "cli/explain.h"
 #include "cli/commands.h"
 #include "cli/options.h"
 #include "cli/session.h"
@@ -152,7 +153,20 @@ val Evaluate(const std::string& script, const val& fields, const std::string& no
     {
       cli::FixedClock clock(options.now);
       cli::Session session(options);
+      // The steps of `qorvintr explain`, from the interpreter's own listener.
+      cli::TraceRecorder recorder;
+      session.Listen(&recorder);
       const contract::DataFieldRef result = session.Run(text);
+      session.Listen(nullptr);
+      val trace = val::array();
+      for (const cli::TraceStep& step : recorder.steps()) {
+        val item = val::object();
+        item.set("kind", Utf8(step.kind));
+        item.set("level", step.level);
+        item.set("text", Text(std::u16string(static_cast<std::size_t>(step.level < 0 ? 0 : step.level) * 2, u' ') + step.text));
+        trace.call<void>("push", item);
+      }
+      answer.set("trace", trace);
       answer.set("line", Text(cli::ResultLine(result)));
       answer.set("nothing", !result);
       answer.set("error", result && result->Name() == u"Error");
@@ -169,8 +183,6 @@ val Evaluate(const std::string& script, const val& fields, const std::string& no
   answer.set("log", log);
   answer.set("stderr", Utf8(err));
   answer.set("warnings", Warnings(text, options));
-  // The explain trace (the interpreter's own step list) is set here as "trace" once the engine
-  // provides it; the page shows its panel when the answer has one.
   return answer;
 }
 

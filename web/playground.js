@@ -155,9 +155,8 @@
     }));
   }
 
-  // EXPLAIN TRACE SLOT: the module's answer carries "trace" (a list of steps) once the engine
-  // gives one; a step is shown as its text, with its kind (word, push, reduction...) when it has
-  // one.
+  // The interpreter's own steps (as `qorvintr explain` prints them): each with its kind (word,
+  // push, reduce, call, branch, failure, remove ...), indented by the level of its run.
   function showTrace(trace) {
     const has = Array.isArray(trace);
     $('trace-missing').hidden = has;

@@ -125,6 +125,12 @@ const badFile = path.join(temp, 'example-fields.txt');
 fs.copyFileSync(path.join(root, 'examples', 'document-fields.txt'), badFile);
 const badExpected = command(['eval', '--errors', '--log-stderr', '--now', NOW, '--fields', badFile, '--', BAD_SCRIPT]);
 const badCheck = command(['check', '--json', '--fields', badFile, BAD_SCRIPT]);
+// The trace of a script the page shows beside its answer: the steps of qorvintr explain (whose
+// report steps and result line the page shows in panels of their own).
+const TRACE_SCRIPT = 'IF (Amount - Copay ) > 1000 THEN "REVIEW" ELSE "AUTO" END IF';
+const traceExpected = command(['explain', '--now', NOW, '--fields', badFile, '--', TRACE_SCRIPT]).stdout
+  .split('\n').filter((l) => l.startsWith('  ') && !l.trim().startsWith('ReportError: '))
+  .map((l) => l.trim());
 
 // ---- the page on a loopback port ----------------------------------------------------------
 
@@ -336,6 +342,15 @@ try {
   if (bad.log < 2) problems.push('erroneous script: the debug log shows ' + bad.log + ' entries');
   console.log(`erroneous script ${JSON.stringify(BAD_SCRIPT)}: ${bad.name}, ${bad.reports.length} report(s), ` +
               `warnings ${bad.warnings.join(' ')}`);
+
+  // The explain trace, step for step.
+  await typeInto('script', TRACE_SCRIPT);
+  await until(`window.playground.last && window.playground.last.script === ${JSON.stringify(TRACE_SCRIPT)}`,
+              'the answer to the traced script');
+  const trace = await js(`[...document.querySelectorAll('#trace li code')].map((c) => c.textContent.trim())`);
+  if (traceExpected.length < 10) problems.push('qorvintr explain gave ' + traceExpected.length + ' steps');
+  same('explain trace', JSON.stringify(trace), JSON.stringify(traceExpected));
+  console.log(`explain trace of ${JSON.stringify(TRACE_SCRIPT)}: ${trace.length} steps shown`);
 
   // 4. The screenshot.
   await js(`document.getElementById('paste').open = false; window.scrollTo(0, 0)`);
