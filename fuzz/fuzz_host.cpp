@@ -15,6 +15,7 @@
 
 #include "automation/datetime.h"
 #include "automation/text.h"
+#include "qorvintr/convert.h"
 #include "qorvintr/value.h"
 #include "qorvintr/components/data_field.h"
 #include "qorvintr/components/error_recorder.h"
@@ -261,6 +262,18 @@ void SetUp() {
   const char* avoid = std::getenv("QORVINTR_FUZZ_AVOID_FFFF");
   g_avoid_ffff = avoid && *avoid == '1';
   g_host = &SetUpHost();
+}
+
+std::string HostFieldsFile() {
+  std::string text;
+  for (const HostField& f : HostFieldList()) {
+    const std::u16string_view type = f.type;
+    // A fields file has no Operator type, and its Variant keeps a text: no Empty, no Null.
+    if (type == u"Operator" || type == u"Variant") continue;
+    text += automation::ToUtf8(f.name) + ":" + automation::ToUtf8(type) + "=" +
+            automation::ToUtf8(automation::CStr(f.data)) + "\n";
+  }
+  return text;
 }
 
 const std::u16string* HostFieldNames(std::size_t& count) {

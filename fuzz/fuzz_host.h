@@ -10,6 +10,7 @@
 //     (see NoFieldAllowed).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -34,6 +35,14 @@ void SetUp();
 
 // One script through the host's interpreter, checked.
 void Run(const RunMode& mode, std::u16string script);
+
+// The script an input stands for, without its mode byte; each target defines it (the replay
+// program prints it as a batch line for the comparison with the Windows build).
+std::u16string ScriptOfInput(const std::uint8_t* data, std::size_t size);
+
+// The host's fields as lines of qorvintr's fields file (NAME:TYPE=VALUE), those a fields file
+// can say: the same values the library host holds.
+std::string HostFieldsFile();
 
 // The host's field names, for generators that want to name them.
 const std::u16string* HostFieldNames(std::size_t& count);

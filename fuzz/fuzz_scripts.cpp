@@ -7,8 +7,8 @@
 //
 // Running it (the fuzz preset; scripts/test.sh replays fuzz/corpus and fuzzes for a minute):
 //   cmake --preset fuzz && cmake --build --preset fuzz --target fuzz_scripts
-//   mkdir -p corpus && build/fuzz/fuzz/fuzz_scripts -max_total_time=600 -timeout=10 \
-//     -dict=fuzz/scripts.dict corpus fuzz/corpus
+//   mkdir -p corpus
+//   build/fuzz/fuzz/fuzz_scripts -max_total_time=600 -timeout=10 -dict=fuzz/scripts.dict corpus fuzz/corpus
 // The long campaign uses the fuzz-fast preset (optimised, no sanitizers): fuzz/campaign.sh.
 // Replay a finding: build/fuzz/fuzz/fuzz_scripts <file>. To fuzz on past a known finding, add
 // -fork=1 -ignore_crashes=1.
@@ -38,9 +38,15 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return 0;
 }
 
+std::u16string qorvintr::fuzzing::ScriptOfInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return {};
+  const bool utf16 = (data[0] & 0x03) == 0x03;
+  return Decode(data + 1, size - 1, utf16);
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  const bool utf16 = (data[0] & 0x03) == 0x03;
-  qorvintr::fuzzing::Run(qorvintr::fuzzing::ModeFromByte(data[0]), Decode(data + 1, size - 1, utf16));
+  qorvintr::fuzzing::Run(qorvintr::fuzzing::ModeFromByte(data[0]),
+                         qorvintr::fuzzing::ScriptOfInput(data, size));
   return 0;
 }

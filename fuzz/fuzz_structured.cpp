@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "automation/text.h"
 #include "fuzz_host.h"
@@ -281,11 +282,16 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return 0;
 }
 
+std::u16string qorvintr::fuzzing::ScriptOfInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return {};
+  Choices choices(data + 1, size - 1);
+  return qorvintr::automation::FromUtf8(Generator(choices).Script());
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  Choices choices(data + 1, size - 1);
-  std::string script = Generator(choices).Script();
-  if (g_print) std::fprintf(stderr, "%s\n", script.c_str());
-  qorvintr::fuzzing::Run(qorvintr::fuzzing::ModeFromByte(data[0]), qorvintr::automation::FromUtf8(script));
+  std::u16string script = qorvintr::fuzzing::ScriptOfInput(data, size);
+  if (g_print) std::fprintf(stderr, "%s\n", qorvintr::automation::ToUtf8(script).c_str());
+  qorvintr::fuzzing::Run(qorvintr::fuzzing::ModeFromByte(data[0]), std::move(script));
   return 0;
 }
