@@ -207,5 +207,50 @@ TEST_F(Threads, EightThreadsAnswerExactlyAsOneThreadDoes) {
   }
 }
 
+// The debug log's settings and log object belong to the thread, not to the interpreter: a second
+// interpreter's Init on the same thread decides for the first one too, and an interpreter run on
+// another thread logs by that thread's settings (here: none).
+TEST_F(Threads, TheDebugLogBelongsToTheThreadThatCalledInit) {
+  TempFolder folder;
+  std::u16string log_on = folder.Write("on.ini", "[Upload]\r\nWriteDebugLog=True\r\n").u16string();
+  std::u16string log_off = folder.Write("off.ini", "[Upload]\r\nWriteDebugLog=False\r\n").u16string();
+  auto fields = std::make_shared<components::DataFieldCollection>();
+  auto errors = std::make_shared<components::ErrorRecorder>();
+  contract::DataFieldsRef f = fields;
+  contract::HostErrorRef e = errors;
+  std::u16string system = u"S", application = u"A";
+  const std::u16string script = u"DateCompare 3/14/2002, 3/15/2002";
+  std::string transcript;
+  t_transcript = &transcript;
+  support::modDebugLog::ResetDebugLog();
+
+  Interpreter first;
+  first.SetOrlinaIniFilename(log_on);
+  ASSERT_TRUE(first.Init(f, e, system, application));
+  std::u16string s1 = script;
+  first.RealizeRegularExpression(s1);
+  EXPECT_NE(transcript.find("Calling DateCompare"), std::string::npos) << transcript;
+
+  // Another thread: its own settings, the log is off there.
+  std::string other_transcript;
+  std::thread([&] {
+    t_transcript = &other_transcript;
+    std::u16string s2 = script;
+    first.RealizeRegularExpression(s2);
+    t_transcript = nullptr;
+  }).join();
+  EXPECT_EQ(other_transcript, "");
+
+  // A second interpreter initialised on this thread with the log off switches it off for both.
+  transcript.clear();
+  Interpreter second;
+  second.SetOrlinaIniFilename(log_off);
+  ASSERT_TRUE(second.Init(f, e, system, application));
+  std::u16string s3 = script;
+  first.RealizeRegularExpression(s3);
+  EXPECT_EQ(transcript, "");
+  t_transcript = nullptr;
+}
+
 }  // namespace
 }  // namespace qorvintr::testing_support
