@@ -44,6 +44,7 @@
 #include "qorvintr/components/field_collection.h"
 #include "interpreter/interpreter.h"
 #include "scripts/case_file.h"
+#include "scripts/case_fields.h"
 
 namespace {
 
@@ -166,24 +167,13 @@ std::string Describe(const contract::DataFieldRef& field) {
   return qorvintr::automation::ToUtf8(text);
 }
 
-// A field from its text as the fields file gives it.
-Value FieldValue(std::u16string_view type, const Value& text) {
-  if (type == u"Double") return Value::Double(qorvintr::automation::CDbl(text));
-  if (type == u"Single") return Value::Single(qorvintr::automation::CSng(text));
-  if (type == u"Long") return Value::Long(qorvintr::automation::CLng(text));
-  if (type == u"Integer") return Value::Integer(qorvintr::automation::CInt(text));
-  if (type == u"Boolean") return Value::Boolean(qorvintr::automation::CBool(text));
-  if (type == u"Date") return Value::Date(qorvintr::automation::CDate(text));
-  return text;
-}
-
 void AddField(components::DataFieldCollection& fields, const std::string& name,
               const std::string& type, const std::string& value) {
   const std::u16string key = qorvintr::automation::FromUtf8(name);
   if (fields.Fields().Contains(key)) return;
   const std::u16string t = qorvintr::automation::FromUtf8(type);
   try {
-    fields.Add(key, FieldValue(t, Value::String(qorvintr::automation::FromUtf8(value))), t);
+    fields.Add(key, qorvintr::scripts::FieldValue(type, Value::String(qorvintr::automation::FromUtf8(value))), t);
   } catch (const qorvintr::automation::AutomationError&) {
     // A case's field whose text does not convert: the case's own runner says so, not the soak.
   }

@@ -22,6 +22,7 @@
 #include "interpreter/interpreter.h"
 #include "interpreter_seam.h"
 #include "scripts/case_file.h"
+#include "scripts/case_fields.h"
 #include "support/debug_log.h"
 #include "support_temp_folder.h"
 
@@ -87,19 +88,8 @@ class EventLog : public contract::LogWriter {
 
 // Writes the fields of a case into the collection, typed as the fields file types them.
 void AddField(components::DataFieldCollection& fields, const std::string& line) {
-  scripts::FieldLine f;
   std::string why;
-  ASSERT_TRUE(scripts::ParseFieldLine(line, f, why)) << line << ": " << why;
-  Value text = Value::String(automation::FromUtf8(f.value));
-  Value data;
-  if (f.type == "String" || f.type == "Variant") data = text;
-  else if (f.type == "Long") data = Value::Long(automation::CLng(text));
-  else if (f.type == "Integer") data = Value::Integer(automation::CInt(text));
-  else if (f.type == "Boolean") data = Value::Boolean(automation::CBool(text));
-  else if (f.type == "Single") data = Value::Single(automation::CSng(text));
-  else if (f.type == "Double") data = Value::Double(automation::CDbl(text));
-  else if (f.type == "Date") data = Value::Date(automation::CDate(text));
-  fields.Add(automation::FromUtf8(f.name), data, automation::FromUtf8(f.type));
+  ASSERT_TRUE(scripts::AddCaseField(fields, line, why)) << line << ": " << why;
 }
 
 std::string Describe(const std::vector<Event>& events) {

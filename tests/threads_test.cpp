@@ -28,6 +28,7 @@
 #include "qorvintr/contract/log_writer.h"
 #include "qorvintr/convert.h"
 #include "scripts/case_file.h"
+#include "scripts/case_fields.h"
 #include "support/debug_log.h"
 #include "support_temp_folder.h"
 
@@ -76,23 +77,6 @@ class ThreadLog : public contract::LogWriter {
   }
 };
 
-bool AddField(components::DataFieldCollection& fields, const std::string& line) {
-  scripts::FieldLine f;
-  std::string why;
-  if (!scripts::ParseFieldLine(line, f, why)) return false;
-  Value text = Value::String(automation::FromUtf8(f.value));
-  Value data;
-  if (f.type == "String" || f.type == "Variant") data = text;
-  else if (f.type == "Long") data = Value::Long(automation::CLng(text));
-  else if (f.type == "Integer") data = Value::Integer(automation::CInt(text));
-  else if (f.type == "Boolean") data = Value::Boolean(automation::CBool(text));
-  else if (f.type == "Single") data = Value::Single(automation::CSng(text));
-  else if (f.type == "Double") data = Value::Double(automation::CDbl(text));
-  else if (f.type == "Date") data = Value::Date(automation::CDate(text));
-  fields.Add(automation::FromUtf8(f.name), data, automation::FromUtf8(f.type));
-  return true;
-}
-
 struct Outcome {
   std::string result;      // the result line
   std::string transcript;  // every report and log entry, in order, then what was left
@@ -118,7 +102,8 @@ std::vector<Outcome> RunCorpus(const std::vector<Case>& corpus) {
     fields->Fields().Clear();
     errors->Clear();
     bool fields_ok = true;
-    for (const std::string& line : c.field_lines) fields_ok = AddField(*fields, line) && fields_ok;
+    std::string why;
+    for (const std::string& line : c.field_lines) fields_ok = scripts::AddCaseField(*fields, line, why) && fields_ok;
     if (!fields_ok) o.transcript += "a field line does not parse\n";
     std::vector<std::u16string> host_names;
     for (const auto& entry : fields->Fields()) host_names.push_back(entry.key);
