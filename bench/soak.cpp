@@ -4,12 +4,17 @@
 // Eight everyday scripts take turns; two of them fail and report an error every time.
 //
 //   qorvintr_soak [--runs N] [--warmup N] [--part library|command|both] [--jobs N]
-//                 [--reset] [--every-call] [--qorvintr PATH]
+//                 [--reset] [--every-call] [--corpus DIR] [--qorvintr PATH]
 //
 // --reset calls ResetMemory after every script (the library host); --every-call gives the
 // ErrorRecorder kKeepEveryCall (what it kept before it was bounded), to see the difference.
+// --corpus DIR (library only): the scripts of every case in DIR/*.cases take turns instead,
+// with the fields of every case in the collection (the first of a name wins); a script longer
+// than kLongestCorpusScript characters (the one longest readable script) is left out, since it
+// alone would take most of the time.
 // Every answer is compared with the answer of the first round; the count of those that differ is
-// printed. Linux only (the resident set comes from /proc).
+// printed. The resident set, the open file descriptors and the threads are read after warm-up,
+// at each quarter of the rest and at the end. Linux only (they come from /proc).
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/types.h>
@@ -20,6 +25,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <filesystem>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -37,6 +43,8 @@
 #include "qorvintr/components/error_recorder.h"
 #include "qorvintr/components/field_collection.h"
 #include "interpreter/interpreter.h"
+#include "scripts/case_file.h"
+#include "scripts/case_fields.h"
 
 namespace {
 
@@ -80,34 +88,69 @@ struct Settings {
   bool reset = false;
   bool every_call = false;
   std::string qorvintr = QORVINTR_SOAK_COMMAND;
+  std::string corpus;  // a folder of *.cases, or empty: the eight everyday scripts
 };
 
 struct Memory {
   long rss_kb = -1;   // VmRSS
   long peak_kb = -1;  // VmHWM
+  long threads = -1;  // Threads
+  long fds = -1;      // entries of /proc/PID/fd
 };
 
-Memory ReadMemory(const std::string& status_file) {
+// pid 0: this process.
+Memory ReadMemory(pid_t pid) {
+  const std::string dir = pid == 0 ? std::string("/proc/self") : "/proc/" + std::to_string(pid);
   Memory m;
-  std::ifstream in(status_file);
+  std::ifstream in(dir + "/status");
   std::string line;
   while (std::getline(in, line)) {
     if (line.rfind("VmRSS:", 0) == 0) m.rss_kb = std::atol(line.c_str() + 6);
     if (line.rfind("VmHWM:", 0) == 0) m.peak_kb = std::atol(line.c_str() + 6);
+    if (line.rfind("Threads:", 0) == 0) m.threads = std::atol(line.c_str() + 8);
   }
+  std::error_code ec;
+  long fds = 0;
+  for (std::filesystem::directory_iterator it(dir + "/fd", ec), end; !ec && it != end; it.increment(ec)) ++fds;
+  // Our own reading of /proc/self/fd holds one descriptor while it counts.
+  if (!ec) m.fds = pid == 0 ? fds - 1 : fds;
   return m;
 }
 
 double Mb(long kb) { return static_cast<double>(kb) / 1024.0; }
 
-void PrintMemory(const Memory& warm, std::uint64_t warm_runs, const Memory& end,
-                 std::uint64_t runs) {
-  std::printf("  resident set after warm-up (%llu scripts): %.1f MB\n",
-              static_cast<unsigned long long>(warm_runs), Mb(warm.rss_kb));
-  std::printf("  resident set at the end (%llu scripts):    %.1f MB (%+.2f MB; peak %.1f MB)\n",
-              static_cast<unsigned long long>(runs), Mb(end.rss_kb),
-              Mb(end.rss_kb - warm.rss_kb), Mb(end.peak_kb));
-}
+// Readings after warm-up, at each quarter of the rest, and at the end.
+class Checkpoints {
+ public:
+  Checkpoints(std::uint64_t warmup, std::uint64_t runs) : warmup_(warmup), runs_(runs) {
+    for (int q = 1; q <= 3; ++q) at_.push_back(warmup + (runs - warmup) * static_cast<std::uint64_t>(q) / 4);
+  }
+  // Called with the count of scripts done so far.
+  void Maybe(std::uint64_t done, pid_t pid) {
+    if (done == warmup_ || std::find(at_.begin(), at_.end(), done) != at_.end()) {
+      readings_.emplace_back(done, ReadMemory(pid));
+    }
+  }
+  void End(std::uint64_t done, pid_t pid) { readings_.emplace_back(done, ReadMemory(pid)); }
+
+  void Print() const {
+    if (readings_.empty()) return;
+    const Memory& first = readings_.front().second;
+    for (const auto& [done, m] : readings_) {
+      std::printf("  after %11llu scripts: resident %6.1f MB (%+.2f MB), open file descriptors "
+                  "%ld (%+ld), threads %ld\n",
+                  static_cast<unsigned long long>(done), Mb(m.rss_kb), Mb(m.rss_kb - first.rss_kb),
+                  m.fds, m.fds - first.fds, m.threads);
+    }
+    std::printf("  peak resident set %.1f MB\n", Mb(readings_.back().second.peak_kb));
+  }
+
+ private:
+  std::uint64_t warmup_;
+  std::uint64_t runs_;
+  std::vector<std::uint64_t> at_;
+  std::vector<std::pair<std::uint64_t, Memory>> readings_;
+};
 
 double Seconds(std::chrono::steady_clock::time_point since) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
@@ -124,17 +167,42 @@ std::string Describe(const contract::DataFieldRef& field) {
   return qorvintr::automation::ToUtf8(text);
 }
 
+void AddField(components::DataFieldCollection& fields, const std::string& name,
+              const std::string& type, const std::string& value) {
+  const std::u16string key = qorvintr::automation::FromUtf8(name);
+  if (fields.Fields().Contains(key)) return;
+  const std::u16string t = qorvintr::automation::FromUtf8(type);
+  try {
+    fields.Add(key, qorvintr::scripts::FieldValue(type, Value::String(qorvintr::automation::FromUtf8(value))), t);
+  } catch (const qorvintr::automation::AutomationError&) {
+    // A case's field whose text does not convert: the case's own runner says so, not the soak.
+  }
+}
+
+constexpr std::size_t kLongestCorpusScript = 4096;
+
 void SoakLibrary(const Settings& s) {
   components::RegisterDefaultComponents();
   auto fields = std::make_shared<components::DataFieldCollection>();
-  for (const FieldText& f : kFields) {
-    const std::u16string type = qorvintr::automation::FromUtf8(f.type);
-    const Value text = Value::String(qorvintr::automation::FromUtf8(f.value));
-    Value data = text;
-    if (type == u"Double") data = Value::Double(qorvintr::automation::CDbl(text));
-    if (type == u"Long") data = Value::Long(qorvintr::automation::CLng(text));
-    if (type == u"Date") data = Value::Date(qorvintr::automation::CDate(text));
-    fields->Add(qorvintr::automation::FromUtf8(f.name), data, type);
+  for (const FieldText& f : kFields) AddField(*fields, f.name, f.type, f.value);
+  std::vector<std::u16string> scripts;
+  std::size_t left_out = 0;
+  if (s.corpus.empty()) {
+    for (std::string_view script : kScripts) scripts.push_back(qorvintr::automation::FromUtf8(script));
+  } else {
+    for (const qorvintr::scripts::Case& c : qorvintr::scripts::ReadCorpus(s.corpus)) {
+      if (!c.parse_error.empty()) continue;
+      if (c.script.size() > kLongestCorpusScript) {
+        ++left_out;
+        continue;
+      }
+      scripts.push_back(qorvintr::automation::FromUtf8(c.script));
+      for (const std::string& line : c.field_lines) {
+        qorvintr::scripts::FieldLine f;
+        std::string why;
+        if (qorvintr::scripts::ParseFieldLine(line, f, why)) AddField(*fields, f.name, f.type, f.value);
+      }
+    }
   }
   auto errors = std::make_shared<components::ErrorRecorder>(
       s.every_call ? components::ErrorRecorder::kKeepEveryCall
@@ -144,12 +212,11 @@ void SoakLibrary(const Settings& s) {
   std::u16string system = u"Upload", application = u"Soak";
   qorvintr::engine::Interpreter interpreter;
   interpreter.Init(f, e, system, application);
+  const int host_fields = fields->Count();
 
-  std::vector<std::u16string> scripts;
-  for (std::string_view script : kScripts) scripts.push_back(qorvintr::automation::FromUtf8(script));
   std::vector<std::string> expected;
   std::uint64_t differing = 0;
-  Memory warm;
+  Checkpoints checkpoints(s.warmup, s.runs);
   const auto started = std::chrono::steady_clock::now();
   for (std::uint64_t i = 0; i < s.runs; ++i) {
     std::u16string script = scripts[i % scripts.size()];
@@ -161,16 +228,26 @@ void SoakLibrary(const Settings& s) {
     } else if (answer != expected[i % scripts.size()]) {
       ++differing;
     }
-    if (i + 1 == s.warmup) warm = ReadMemory("/proc/self/status");
+    checkpoints.Maybe(i + 1, 0);
   }
   const double seconds = Seconds(started);
-  const Memory end = ReadMemory("/proc/self/status");
-  std::printf("library: %llu scripts (%zu scripts in turn, %d failing), one interpreter, the "
-              "stock collection and ErrorRecorder (keeps %s)%s\n",
-              static_cast<unsigned long long>(s.runs), scripts.size(), kFailingScripts,
-              s.every_call ? "every call" : "the last 100",
-              s.reset ? ", ResetMemory after each script" : "");
-  PrintMemory(warm, s.warmup, end, s.runs);
+  checkpoints.End(s.runs, 0);
+  if (s.corpus.empty()) {
+    std::printf("library: %llu scripts (%zu scripts in turn, %d failing), one interpreter, the "
+                "stock collection and ErrorRecorder (keeps %s)%s\n",
+                static_cast<unsigned long long>(s.runs), scripts.size(), kFailingScripts,
+                s.every_call ? "every call" : "the last 100",
+                s.reset ? ", ResetMemory after each script" : "");
+  } else {
+    std::printf("library: %llu scripts (the %zu scripts of %s/*.cases in turn, %zu longer than "
+                "%zu characters left out, %d host fields), one interpreter, the stock collection "
+                "and ErrorRecorder (keeps %s)%s\n",
+                static_cast<unsigned long long>(s.runs), scripts.size(), s.corpus.c_str(),
+                left_out, kLongestCorpusScript,
+                host_fields, s.every_call ? "every call" : "the last 100",
+                s.reset ? ", ResetMemory after each script" : ", no ResetMemory");
+  }
+  checkpoints.Print();
   std::printf("  errors counted %llu, calls kept %zu, fields in the collection %d, answers "
               "differing from the first round %llu, %.0f scripts per second\n",
               static_cast<unsigned long long>(errors->Count()), errors->Calls().size(),
@@ -260,10 +337,9 @@ int SoakCommand(const Settings& s) {
     }
   });
 
-  const std::string status = "/proc/" + std::to_string(pid) + "/status";
   std::vector<std::string> expected;
   std::uint64_t answered = 0, differing = 0;
-  Memory warm;
+  Checkpoints checkpoints(s.warmup, runs);
   std::string partial;
   std::vector<char> buffer(1 << 16);
   const auto started = std::chrono::steady_clock::now();
@@ -284,12 +360,12 @@ int SoakCommand(const Settings& s) {
       }
       partial.clear();
       ++answered;
-      if (answered == s.warmup) warm = ReadMemory(status);
+      checkpoints.Maybe(answered, pid);
     }
     partial.append(buffer.data() + from, static_cast<std::size_t>(n) - from);
   }
   const double seconds = Seconds(started);
-  const Memory end = ReadMemory(status);
+  checkpoints.End(answered, pid);
   feeder.join();
   ::close(to_child[1]);
   int wait_status = 0;
@@ -300,7 +376,7 @@ int SoakCommand(const Settings& s) {
               "options)\n",
               static_cast<unsigned long long>(runs), s.jobs > 0 ? " --jobs " : "",
               s.jobs > 0 ? std::to_string(s.jobs).c_str() : "", kFields.size());
-  PrintMemory(warm, s.warmup, end, answered);
+  checkpoints.Print();
   std::printf("  answers %llu, differing from the first round %llu, exit status %d, %.0f scripts "
               "per second\n",
               static_cast<unsigned long long>(answered), static_cast<unsigned long long>(differing),
@@ -312,7 +388,7 @@ int SoakCommand(const Settings& s) {
 int Usage() {
   std::fprintf(stderr,
                "usage: qorvintr_soak [--runs N] [--warmup N] [--part library|command|both] "
-               "[--jobs N] [--reset] [--every-call] [--qorvintr PATH]\n");
+               "[--jobs N] [--reset] [--every-call] [--corpus DIR] [--qorvintr PATH]\n");
   return 2;
 }
 
@@ -334,6 +410,10 @@ int main(int argc, char** argv) {
       const char* v = value();
       if (v == nullptr) return Usage();
       s.part = v;
+    } else if (arg == "--corpus") {
+      const char* v = value();
+      if (v == nullptr) return Usage();
+      s.corpus = v;
     } else if (arg == "--qorvintr") {
       const char* v = value();
       if (v == nullptr) return Usage();

@@ -1,202 +1,29 @@
-// libFuzzer target: runs arbitrary scripts through one long-lived interpreter, the way a host
-// does, and aborts as soon as a run breaks what every run must leave behind.
+// libFuzzer target: arbitrary bytes as scripts, run through one long-lived interpreter the way a
+// host does (fuzz_host.h: the host, its fields and the checks after every run).
 //
-// Input: the first byte chooses how the run is made, the rest is the script.
-//   (b & 0x03) == 0x03  the script is raw UTF-16LE (lone surrogates and all); otherwise UTF-8
-//   b & 0x04            a fresh interpreter (created and initialised) before the run
-//   b & 0x08            no ResetMemory after the run: state carries into the next runs (a reset
-//                       still happens every kMaxRunsWithoutReset runs, as a host would)
-//   b & 0x10            the debug log on (through the host's INI file and a re-Init)
+// Input: the first byte chooses how the run is made (fuzz_host.h, RunMode; (b & 0x03) == 0x03
+// makes the rest raw UTF-16LE, lone surrogates and all), the rest is the script.
 // The seed corpus uses '@' (0x40): UTF-8, same interpreter, reset after the run, log off.
 //
-// Running it (the fuzz preset; scripts/test.sh runs it for a minute):
+// Running it (the fuzz preset; scripts/test.sh replays fuzz/corpus and fuzzes for a minute):
 //   cmake --preset fuzz && cmake --build --preset fuzz --target fuzz_scripts
-//   mkdir -p corpus && build/fuzz/fuzz/fuzz_scripts -max_total_time=600 -timeout=10 \
-//     -dict=fuzz/scripts.dict corpus fuzz/corpus
+//   mkdir -p corpus
+//   build/fuzz/fuzz/fuzz_scripts -max_total_time=600 -timeout=10 -dict=fuzz/scripts.dict corpus fuzz/corpus
+// The long campaign uses the fuzz-fast preset (optimised, no sanitizers): fuzz/campaign.sh.
 // Replay a finding: build/fuzz/fuzz/fuzz_scripts <file>. To fuzz on past a known finding, add
 // -fork=1 -ignore_crashes=1.
-//
-// Checked after every run:
-//   - no exception left RealizeRegularExpression (nor Init, ResetMemory);
-//   - the instance counter is back where it was;
-//   - the host's collection holds exactly the host's fields, in order, with their values;
-//   - the result is a data field; no field only for a blank script or after a failed built-in
-//     (see NoFieldAllowed).
-
+#include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <memory>
 #include <string>
 #include <string_view>
-#include <system_error>
-#include <unistd.h>
-#include <vector>
 
-#include "automation/datetime.h"
 #include "automation/text.h"
-#include "qorvintr/value.h"
-#include "qorvintr/components/data_field.h"
-#include "qorvintr/components/error_recorder.h"
-#include "qorvintr/components/field_collection.h"
-#include "qorvintr/contract/creation.h"
-#include "qorvintr/contract/log_writer.h"
-#include "interpreter/interpreter.h"
-#include "interpreter_seam.h"
-#include "support/debug_log.h"
-
-using qorvintr::engine::Interpreter;
-using qorvintr::engine::InterpreterSeam;
-using qorvintr::automation::Value;
-namespace automation = qorvintr::automation;
-namespace components = qorvintr::components;
-namespace contract = qorvintr::contract;
-namespace modDebugLog = qorvintr::support::modDebugLog;
-
-// A sanitizer report must end the run: the fuzzer only sees a finding when the process stops.
-extern "C" const char* __ubsan_default_options() {
-  return "halt_on_error=1:print_stacktrace=1";
-}
+#include "fuzz_host.h"
 
 namespace {
 
-constexpr int kMaxRunsWithoutReset = 32;
-// 3/14/2002 9:30:00 AM: a fixed clock keeps runs repeatable.
-constexpr double kNow = 37329.395833333336;
-
-// The debug log's writer: keeps nothing, only counts, so logging costs no disk.
-class CountingLog : public contract::LogWriter {
- public:
-  Value Init(std::u16string_view, std::u16string_view, std::u16string&, std::int16_t,
-             std::int32_t&, bool, std::u16string&, std::u16string_view) override {
-    return Value::Long(0);
-  }
-  Value WriteLogMsg(std::u16string_view text) override {
-    ++entries;
-    characters += text.size();
-    return Value::Long(0);
-  }
-  std::uint64_t entries = 0;
-  std::uint64_t characters = 0;
-};
-
-struct HostField {
-  const char16_t* name;
-  Value data;
-  const char16_t* type;
-};
-
-// The host's own fields: what upload scripts typically read.
-std::vector<HostField> HostFieldList() {
-  return {
-      {u"Name", Value::String(u"Smith, John"), u"String"},
-      {u"Count", Value::Long(42), u"Long"},
-      {u"Small", Value::Integer(7), u"Integer"},
-      {u"Amount", Value::Double(12.5), u"Double"},
-      {u"VisitDate", Value::String(u"3/14/2002"), u"Date"},
-      {u"VisitTime", Value::String(u"9:30 AM"), u"String"},
-      {u"Admitted", Value::Date(kNow), u"Date"},
-      {u"Flag", Value::Boolean(true), u"Boolean"},
-      {u"Sep", Value::String(u"^"), u"String"},
-      {u"Zone", Value::String(u"-0500"), u"String"},
-      {u"Blank", Value::String(u""), u"String"},
-      {u"Code", Value::String(u"A)B,C\"D"), u"String"},
-  };
-}
-
-struct Host {
-  std::shared_ptr<components::DataFieldCollection> fields;
-  std::shared_ptr<components::ErrorRecorder> errors;
-  std::shared_ptr<CountingLog> log;
-  std::unique_ptr<Interpreter> interpreter;
-  std::vector<HostField> expected;
-  std::u16string ini_log_on;
-  std::u16string ini_log_off;
-  bool log_on = false;
-  int runs_without_reset = 0;
-};
-
-Host* g_host = nullptr;
-bool g_strict = false;
-// QORVINTR_FUZZ_AVOID_FFFF=1: U+FFFF in a script becomes U+FFFE, to fuzz on past that known
-// finding (the reader takes the character U+FFFF for its own "no character").
-bool g_avoid_ffff = false;
-std::u16string g_script;  // the script of the current run, for the failure message
-
-[[noreturn]] void Fail(const char* what) {
-  std::fprintf(stderr, "\n*** QorvIntr fuzz check failed: %s\n*** script (%zu code units): %s\n",
-               what, g_script.size(), automation::ToUtf8(g_script).c_str());
-  std::fflush(stderr);
-  std::abort();
-}
-
-std::u16string WriteIni(const std::filesystem::path& folder, const char* file,
-                        const char* content) {
-  std::filesystem::path path = folder / file;
-  std::ofstream out(path, std::ios::binary);
-  out << content;
-  out.close();
-  if (!out) {
-    std::fprintf(stderr, "cannot write %s\n", path.string().c_str());
-    std::abort();
-  }
-  return path.u16string();
-}
-
-// Creation and Init, as a host does it; the debug log follows the INI file named first.
-void InitInterpreter(Host& host, bool fresh) {
-  try {
-    if (fresh || !host.interpreter) {
-      host.interpreter.reset();
-      host.interpreter = std::make_unique<Interpreter>();
-    }
-    modDebugLog::ResetDebugLog();
-    std::u16string ini = host.log_on ? host.ini_log_on : host.ini_log_off;
-    host.interpreter->SetOrlinaIniFilename(ini);
-    contract::DataFieldsRef f = host.fields;
-    contract::HostErrorRef e = host.errors;
-    std::u16string system = u"Upload";
-    std::u16string application = u"HL7";
-    if (!host.interpreter->Init(f, e, system, application)) Fail("Init answered False");
-  } catch (...) {
-    Fail("an exception left the interpreter's creation or Init");
-  }
-}
-
-Host& SetUpHost() {
-  // Never destroyed: the interpreter's teardown touches the thread's module state, which is
-  // gone by the time static objects are destroyed at exit.
-  static Host& host = *new Host;
-  automation::SetClock([] { return kNow; });
-  host.log = std::make_shared<CountingLog>();
-  contract::RegisterCreator(contract::kLogProgId, [l = host.log] { return l; });
-  contract::RegisterCreator(contract::kDataFieldProgId,
-                            [] { return std::make_shared<components::DataFieldObject>(); });
-
-  std::error_code ec;
-  std::filesystem::path folder =
-      std::filesystem::temp_directory_path(ec) / ("qorvintr-fuzz-" + std::to_string(getpid()));
-  std::filesystem::create_directories(folder, ec);
-  static std::filesystem::path g_folder = folder;
-  std::atexit([] {
-    std::error_code ignored;
-    std::filesystem::remove_all(g_folder, ignored);
-  });
-  host.ini_log_on = WriteIni(folder, "on.ini", "[Upload]\r\nWriteDebugLog=True\r\n");
-  host.ini_log_off = WriteIni(folder, "off.ini", "[Upload]\r\nWriteDebugLog=False\r\n");
-
-  host.fields = std::make_shared<components::DataFieldCollection>();
-  host.expected = HostFieldList();
-  for (const HostField& f : host.expected) host.fields->Add(f.name, f.data, f.type);
-  host.errors = std::make_shared<components::ErrorRecorder>();
-  InitInterpreter(host, true);
-  return host;
-}
-
 std::u16string Decode(const std::uint8_t* data, std::size_t size, bool utf16) {
-  if (!utf16) return automation::FromUtf8(std::string_view(reinterpret_cast<const char*>(data), size));
+  if (!utf16) return qorvintr::automation::FromUtf8(std::string_view(reinterpret_cast<const char*>(data), size));
   std::u16string text(size / 2, u'\0');
   for (std::size_t i = 0; i < text.size(); ++i) {
     text[i] = static_cast<char16_t>(data[2 * i] | (data[2 * i + 1] << 8));
@@ -204,104 +31,22 @@ std::u16string Decode(const std::uint8_t* data, std::size_t size, bool utf16) {
   return text;
 }
 
-// When a run may answer no field. The driver pops whatever the evaluator leaves, and the
-// evaluator leaves the empty reference when nothing was pushed: a blank script (blanks, tabs,
-// line ends, or the end-of-text character 127, which the reader takes for the end), or a
-// built-in that failed. Failures are reported to the host, except DateCat's, which only goes to
-// the debug log. QORVINTR_FUZZ_STRICT=1 allows a blank script only.
-bool NoFieldAllowed(const Host& host) {
-  bool blank = true;
-  for (char16_t c : g_script) {
-    if (c != u' ' && c != u'\t' && c != u'\r' && c != u'\n' && c != 127) blank = false;
-  }
-  if (blank || g_strict) return blank;
-  if (!host.errors->Calls().empty()) return true;
-  return automation::UCase(g_script).find(u"DATECAT") != std::u16string::npos;
-}
-
-void CheckCollection(Host& host) {
-  const components::FieldCollection& col = host.fields->Fields();
-  if (col.size() != host.expected.size()) Fail("the host's collection changed size (a temporary left behind or a host field removed)");
-  std::size_t i = 0;
-  for (const auto& entry : col) {
-    const HostField& want = host.expected[i++];
-    if (entry.key != want.name) Fail("the host's collection holds a name that is not the host's");
-    if (!entry.field) Fail("the host's collection holds no object under a host name");
-    auto* field = dynamic_cast<components::DataFieldObject*>(entry.field.get());
-    if (!field) Fail("a host field was replaced by another object");
-    if (!field->DataRef().SameAs(want.data)) Fail("a host field's value changed");
-    if (field->NameRef() != want.name) Fail("a host field's name changed");
-  }
-}
-
-void RunOne(Host& host, std::u16string script) {
-  Interpreter& interpreter = *host.interpreter;
-  InterpreterSeam seam(interpreter);
-  const std::int16_t counter = seam.InstanceCounter();
-  contract::DataFieldRef result;
-  try {
-    result = interpreter.RealizeRegularExpression(script);
-  } catch (...) {
-    Fail("an exception left RealizeRegularExpression");
-  }
-  if (seam.InstanceCounter() != counter) Fail("the instance counter is not back where it was");
-  CheckCollection(host);
-  if (!result) {
-    if (!NoFieldAllowed(host)) {
-      Fail("no result field for a script that is not blank, and no failure to explain it");
-    }
-  } else {
-    // The answer must be readable like any field.
-    try {
-      (void)result->Name();
-      (void)result->DataType();
-      (void)result->Data();
-    } catch (...) {
-      Fail("the result field cannot be read");
-    }
-  }
-  host.errors->Clear();
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  const char* strict = std::getenv("QORVINTR_FUZZ_STRICT");
-  g_strict = strict && *strict == '1';
-  const char* avoid = std::getenv("QORVINTR_FUZZ_AVOID_FFFF");
-  g_avoid_ffff = avoid && *avoid == '1';
-  g_host = &SetUpHost();
+  qorvintr::fuzzing::SetUp();
   return 0;
+}
+
+std::u16string qorvintr::fuzzing::ScriptOfInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return {};
+  const bool utf16 = (data[0] & 0x03) == 0x03;
+  return Decode(data + 1, size - 1, utf16);
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  Host& host = *g_host;
-  const std::uint8_t mode = data[0];
-  const bool utf16 = (mode & 0x03) == 0x03;
-  const bool fresh = (mode & 0x04) != 0;
-  const bool keep_state = (mode & 0x08) != 0;
-  const bool log_on = (mode & 0x10) != 0;
-
-  if (fresh || log_on != host.log_on) {
-    host.log_on = log_on;
-    InitInterpreter(host, fresh);
-  }
-  g_script = Decode(data + 1, size - 1, utf16);
-  if (g_avoid_ffff) {
-    for (char16_t& c : g_script) {
-      if (c == 0xFFFF) c = 0xFFFE;
-    }
-  }
-  RunOne(host, g_script);
-
-  if (!keep_state || ++host.runs_without_reset >= kMaxRunsWithoutReset) {
-    host.interpreter->ResetMemory();
-    host.runs_without_reset = 0;
-    // After a reset no instance is open.
-    if (InterpreterSeam(*host.interpreter).InstanceCounter() != -1) {
-      Fail("ResetMemory left an instance open");
-    }
-  }
+  qorvintr::fuzzing::Run(qorvintr::fuzzing::ModeFromByte(data[0]),
+                         qorvintr::fuzzing::ScriptOfInput(data, size));
   return 0;
 }

@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# The long fuzzing campaign (not part of the test command): both fuzz targets of the fuzz-fast
+# build (optimised, no sanitizers, the harness's own checks on) take turns on one core, each
+# growing its own corpus, then each corpus is minimised and the totals are printed.
+#
+#   fuzz/campaign.sh [--minutes N] [--slice S] [--out DIR]
+#     N: total fuzzing time (default 80), S: minutes per turn (default 5),
+#     DIR: work folder (default build/campaign): corpora, findings and one log per turn.
+# The minimised corpora end up in DIR/min-scripts and DIR/min-structured; copying them over
+# fuzz/corpus and fuzz/corpus-structured keeps them in the repository.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+minutes=80 slice=5 out=$root/build/campaign
+while [ $# -gt 0 ]; do
+  case $1 in
+    --minutes) minutes=$2; shift 2 ;;
+    --slice) slice=$2; shift 2 ;;
+    --out) out=$2; shift 2 ;;
+    *) echo "campaign.sh: unknown argument $1" >&2; exit 2 ;;
+  esac
+done
+bin=$root/build/fuzz-fast/fuzz
+[ -x "$bin/fuzz_scripts" ] && [ -x "$bin/fuzz_structured" ] || {
+  echo "campaign.sh: build first: cmake --preset fuzz-fast && cmake --build --preset fuzz-fast --target fuzz_scripts fuzz_structured" >&2
+  exit 2
+}
+mkdir -p "$out/scripts" "$out/structured" "$out/findings" "$out/logs"
+# nice and one process (libFuzzer's default; -jobs would add a supervising process): the
+# machine is shared. New inputs go to the first folder, the work corpus; the seeds are only read.
+fuzz() {  # TARGET CORPUS SECONDS LOG SEEDS EXTRA...
+  local target=$1 corpus=$2 seconds=$3 log=$4 seeds=$5
+  shift 5
+  nice -n 10 "$bin/$target" -max_total_time="$seconds" -timeout=10 \
+    -print_final_stats=1 -artifact_prefix="$out/findings/$target-" "$@" \
+    "$out/$corpus" "$seeds" >"$log" 2>&1 || echo "turn $(basename "$log" .log): exit $? (see $log)"
+}
+end=$(( $(date +%s) + minutes * 60 ))
+turn=0
+while [ "$(date +%s)" -lt "$end" ]; do
+  left=$(( end - $(date +%s) ))
+  seconds=$(( slice * 60 < left ? slice * 60 : left ))
+  turn=$((turn + 1))
+  if [ $((turn % 2)) -eq 1 ]; then
+    fuzz fuzz_scripts scripts "$seconds" "$out/logs/$(printf %03d $turn)-scripts.log" \
+      "$root/fuzz/corpus" -dict="$root/fuzz/scripts.dict"
+  else
+    fuzz fuzz_structured structured "$seconds" "$out/logs/$(printf %03d $turn)-structured.log" \
+      "$root/fuzz/corpus-structured"
+  fi
+done
+
+# Minimising: the smallest set of inputs that keeps every feature the turns found.
+for target in scripts structured; do
+  rm -rf "$out/min-$target"
+  mkdir -p "$out/min-$target"
+  seed=$root/fuzz/corpus
+  [ "$target" = structured ] && seed=$root/fuzz/corpus-structured
+  nice -n 10 "$bin/fuzz_$target" -merge=1 -timeout=10 "$out/min-$target" "$seed" "$out/$target" \
+    >"$out/logs/merge-$target.log" 2>&1 || echo "merge of $target: exit $? (see $out/logs/merge-$target.log)"
+  echo "fuzz_$target: minimised corpus $(ls "$out/min-$target" | wc -l) files, $(du -sh "$out/min-$target" | cut -f1)"
+done
+
+# Totals: executions per target over all turns, and the last coverage each reached.
+for target in scripts structured; do
+  execs=$(cat "$out"/logs/*-"$target".log 2>/dev/null |
+          awk '/^stat::number_of_executed_units:/ { s += $2 } END { print s + 0 }')
+  last=$(ls "$out"/logs/*-"$target".log 2>/dev/null | tail -1)
+  cov=$(grep -a -E '^#[0-9]+[[:space:]]+(DONE|pulse|NEW|REDUCE)' "$last" 2>/dev/null | tail -1 |
+        grep -o -E 'cov: [0-9]+ ft: [0-9]+' || true)
+  echo "fuzz_$target: $execs executions, last $cov"
+done
+echo "findings: $(ls "$out/findings" | wc -l) file(s) in $out/findings"
