@@ -126,7 +126,13 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     PushHeld(name, level);
   } else if (IsDataField(word)) {
     // The host's own field: nothing to release later.
-    InstanceStack(level).Push(HostFields()->Item(word));
+    if (stock_fields_) {
+      const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, word);
+      if (!field) automation::Raise(automation::err::InvalidProcedureCall);
+      InstanceStack(level).Push(*field);
+    } else {
+      InstanceStack(level).Push(HostFields()->Item(word));
+    }
   } else if (IsFunction(word)) {
     // The function reads its own arguments and pushes its own value.
     // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
@@ -192,7 +198,14 @@ void Interpreter::CloseInstance(std::int16_t level, OnError& on_error) {
       if (entry.empty()) return;
       std::u16string name = std::move(entry);
       entry.clear();
-      HostFields()->Remove(name);
+      if (stock_fields_) {
+        // The stock Remove: a name not held raises 5.
+        if (!stock_fields_.try_remove(stock_fields_.collection, name)) {
+          automation::Raise(automation::err::InvalidProcedureCall);
+        }
+      } else {
+        HostFields()->Remove(name);
+      }
       RemoveAutoDataFieldNameFromList(name);
     });
   }

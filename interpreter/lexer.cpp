@@ -2,6 +2,7 @@
 // look-ahead and give-back, and classifies words.
 #include <string>
 
+#include "automation/chars.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/limits.h"
@@ -229,7 +230,13 @@ bool Interpreter::IsDateLiteral(std::u16string_view word) {
 
 bool Interpreter::IsDataField(std::u16string_view word) {
   return Trapped(u"IsDataField", kNoReport, false, [&] {
-    std::u16string name = support::modTools::ProperCase(automation::TrimView(word));
+    const std::u16string_view trimmed = automation::TrimView(word);
+    // The stock collection compares names without regard to case, and ProperCase changes only
+    // the case of an ASCII text: the text itself finds the same field.
+    if (stock_fields_ && automation::IsAsciiText(trimmed)) {
+      return stock_fields_.exists(stock_fields_.collection, trimmed);
+    }
+    std::u16string name = support::modTools::ProperCase(trimmed);
     return HostFields()->Exists(name);
   });
 }

@@ -60,53 +60,97 @@ std::u16string Interpreter::StripDateDelimiters(std::u16string_view text) {
   return StripDelimiters(text, u'#');
 }
 
-contract::DataFieldRef Interpreter::NewDataField() {
-  return contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
+bool Interpreter::StockCreator() {
+  const std::uint64_t generation = contract::stock::CreatorGeneration();
+  if (generation != creator_generation_) {
+    stock_creator_ = contract::stock::IsStockCreator(contract::kDataFieldProgId);
+    creator_generation_ = generation;
+  }
+  return stock_creator_;
 }
 
-std::u16string Interpreter::AddAutoField(contract::DataFieldRef& field) {
-  std::int16_t answer = HostFields()->AddObject(field);
-  if (answer == 0) return field->Name();
+namespace {
+// Pooled fields: enough for the temporaries of a usual script; a few looks for a free one, so
+// that a long script whose temporaries are all alive does not search the whole pool each time.
+constexpr std::size_t kPoolSize = 256;
+constexpr std::size_t kPoolLooks = 8;
+}  // namespace
+
+Interpreter::NewField Interpreter::NewTemporary() {
+  if (!StockCreator()) {
+    return NewField{contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId)};
+  }
+  const std::size_t size = field_pool_.size();
+  for (std::size_t look = 0; look < kPoolLooks && look < size; ++look) {
+    if (pool_next_ >= size) pool_next_ = 0;
+    std::shared_ptr<components::DataFieldObject>& pooled = field_pool_[pool_next_++];
+    if (pooled.use_count() == 1) {
+      // As the stock creator makes it: every member empty.
+      components::DataFieldObject& f = *pooled;
+      f.AssignName({});
+      f.AssignDataType({});
+      f.AssignDataClass({});
+      f.DataSlot() = Value();
+      return NewField{pooled, pooled.get()};
+    }
+  }
+  auto made = std::make_shared<components::DataFieldObject>();
+  if (size < kPoolSize) field_pool_.push_back(made);
+  components::DataFieldObject* raw = made.get();
+  return NewField{std::move(made), raw};
+}
+
+contract::DataFieldRef Interpreter::NewDataField() { return NewTemporary().ref; }
+
+std::u16string Interpreter::AddAutoField(NewField& field) {
+  if (stock_fields_ && field.stock) {
+    // The stock collection's AddObject: added under the field's Name, or not at all.
+    const std::u16string& name = field.stock->NameRef();
+    if (stock_fields_.try_add(stock_fields_.collection, field.ref, name)) return name;
+    return {};
+  }
+  std::int16_t answer = HostFields()->AddObject(field.ref);
+  if (answer == 0) return field.ref->Name();
   return {};
 }
 
 std::u16string Interpreter::CreateStringDataField(std::u16string_view text) {
   return Trapped(u"CreateStringDataField", u"CreateStringDataField", std::u16string{}, [&] {
-    contract::DataFieldRef field = NewDataField();
-    field->SetName(GetNewDataFieldName());
-    field->SetDataType(u"String");
-    field->SetData(Value::String(StripStringDelimiters(text)));
-    field->SetDataClass(std::u16string(kAuto));
+    NewField field = NewTemporary();
+    field.SetName(NextAutoDataFieldName());
+    field.SetDataType(u"String");
+    field.SetData(Value::String(StripStringDelimiters(text)));
+    field.SetDataClass(kAuto);
     return AddAutoField(field);
   });
 }
 
 std::u16string Interpreter::CreateOperatorDataField(std::u16string_view text) {
   return Trapped(u"CreateOperatorDataField", u"CreateOperatorDataField", std::u16string{}, [&] {
-    contract::DataFieldRef field = NewDataField();
-    field->SetName(GetNewDataFieldName());
-    field->SetDataType(u"Operator");
-    field->SetDataClass(std::u16string(kAuto));
-    field->SetData(Value::String(StripStringDelimiters(text)));
+    NewField field = NewTemporary();
+    field.SetName(NextAutoDataFieldName());
+    field.SetDataType(u"Operator");
+    field.SetDataClass(kAuto);
+    field.SetData(Value::String(StripStringDelimiters(text)));
     return AddAutoField(field);
   });
 }
 
 std::u16string Interpreter::CreateNumericDataField(std::u16string_view text) {
   return Trapped(u"CreateNumericDataField", u"CreateNumericDataField", std::u16string{}, [&] {
-    contract::DataFieldRef field = NewDataField();
-    field->SetName(GetNewDataFieldName());
-    field->SetDataClass(std::u16string(kAuto));
+    NewField field = NewTemporary();
+    field.SetName(NextAutoDataFieldName());
+    field.SetDataClass(kAuto);
     Value number_text = Value::String(text);
     double x = automation::CDbl(number_text);
     // Kept: a whole number beyond 32 bits overflows instead of becoming a Double (tests/interpreter_temporaries_test.cpp: Temporaries.NumericTextBeyond32BitsOverflows)
     std::int32_t r = automation::CLng(Value::Double(x));
     if (x != static_cast<double>(r)) {
-      field->SetDataType(u"Double");
-      field->SetData(Value::Double(x));
+      field.SetDataType(u"Double");
+      field.SetData(Value::Double(x));
     } else {
-      field->SetDataType(u"Long");
-      field->SetData(Value::Long(automation::CLng(number_text)));
+      field.SetDataType(u"Long");
+      field.SetData(Value::Long(automation::CLng(number_text)));
     }
     return AddAutoField(field);
   });
@@ -114,11 +158,11 @@ std::u16string Interpreter::CreateNumericDataField(std::u16string_view text) {
 
 std::u16string Interpreter::CreateDateDataField(std::u16string_view text) {
   return Trapped(u"CreateDateDataField", u"CreateDateDataField", std::u16string{}, [&] {
-    contract::DataFieldRef field = NewDataField();
-    field->SetName(GetNewDataFieldName());
-    field->SetDataType(u"Date");
-    field->SetDataClass(std::u16string(kAuto));
-    field->SetData(Value::Date(automation::CDate(Value::String(StripDateDelimiters(text)))));
+    NewField field = NewTemporary();
+    field.SetName(NextAutoDataFieldName());
+    field.SetDataType(u"Date");
+    field.SetDataClass(kAuto);
+    field.SetData(Value::Date(automation::CDate(Value::String(StripDateDelimiters(text)))));
     return AddAutoField(field);
   });
 }
@@ -126,55 +170,60 @@ std::u16string Interpreter::CreateDateDataField(std::u16string_view text) {
 std::u16string Interpreter::CreateDataFieldFromVariant(const Value& value) {
   return Trapped(u"CreateDataFieldFromVariant", u"CreateDataFieldFromVariant", std::u16string{},
                  [&] {
-    contract::DataFieldRef field = NewDataField();
-    field->SetName(GetNewDataFieldName());
+    NewField field = NewTemporary();
+    field.SetName(NextAutoDataFieldName());
     // The type name decides; an object's type name is its class name, so objects, Empty and
     // Null are kept unchanged as "Variant".
     // Kept: an object, Empty or Null becomes a "Variant" holding it (tests/interpreter_temporaries_test.cpp: Temporaries.FromVariantKeepsAnObjectAsVariant)
     switch (value.Type()) {
       case automation::VarType::String:
-        field->SetDataType(u"String");
-        field->SetData(Value::String(StripStringDelimiters(value.GetString())));
+        field.SetDataType(u"String");
+        field.SetData(Value::String(StripStringDelimiters(value.GetString())));
         break;
       case automation::VarType::Long:
-        field->SetDataType(u"Long");
-        field->SetData(value);
+        field.SetDataType(u"Long");
+        field.SetData(value);
         break;
       case automation::VarType::Integer:
-        field->SetDataType(u"Integer");
-        field->SetData(value);
+        field.SetDataType(u"Integer");
+        field.SetData(value);
         break;
       case automation::VarType::Boolean:
-        field->SetDataType(u"Boolean");
-        field->SetData(value);
+        field.SetDataType(u"Boolean");
+        field.SetData(value);
         break;
       case automation::VarType::Single:
-        field->SetDataType(u"Single");
-        field->SetData(value);
+        field.SetDataType(u"Single");
+        field.SetData(value);
         break;
       case automation::VarType::Double:
-        field->SetDataType(u"Double");
-        field->SetData(value);
+        field.SetDataType(u"Double");
+        field.SetData(value);
         break;
       case automation::VarType::Date: {
         // Kept: a date makes a round trip through its text, to whole seconds (tests/interpreter_temporaries_test.cpp: Temporaries.FromVariantDateRoundTripsThroughTextToWholeSeconds)
         std::u16string text = StripDateDelimiters(automation::DateToText(value.GetDate()));
-        field->SetDataType(u"Date");
-        field->SetData(Value::Date(automation::CDate(Value::String(std::move(text)))));
+        field.SetDataType(u"Date");
+        field.SetData(Value::Date(automation::CDate(Value::String(std::move(text)))));
         break;
       }
       default:
-        field->SetDataType(u"Variant");
-        field->SetData(value);
+        field.SetDataType(u"Variant");
+        field.SetData(value);
         break;
     }
-    field->SetDataClass(std::u16string(kAuto));
+    field.SetDataClass(kAuto);
     return AddAutoField(field);
   });
 }
 
-std::u16string Interpreter::GetNewDataFieldName() {
-  return Trapped(u"GetNewDataFieldName", u"GetNewDataFieldName", std::u16string{}, [&] {
+std::u16string Interpreter::GetNewDataFieldName() { return NextAutoDataFieldName(); }
+
+const std::u16string& Interpreter::NextAutoDataFieldName() {
+  static const std::u16string kNone;
+  const std::u16string* failure = &kNone;
+  return *Trapped(u"GetNewDataFieldName", u"GetNewDataFieldName", failure,
+                  [&]() -> const std::u16string* {
     for (;;) {
       auto_name_top_ = Add16(auto_name_top_, 1);
       if (modTools::IsArrayEmpty(auto_names_)) {
@@ -183,12 +232,12 @@ std::u16string Interpreter::GetNewDataFieldName() {
       } else if (auto_name_top_ > auto_names_.UBound()) {
         auto_names_.ReDimPreserve(0, Add16(auto_name_top_, kGrowth));
       }
-      std::u16string candidate;
       const std::u16string* previous =
           auto_name_top_ >= 1 ? &auto_names_(auto_name_top_ - 1) : nullptr;
       const std::int32_t known = previous ? AutoNumber(*previous) : 0;
+      std::u16string& candidate = auto_names_(auto_name_top_);
       if (known >= 0) {
-        // The usual case, read and written directly: the general steps below give the same.
+        // The usual case, written in place: the general steps below give the same.
         const std::int16_t next = Add16(static_cast<std::int16_t>(known), 1);
         candidate.reserve(kAutoPrefix.size() + kMostDigits);
         candidate = kAutoPrefix;
@@ -197,13 +246,12 @@ std::u16string Interpreter::GetNewDataFieldName() {
         std::u16string base = *previous;
         std::int16_t n = automation::CInt(Value::String(automation::Mid(base, 7)));
         std::int16_t next = Add16(n, 1);
-        candidate = automation::Left(base, 6);
-        automation::AppendDecimal(candidate, next);
-        candidate = modTools::ProperCase(candidate);
+        std::u16string made = automation::Left(base, 6);
+        automation::AppendDecimal(made, next);
+        candidate = modTools::ProperCase(made);
       }
-      auto_names_(auto_name_top_) = candidate;
       // Kept: a name a host field has is skipped and stays in the list (tests/interpreter_temporaries_test.cpp: Temporaries.AHostFieldNamedAutodf1IsSkippedAndItsNameStaysInTheList)
-      if (!IsDataField(candidate)) return candidate;
+      if (!IsDataField(candidate)) return &auto_names_(auto_name_top_);
     }
   });
 }
@@ -241,7 +289,14 @@ std::u16string Interpreter::AddNameToHoldArray(const std::u16string& name, std::
 }
 
 void Interpreter::PushHeld(std::u16string& name, std::int16_t level) {
-  InstanceStack(level).Push(HostFields()->Item(name));
+  if (stock_fields_) {
+    // The stock Item: a name not held raises 5.
+    const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, name);
+    if (!field) automation::Raise(automation::err::InvalidProcedureCall);
+    InstanceStack(level).Push(*field);
+  } else {
+    InstanceStack(level).Push(HostFields()->Item(name));
+  }
   AddNameToHoldArray(name, level);
 }
 

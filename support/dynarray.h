@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <new>
 #include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -45,7 +46,22 @@ void ResizeOrRaise(Vector& v, std::size_t n) {
 inline constexpr std::size_t kMaxReusedElements = 4096;
 
 template <class T>
+void ResetElement(T& item) {
+  item = T();
+}
+template <class C>
+void ResetElement(std::basic_string<C>& item) noexcept {
+  item.clear();
+}
+
+template <class T>
 void Refill(std::vector<T>& v, std::size_t n) {
+  if (n == v.size() && n <= kMaxReusedElements) {
+    // The same shape again (a reset between scripts): each element back to its default value
+    // in place, which for a text keeps the storage it has.
+    for (T& item : v) ResetElement(item);
+    return;
+  }
   if (n <= v.capacity() && v.capacity() <= kMaxReusedElements) {
     v.clear();
     v.resize(n);  // within the capacity: nothing is allocated
