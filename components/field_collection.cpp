@@ -45,8 +45,39 @@ namespace {
 constexpr std::size_t kNoSlot = static_cast<std::size_t>(-1);
 constexpr std::size_t kFirstSlots = 16;
 
+// The index's hash of the folded key, four code units at a time. A block of ASCII units is
+// folded all at once; any other block unit by unit. Either way the same folded units go in, so
+// a key and its other-cased forms hash alike.
+inline std::uint64_t FoldAsciiBlock(std::uint64_t block) noexcept {
+  // Per 16-bit lane (each below 0x80, so no carry crosses lanes): 0x80 set when the unit is
+  // 'A' or above, cleared again when it is above 'Z'; that bit moved down is the 0x20 of case.
+  constexpr std::uint64_t kLanes = 0x0001000100010001ull;
+  const std::uint64_t from_a = block + kLanes * (0x80 - u'A');
+  const std::uint64_t past_z = block + kLanes * (0x80 - u'Z' - 1);
+  const std::uint64_t upper = from_a & ~past_z & (kLanes * 0x80);
+  return block | (upper >> 2);
+}
+
 inline std::uint32_t Hash32(std::u16string_view key) noexcept {
-  const std::uint64_t h = FoldedKeyHash{}(key);
+  std::uint64_t h = 0x9E3779B97F4A7C15ull ^ key.size();
+  std::size_t i = 0;
+  for (; i < key.size(); i += 4) {
+    const std::size_t n = key.size() - i < 4 ? key.size() - i : 4;
+    std::uint64_t block = 0;
+    bool ascii = true;
+    for (std::size_t k = 0; k < n; ++k) {
+      block |= std::uint64_t{key[i + k]} << (16 * k);
+      if (key[i + k] >= 0x80) ascii = false;
+    }
+    if (ascii) {
+      block = FoldAsciiBlock(block);
+    } else {
+      block = 0;
+      for (std::size_t k = 0; k < n; ++k) block |= std::uint64_t{FoldKeyChar(key[i + k])} << (16 * k);
+    }
+    h = (h ^ block) * 0xFF51AFD7ED558CCDull;
+    h ^= h >> 29;
+  }
   return static_cast<std::uint32_t>(h ^ (h >> 32));
 }
 }  // namespace

@@ -239,7 +239,6 @@ const std::u16string& Interpreter::NextAutoDataFieldName() {
       if (known >= 0) {
         // The usual case, written in place: the general steps below give the same.
         const std::int16_t next = Add16(static_cast<std::int16_t>(known), 1);
-        candidate.reserve(kAutoPrefix.size() + kMostDigits);
         candidate = kAutoPrefix;
         automation::AppendDecimal(candidate, next);
       } else {
