@@ -87,7 +87,11 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
           // forever; it ends here as the reader's own error.
           // Departure: the driver at the read limit answers the "Error" field (tests/interpreter_driver_test.cpp: Scripts.AScriptBeyondTheReadLimitAnswersTheErrorFieldInsteadOfLooping)
           if (position >= kReadLimit) RaiseReadLimit();
-          word = automation::Trim(GetNextWord(level));
+          word = GetNextWord(level);
+          // Its words come trimmed already; trimming again would only copy them.
+          if (!word.empty() && (word.front() == u' ' || word.back() == u' ')) {
+            word = automation::Trim(word);
+          }
           // Asked on every word: a level without its stack fails here, before the word is used.
           (void)InstanceStack(level);
           state = state == DriverState::kOperandExpected ? ReadOperand(level, word, depth)

@@ -174,7 +174,17 @@ std::u16string Interpreter::GetLiteralDate(std::int16_t level) {
 
 bool Interpreter::IsFunction(std::u16string_view word) {
   return Trapped(u"IsFunction", u"IsFunction", false, [&] {
-    std::u16string upper = automation::UCase(automation::TrimView(word));
+    const std::u16string_view trimmed = automation::TrimView(word);
+    // A short ASCII word is upper-cased on the stack: UCase gives the same units.
+    constexpr std::size_t kShortWord = 32;
+    if (trimmed.size() <= kShortWord && automation::IsAsciiText(trimmed)) {
+      char16_t units[kShortWord];
+      for (std::size_t i = 0; i < trimmed.size(); ++i) units[i] = automation::AsciiUpper(trimmed[i]);
+      const std::u16string_view upper(units, trimmed.size());
+      if (upper.empty() || upper == u" ") return false;
+      return function_list_upper_.find(upper) != std::u16string::npos;
+    }
+    std::u16string upper = automation::UCase(trimmed);
     if (upper.empty() || upper == u" ") return false;
     // Kept: any piece of the list counts, "DATE" and "AT" included (tests/interpreter_lexer_test.cpp: Lexer.IsFunctionIsACaseBlindSubstringSearch)
     return function_list_upper_.find(upper) != std::u16string::npos;
