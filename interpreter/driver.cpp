@@ -130,13 +130,7 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     PushHeld(name, level);
   } else if (IsDataField(word)) {
     // The host's own field: nothing to release later.
-    if (stock_fields_) {
-      const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, word);
-      if (!field) automation::Raise(automation::err::InvalidProcedureCall);
-      InstanceStack(level).Push(*field);
-    } else {
-      InstanceStack(level).Push(HostFields()->Item(word));
-    }
+    PushItem(word, level);
   } else if (IsFunction(word)) {
     // The function reads its own arguments and pushes its own value.
     // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)

@@ -179,6 +179,8 @@ class Interpreter {
   // The name is by reference because the collection takes it so; the name recorded is the one
   // the collection left.
   void PushHeld(std::u16string& name, std::int16_t level);
+  // Pushes the collection's Item of the name as it comes (PushHeld without the hold slot).
+  void PushItem(std::u16string& name, std::int16_t level);
   void PushHeldChecked(std::u16string& name, std::int16_t level);
 
   // ---- Built-in functions (builtins/, one file per family) --------------------------------

@@ -287,15 +287,20 @@ std::u16string Interpreter::AddNameToHoldArray(const std::u16string& name, std::
   });
 }
 
-void Interpreter::PushHeld(std::u16string& name, std::int16_t level) {
+void Interpreter::PushItem(std::u16string& name, std::int16_t level) {
+  support::Stack& stack = InstanceStack(level);
   if (stock_fields_) {
     // The stock Item: a name not held raises 5.
     const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, name);
     if (!field) automation::Raise(automation::err::InvalidProcedureCall);
-    InstanceStack(level).Push(*field);
+    stack.Push(*field);
   } else {
-    InstanceStack(level).Push(HostFields()->Item(name));
+    stack.Push(HostFields()->Item(name));
   }
+}
+
+void Interpreter::PushHeld(std::u16string& name, std::int16_t level) {
+  PushItem(name, level);
   AddNameToHoldArray(name, level);
 }
 
