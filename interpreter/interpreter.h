@@ -106,6 +106,8 @@ class Interpreter {
   bool IsFunction(std::u16string_view word);
   bool IsOperator(std::u16string_view word);
   bool IsDelimiter(std::u16string_view text);
+  // An ASCII character that is none of the characters the word reader treats apart.
+  bool IsPlainChar(char16_t c) const noexcept;
   bool IsStringLiteral(std::u16string_view word);
   bool IsDateLiteral(std::u16string_view word);
   bool IsDataField(std::u16string_view word);
@@ -284,8 +286,10 @@ class Interpreter {
   void InjectFault(std::u16string_view title) {
     if (fault_injector_) fault_injector_(title);
   }
+  bool FaultsInjected() const noexcept { return static_cast<bool>(fault_injector_); }
 #else
   static void InjectFault(std::u16string_view) noexcept {}
+  static constexpr bool FaultsInjected() noexcept { return false; }
 #endif
 };
 
