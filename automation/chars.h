@@ -3,6 +3,8 @@
 // Full Unicode case mapping lives in text.h (UCase/LCase); these are the cheap ASCII forms that
 // names, keywords and format tokens are compared with.
 
+#include <string_view>
+
 namespace qorvintr::automation {
 
 constexpr bool IsAsciiDigit(char16_t c) noexcept { return c >= u'0' && c <= u'9'; }
@@ -15,6 +17,13 @@ constexpr char16_t AsciiLower(char16_t c) noexcept {
 }
 constexpr char16_t AsciiUpper(char16_t c) noexcept {
   return IsAsciiLower(c) ? static_cast<char16_t>(c - (u'a' - u'A')) : c;
+}
+
+constexpr bool IsAsciiText(std::u16string_view text) noexcept {
+  for (char16_t c : text) {
+    if (c >= 0x80) return false;
+  }
+  return true;
 }
 
 // The blanks the platform's number and date parsers step over (the same set in both): the

@@ -23,6 +23,7 @@
 #include "automation/text.h"
 #include "qorvintr/value.h"
 #include "qorvintr/components/data_field.h"
+#include "qorvintr/components/defaults.h"
 #include "qorvintr/components/error_recorder.h"
 #include "qorvintr/components/field_collection.h"
 #include "qorvintr/contract/creation.h"
@@ -408,8 +409,8 @@ void ShowResults() {
 
 int main(int argc, char** argv) {
   automation::SetClock([] { return kNow; });
-  contract::RegisterCreator(contract::kDataFieldProgId,
-                            [] { return std::make_shared<components::DataFieldObject>(); });
+  // The stock components, as a C++ host registers them.
+  components::RegisterDefaultComponents();
   const char* show = std::getenv("QORVINTR_BENCH_SHOW");
   if (show && *show == '1') ShowResults();
   RegisterCorpus();

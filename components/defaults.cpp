@@ -5,12 +5,14 @@
 #include "qorvintr/components/data_field.h"
 #include "qorvintr/components/log_writer.h"
 #include "qorvintr/contract/creation.h"
+#include "contract/stock.h"
 
 namespace qorvintr::components {
 
 int RegisterDefaultComponents() {
   int registered = 0;
-  if (contract::RegisterCreatorIfAbsent(contract::kDataFieldProgId, [] {
+  // Marked as the stock creator: the interpreter may then make such fields itself.
+  if (contract::stock::RegisterStockCreatorIfAbsent(contract::kDataFieldProgId, [] {
         return std::static_pointer_cast<automation::Object>(std::make_shared<DataFieldObject>());
       })) {
     ++registered;

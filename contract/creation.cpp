@@ -1,5 +1,6 @@
 #include "qorvintr/contract/creation.h"
 
+#include <atomic>
 #include <mutex>
 #include <shared_mutex>
 #include <string>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "automation/chars.h"
+#include "contract/stock.h"
 
 namespace qorvintr::contract {
 
@@ -20,6 +22,7 @@ bool SameProgId(std::u16string_view a, std::u16string_view b) noexcept {
 struct Entry {
   std::u16string prog_id;
   std::shared_ptr<const Creator> creator;
+  bool stock = false;
 };
 
 // A handful of identifiers at most: a flat list scanned under a shared lock is the cheapest
@@ -27,6 +30,7 @@ struct Entry {
 struct Registry {
   std::shared_mutex mutex;
   std::vector<Entry> entries;
+  std::atomic<std::uint64_t> generation{0};
 
   Entry* Find(std::u16string_view prog_id) noexcept {
     for (Entry& e : entries) {
@@ -51,21 +55,30 @@ void RegisterCreator(std::u16string_view prog_id, Creator creator) {
   auto shared = std::make_shared<const Creator>(std::move(creator));
   Registry& r = TheRegistry();
   std::unique_lock lock(r.mutex);
+  r.generation.fetch_add(1, std::memory_order_release);
   if (Entry* e = r.Find(prog_id)) {
     e->creator = std::move(shared);
+    e->stock = false;
   } else {
     r.entries.push_back(Entry{std::u16string(prog_id), std::move(shared)});
   }
 }
 
-bool RegisterCreatorIfAbsent(std::u16string_view prog_id, Creator creator) {
+namespace {
+bool AddIfAbsent(std::u16string_view prog_id, Creator creator, bool stock) {
   if (!creator) return false;
   auto shared = std::make_shared<const Creator>(std::move(creator));
   Registry& r = TheRegistry();
   std::unique_lock lock(r.mutex);
   if (r.Find(prog_id)) return false;
-  r.entries.push_back(Entry{std::u16string(prog_id), std::move(shared)});
+  r.entries.push_back(Entry{std::u16string(prog_id), std::move(shared), stock});
+  r.generation.fetch_add(1, std::memory_order_release);
   return true;
+}
+}  // namespace
+
+bool RegisterCreatorIfAbsent(std::u16string_view prog_id, Creator creator) {
+  return AddIfAbsent(prog_id, std::move(creator), false);
 }
 
 bool UnregisterCreator(std::u16string_view prog_id) {
@@ -74,6 +87,7 @@ bool UnregisterCreator(std::u16string_view prog_id) {
   for (auto it = r.entries.begin(); it != r.entries.end(); ++it) {
     if (SameProgId(it->prog_id, prog_id)) {
       r.entries.erase(it);
+      r.generation.fetch_add(1, std::memory_order_release);
       return true;
     }
   }
@@ -101,3 +115,36 @@ automation::ObjectRef CreateObject(std::u16string_view prog_id) {
 }
 
 }  // namespace qorvintr::contract
+
+namespace qorvintr::contract::stock {
+
+bool RegisterStockCreatorIfAbsent(std::u16string_view prog_id, Creator creator) {
+  return AddIfAbsent(prog_id, std::move(creator), true);
+}
+
+bool IsStockCreator(std::u16string_view prog_id) {
+  Registry& r = TheRegistry();
+  std::shared_lock lock(r.mutex);
+  const Entry* e = r.Find(prog_id);
+  return e != nullptr && e->stock;
+}
+
+std::uint64_t CreatorGeneration() noexcept {
+  return TheRegistry().generation.load(std::memory_order_acquire);
+}
+
+namespace {
+std::atomic<FieldsProbe> g_fields_probe{nullptr};
+}  // namespace
+
+void SetFieldsProbe(FieldsProbe probe) noexcept {
+  g_fields_probe.store(probe, std::memory_order_release);
+}
+
+FieldsView ProbeFields(DataFields* fields) noexcept {
+  FieldsProbe probe = g_fields_probe.load(std::memory_order_acquire);
+  if (fields == nullptr || probe == nullptr) return {};
+  return probe(*fields);
+}
+
+}  // namespace qorvintr::contract::stock

@@ -89,7 +89,11 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
           // forever; it ends here as the reader's own error.
           // Departure: the driver at the read limit answers the "Error" field (tests/interpreter_driver_test.cpp: Scripts.AScriptBeyondTheReadLimitAnswersTheErrorFieldInsteadOfLooping)
           if (position >= kReadLimit) RaiseReadLimit();
-          word = automation::Trim(GetNextWord(level));
+          word = GetNextWord(level);
+          // Its words come trimmed already; trimming again would only copy them.
+          if (!word.empty() && (word.front() == u' ' || word.back() == u' ')) {
+            word = automation::Trim(word);
+          }
           Notify([&](RunListener& l) { l.OnWord(level, word); });
           // Asked on every word: a level without its stack fails here, before the word is used.
           (void)InstanceStack(level);
@@ -130,7 +134,7 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     PushHeld(name, level);
   } else if (IsDataField(word)) {
     // The host's own field: nothing to release later.
-    InstanceStack(level).Push(HostFields()->Item(word));
+    PushItem(word, level);
     Notify([&](RunListener& l) { l.OnPush(level, word, InstanceStack(level).PeekStack(), false); });
   } else if (IsFunction(word)) {
     // The function reads its own arguments and pushes its own value.
@@ -197,7 +201,14 @@ void Interpreter::CloseInstance(std::int16_t level, OnError& on_error) {
       if (entry.empty()) return;
       std::u16string name = std::move(entry);
       entry.clear();
-      HostFields()->Remove(name);
+      if (stock_fields_) {
+        // The stock Remove: a name not held raises 5.
+        if (!stock_fields_.try_remove(stock_fields_.collection, name)) {
+          automation::Raise(automation::err::InvalidProcedureCall);
+        }
+      } else {
+        HostFields()->Remove(name);
+      }
       RemoveAutoDataFieldNameFromList(name);
       Notify([&](RunListener& l) { l.OnRemove(level, name); });
     });

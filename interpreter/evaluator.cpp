@@ -1,10 +1,12 @@
 // The expression evaluator: reduces an instance's stack three items at a time (right operand,
 // operator, left operand) into new temporaries, with no precedence of its own.
 #include <string>
+#include <typeinfo>
 
 #include "qorvintr/convert.h"
 #include "automation/operators.h"
 #include "automation/text.h"
+#include "qorvintr/components/data_field.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/limits.h"
 #include "interpreter/trap.h"
@@ -23,9 +25,28 @@ contract::DataField& Item(const contract::DataFieldRef& item) {
   return *item;
 }
 
+// A field that is exactly the stock one reads its members without copies (nothing the host
+// wrote runs on such a read); any other field is asked through its members, as always.
+const components::DataFieldObject* Stock(contract::DataField& field) noexcept {
+  return typeid(field) == typeid(components::DataFieldObject)
+             ? static_cast<const components::DataFieldObject*>(&field)
+             : nullptr;
+}
+const Value& ReadData(contract::DataField& field, Value& holder) {
+  if (const components::DataFieldObject* stock = Stock(field)) return stock->DataRef();
+  holder = field.Data();
+  return holder;
+}
+const std::u16string& ReadDataType(contract::DataField& field, std::u16string& holder) {
+  if (const components::DataFieldObject* stock = Stock(field)) return stock->DataTypeRef();
+  holder = field.DataType();
+  return holder;
+}
+
 // The text of a field's Data, as a String parameter receives it.
 std::u16string DataText(const contract::DataFieldRef& field) {
-  return automation::CStr(Item(field).Data());
+  Value holder;
+  return automation::CStr(ReadData(Item(field), holder));
 }
 
 // "If value = 0": a numeric comparison with the whole number 0, as the language compares a
@@ -42,25 +63,29 @@ UnifyRule Unify(contract::DataField& left, contract::DataField& right, Value& lv
   // The date test is made on the left item only (twice on the platform; once suffices, it has
   // no side effects).
   // Kept: only the left item is tested for a date (tests/interpreter_evaluator_test.cpp: Evaluator.ADateTextOnTheRightIsNotTestedSoTheTextsCompare)
-  Value left_data = left.Data();
+  Value left_holder;
+  Value right_holder;
+  const Value& left_data = ReadData(left, left_holder);
   if (automation::IsDate(left_data)) {
     lv = Value::Date(automation::CDate(left_data));
-    rv = Value::Date(automation::CDate(right.Data()));
+    rv = Value::Date(automation::CDate(ReadData(right, right_holder)));
     return UnifyRule::kDates;
   }
-  std::u16string left_type = left.DataType();
-  std::u16string right_type = right.DataType();
+  std::u16string left_type_holder;
+  std::u16string right_type_holder;
+  const std::u16string& left_type = ReadDataType(left, left_type_holder);
+  const std::u16string& right_type = ReadDataType(right, right_type_holder);
   if (left_type == right_type) {
-    lv = std::move(left_data);
-    rv = right.Data();
+    lv = left_data;
+    rv = ReadData(right, right_holder);
     return UnifyRule::kSameType;
   }
   if ((left_type == u"Date" && right_type != u"Date") || !automation::IsNumeric(left_data)) {
     lv = Value::String(automation::CStr(left_data));
-    rv = Value::String(automation::CStr(right.Data()));
+    rv = Value::String(automation::CStr(ReadData(right, right_holder)));
     return UnifyRule::kTexts;
   }
-  Value right_data = right.Data();
+  const Value& right_data = ReadData(right, right_holder);
   if (!automation::IsNumeric(right_data)) {
     lv = Value::String(automation::CStr(left_data));
     rv = Value::String(automation::CStr(right_data));
@@ -187,7 +212,8 @@ bool Interpreter::EvaluateExpression(std::int16_t level) {
         continue;
       }
       // Kept: an operand in the operator's place drops the two items (tests/interpreter_evaluator_test.cpp: Evaluator.TwoOperandsWithNoOperatorLeaveOnlyTheUpperOne)
-      if (Item(op).DataType() != u"Operator") {
+      std::u16string type_holder;
+      if (ReadDataType(Item(op), type_holder) != u"Operator") {
         op_text.clear();
         continue;
       }

@@ -114,7 +114,7 @@ bool Interpreter::Init(const contract::DataFieldsRef& data_fields,
     // What the scripts need is kept first: settings the log cannot use (a LogSize or NumLogs
     // beyond 32 bits) still fail Init, but no longer every script after it.
     // Departure: Init keeps the collection, the error object and the names before it reads the log's settings (tests/fault_settings_test.cpp: HostileSettings.LogSizesAndCountsAtAndBeyondTheirLimitsChangeNoAnswer)
-    data_fields_ = data_fields;
+    KeepDataFields(data_fields);
     error_object_ = error_object;
     system_name_ = Value::String(system);
     application_name_ = Value::String(application);
@@ -221,6 +221,11 @@ void Interpreter::ResetMemory() noexcept {
 
 // ---- Per-instance state ---------------------------------------------------------------------
 
+void Interpreter::KeepDataFields(contract::DataFieldsRef data_fields) {
+  stock_fields_ = contract::stock::ProbeFields(data_fields.get());
+  data_fields_ = std::move(data_fields);
+}
+
 contract::DataFieldsRef Interpreter::HostFields() const {
   if (!data_fields_) automation::Raise(automation::err::ObjectVariableNotSet);
   return data_fields_;
@@ -233,6 +238,13 @@ contract::DataFieldRef Interpreter::HostField(std::u16string& name) const {
 }
 
 contract::DataFieldRef Interpreter::MColField(std::u16string_view name) const {
+  if (stock_fields_) {
+    // mCol of the stock collection is the FieldCollection: a name not held raises 5.
+    const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, name);
+    if (!field) automation::Raise(automation::err::InvalidProcedureCall);
+    if (!*field) automation::Raise(automation::err::ObjectVariableNotSet);
+    return *field;
+  }
   contract::KeyedCollectionRef inner = HostFields()->mCol();
   if (!inner) automation::Raise(automation::err::ObjectVariableNotSet);
   contract::DataFieldRef field = inner->Item(name);

@@ -13,10 +13,13 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "qorvintr/components/data_field.h"
 #include "qorvintr/value.h"
 #include "qorvintr/contract/data_field.h"
 #include "qorvintr/contract/host_error.h"
+#include "contract/stock.h"
 #include "interpreter/limits.h"
 #include "interpreter/listener.h"
 #include "support/dynarray.h"
@@ -46,7 +49,7 @@ class Interpreter {
   // the caller's error and raises 9 "Subscript out of range" (this member has no error trap).
   // The index is by reference, as the dispatch interface passes it.
   void SetStrExpression(std::int16_t& index, std::u16string text);
-  void SetDataFields(contract::DataFieldsRef data_fields) { data_fields_ = std::move(data_fields); }
+  void SetDataFields(contract::DataFieldsRef data_fields) { KeepDataFields(std::move(data_fields)); }
   contract::DataFieldsRef DataFields() const { return data_fields_; }
   // Reads the debug log's settings, writes the version banner, and keeps the collection, the
   // error object and the two names for the reports. False when that failed.
@@ -106,6 +109,8 @@ class Interpreter {
   bool IsFunction(std::u16string_view word);
   bool IsOperator(std::u16string_view word);
   bool IsDelimiter(std::u16string_view text);
+  // An ASCII character that is none of the characters the word reader treats apart.
+  bool IsPlainChar(char16_t c) const noexcept;
   bool IsStringLiteral(std::u16string_view word);
   bool IsDateLiteral(std::u16string_view word);
   bool IsDataField(std::u16string_view word);
@@ -135,18 +140,45 @@ class Interpreter {
   std::u16string CreateDateDataField(std::u16string_view text);
   std::u16string CreateDataFieldFromVariant(const automation::Value& value);
   std::u16string GetNewDataFieldName();
+  // GetNewDataFieldName's steps and trap, answering the name where the list keeps it (the empty
+  // text on failure): valid until the list changes.
+  const std::u16string& NextAutoDataFieldName();
   bool RemoveAutoDataFieldNameFromList(std::u16string_view name);
   std::u16string AddNameToHoldArray(const std::u16string& name, std::int16_t level);
   contract::DataFieldRef NewDataField();
+  // A new temporary. When the stock creator is the registered one the interpreter makes the
+  // field itself (from a pool of fields nobody else holds) and writes its members directly: the
+  // host cannot tell, since the stock creator would give the same empty field.
+  struct NewField {
+    contract::DataFieldRef ref;
+    components::DataFieldObject* stock = nullptr;
+    void SetName(std::u16string_view name) {
+      if (stock) stock->AssignName(name); else ref->SetName(std::u16string(name));
+    }
+    void SetDataType(std::u16string_view type) {
+      if (stock) stock->AssignDataType(type); else ref->SetDataType(std::u16string(type));
+    }
+    void SetDataClass(std::u16string_view data_class) {
+      if (stock) stock->AssignDataClass(data_class);
+      else ref->SetDataClass(std::u16string(data_class));
+    }
+    void SetData(automation::Value value) {
+      if (stock) stock->DataSlot() = std::move(value); else ref->SetData(value);
+    }
+  };
+  NewField NewTemporary();
+  bool StockCreator();
   // Adds the field, named taken, to the host's collection; answers its Name, or nothing when the
   // collection refused it.
-  std::u16string AddAutoField(contract::DataFieldRef& field, std::u16string& taken);
+  std::u16string AddAutoField(NewField& field, std::u16string& taken);
   // The Create*DataField procedures' common steps under the trap of that title: a new field,
   // named from the list, filled, added.
   template <class Fill>
   std::u16string CreateTemporary(std::u16string_view title, Fill&& fill);
   // Takes the name off the top of the list of temporaries' names, if it is there.
   void GiveBackName(const std::u16string& name) noexcept;
+  // Keeps the host's collection, and the direct view of it when it is the stock one.
+  void KeepDataFields(contract::DataFieldsRef data_fields);
   // Pushes the temporary of that name on the level's stack and records it in the level's hold
   // slots, so that the level's run removes it again. The two differ in the lookup, and each
   // caller keeps the one it has always had:
@@ -160,9 +192,11 @@ class Interpreter {
   // The name is by reference because the collection takes it so; the name recorded is the one
   // the collection left.
   void PushHeld(std::u16string& name, std::int16_t level);
+  // Pushes the collection's Item of the name as it comes (PushHeld without the hold slot).
+  void PushItem(std::u16string& name, std::int16_t level);
   void PushHeldChecked(std::u16string& name, std::int16_t level);
-  template <class Lookup>
-  void HoldAndPush(std::u16string& name, std::int16_t level, Lookup&& lookup);
+  template <class Push>
+  void HoldAndPush(std::u16string& name, std::int16_t level, Push&& push);
 
   // ---- Built-in functions (builtins/, one file per family) --------------------------------
   automation::Value PerformFunction(std::u16string_view function, std::int16_t level);
@@ -240,7 +274,14 @@ class Interpreter {
   AsciiSet operator_chars_;
   support::DynArray<support::StackRef> stacks_;
   contract::DataFieldsRef data_fields_;
+  contract::stock::FieldsView stock_fields_;  // set when data_fields_ is the stock collection
   contract::HostErrorRef error_object_;
+  // Whether the registered creator of data fields is the stock one, as of a registry generation.
+  std::uint64_t creator_generation_ = ~std::uint64_t{0};
+  bool stock_creator_ = false;
+  // Fields the interpreter made; one that only the pool holds is free for the next temporary.
+  std::vector<std::shared_ptr<components::DataFieldObject>> field_pool_;
+  std::size_t pool_next_ = 0;
   // The temporaries' names, in the order made (AutoNameList and AutoNameTop).
   support::DynArray<std::u16string> auto_names_;
   std::int16_t auto_name_top_ = 0;
@@ -264,8 +305,10 @@ class Interpreter {
   void InjectFault(std::u16string_view title) {
     if (fault_injector_) fault_injector_(title);
   }
+  bool FaultsInjected() const noexcept { return static_cast<bool>(fault_injector_); }
 #else
   static void InjectFault(std::u16string_view) noexcept {}
+  static constexpr bool FaultsInjected() noexcept { return false; }
 #endif
 };
 

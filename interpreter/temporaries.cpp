@@ -60,14 +60,58 @@ std::u16string Interpreter::StripDateDelimiters(std::u16string_view text) {
   return StripDelimiters(text, u'#');
 }
 
-contract::DataFieldRef Interpreter::NewDataField() {
-  return contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
+bool Interpreter::StockCreator() {
+  const std::uint64_t generation = contract::stock::CreatorGeneration();
+  if (generation != creator_generation_) {
+    stock_creator_ = contract::stock::IsStockCreator(contract::kDataFieldProgId);
+    creator_generation_ = generation;
+  }
+  return stock_creator_;
 }
 
-std::u16string Interpreter::AddAutoField(contract::DataFieldRef& field, std::u16string& taken) {
+namespace {
+// Pooled fields: enough for the temporaries of a usual script; a few looks for a free one, so
+// that a long script whose temporaries are all alive does not search the whole pool each time.
+constexpr std::size_t kPoolSize = 256;
+constexpr std::size_t kPoolLooks = 8;
+}  // namespace
+
+Interpreter::NewField Interpreter::NewTemporary() {
+  if (!StockCreator()) {
+    return NewField{contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId)};
+  }
+  const std::size_t size = field_pool_.size();
+  for (std::size_t look = 0; look < kPoolLooks && look < size; ++look) {
+    if (pool_next_ >= size) pool_next_ = 0;
+    std::shared_ptr<components::DataFieldObject>& pooled = field_pool_[pool_next_++];
+    if (pooled.use_count() == 1) {
+      // As the stock creator makes it: every member empty.
+      components::DataFieldObject& f = *pooled;
+      f.AssignName({});
+      f.AssignDataType({});
+      f.AssignDataClass({});
+      f.DataSlot() = Value();
+      return NewField{pooled, pooled.get()};
+    }
+  }
+  auto made = std::make_shared<components::DataFieldObject>();
+  if (size < kPoolSize) field_pool_.push_back(made);
+  components::DataFieldObject* raw = made.get();
+  return NewField{std::move(made), raw};
+}
+
+contract::DataFieldRef Interpreter::NewDataField() { return NewTemporary().ref; }
+
+std::u16string Interpreter::AddAutoField(NewField& field, std::u16string& taken) {
+  if (stock_fields_ && field.stock) {
+    // The stock collection's AddObject: added under the field's Name, or not at all.
+    const std::u16string& name = field.stock->NameRef();
+    if (stock_fields_.try_add(stock_fields_.collection, field.ref, name)) return name;
+    return {};
+  }
   try {
-    std::int16_t answer = HostFields()->AddObject(field);
-    if (answer == 0) return field->Name();
+    std::int16_t answer = HostFields()->AddObject(field.ref);
+    if (answer == 0) return field.ref->Name();
     return {};
   } catch (...) {
     // Any error at all: a collection may add the field and then raise, and the field's Name may
@@ -107,17 +151,17 @@ std::u16string Interpreter::CreateTemporary(std::u16string_view title, Fill&& fi
     }
   } give_back{*this, taken, made};
   made = Trapped(title, title, std::u16string{}, [&] {
-    contract::DataFieldRef field = NewDataField();
-    taken = GetNewDataFieldName();
-    field->SetName(taken);
-    fill(*field);
+    NewField field = NewTemporary();
+    taken = NextAutoDataFieldName();
+    field.SetName(taken);
+    fill(field);
     return AddAutoField(field, taken);
   });
   return made;
 }
 
 std::u16string Interpreter::CreateStringDataField(std::u16string_view text) {
-  return CreateTemporary(u"CreateStringDataField", [&](contract::DataField& field) {
+  return CreateTemporary(u"CreateStringDataField", [&](NewField& field) {
     field.SetDataType(u"String");
     field.SetData(Value::String(StripStringDelimiters(text)));
     field.SetDataClass(std::u16string(kAuto));
@@ -125,7 +169,7 @@ std::u16string Interpreter::CreateStringDataField(std::u16string_view text) {
 }
 
 std::u16string Interpreter::CreateOperatorDataField(std::u16string_view text) {
-  return CreateTemporary(u"CreateOperatorDataField", [&](contract::DataField& field) {
+  return CreateTemporary(u"CreateOperatorDataField", [&](NewField& field) {
     field.SetDataType(u"Operator");
     field.SetDataClass(std::u16string(kAuto));
     field.SetData(Value::String(StripStringDelimiters(text)));
@@ -133,7 +177,7 @@ std::u16string Interpreter::CreateOperatorDataField(std::u16string_view text) {
 }
 
 std::u16string Interpreter::CreateNumericDataField(std::u16string_view text) {
-  return CreateTemporary(u"CreateNumericDataField", [&](contract::DataField& field) {
+  return CreateTemporary(u"CreateNumericDataField", [&](NewField& field) {
     field.SetDataClass(std::u16string(kAuto));
     Value number_text = Value::String(text);
     double x = automation::CDbl(number_text);
@@ -150,7 +194,7 @@ std::u16string Interpreter::CreateNumericDataField(std::u16string_view text) {
 }
 
 std::u16string Interpreter::CreateDateDataField(std::u16string_view text) {
-  return CreateTemporary(u"CreateDateDataField", [&](contract::DataField& field) {
+  return CreateTemporary(u"CreateDateDataField", [&](NewField& field) {
     field.SetDataType(u"Date");
     field.SetDataClass(std::u16string(kAuto));
     field.SetData(Value::Date(automation::CDate(Value::String(StripDateDelimiters(text)))));
@@ -158,7 +202,7 @@ std::u16string Interpreter::CreateDateDataField(std::u16string_view text) {
 }
 
 std::u16string Interpreter::CreateDataFieldFromVariant(const Value& value) {
-  return CreateTemporary(u"CreateDataFieldFromVariant", [&](contract::DataField& field) {
+  return CreateTemporary(u"CreateDataFieldFromVariant", [&](NewField& field) {
     // The type name decides; an object's type name is its class name, so objects, Empty and
     // Null are kept unchanged as "Variant".
     // Kept: an object, Empty or Null becomes a "Variant" holding it (tests/interpreter_temporaries_test.cpp: Temporaries.FromVariantKeepsAnObjectAsVariant)
@@ -203,8 +247,13 @@ std::u16string Interpreter::CreateDataFieldFromVariant(const Value& value) {
   });
 }
 
-std::u16string Interpreter::GetNewDataFieldName() {
-  return Trapped(u"GetNewDataFieldName", u"GetNewDataFieldName", std::u16string{}, [&] {
+std::u16string Interpreter::GetNewDataFieldName() { return NextAutoDataFieldName(); }
+
+const std::u16string& Interpreter::NextAutoDataFieldName() {
+  static const std::u16string kNone;
+  const std::u16string* failure = &kNone;
+  return *Trapped(u"GetNewDataFieldName", u"GetNewDataFieldName", failure,
+                  [&]() -> const std::u16string* {
     for (;;) {
       auto_name_top_ = Add16(auto_name_top_, 1);
       if (modTools::IsArrayEmpty(auto_names_)) {
@@ -213,27 +262,25 @@ std::u16string Interpreter::GetNewDataFieldName() {
       } else if (auto_name_top_ > auto_names_.UBound()) {
         auto_names_.ReDimPreserve(0, Add16(auto_name_top_, kGrowth));
       }
-      std::u16string candidate;
       const std::u16string* previous =
           auto_name_top_ >= 1 ? &auto_names_(auto_name_top_ - 1) : nullptr;
       const std::int32_t known = previous ? AutoNumber(*previous) : 0;
+      std::u16string& candidate = auto_names_(auto_name_top_);
       if (known >= 0) {
-        // The usual case, read and written directly: the general steps below give the same.
+        // The usual case, written in place: the general steps below give the same.
         const std::int16_t next = Add16(static_cast<std::int16_t>(known), 1);
-        candidate.reserve(kAutoPrefix.size() + kMostDigits);
         candidate = kAutoPrefix;
         automation::AppendDecimal(candidate, next);
       } else {
         std::u16string base = *previous;
         std::int16_t n = automation::CInt(Value::String(automation::Mid(base, 7)));
         std::int16_t next = Add16(n, 1);
-        candidate = automation::Left(base, 6);
-        automation::AppendDecimal(candidate, next);
-        candidate = modTools::ProperCase(candidate);
+        std::u16string made = automation::Left(base, 6);
+        automation::AppendDecimal(made, next);
+        candidate = modTools::ProperCase(made);
       }
-      auto_names_(auto_name_top_) = candidate;
       // Kept: a name a host field has is skipped and stays in the list (tests/interpreter_temporaries_test.cpp: Temporaries.AHostFieldNamedAutodf1IsSkippedAndItsNameStaysInTheList)
-      if (!IsDataField(candidate)) return candidate;
+      if (!IsDataField(candidate)) return &auto_names_(auto_name_top_);
     }
   });
 }
@@ -274,22 +321,39 @@ std::u16string Interpreter::AddNameToHoldArray(const std::u16string& name, std::
 // temporary whatever the lookup does; should the collection change the name it was given, the
 // slot takes the name it left.
 // Departure: a temporary is held before it is looked up (tests/fault_injection_test.cpp: FaultSteps.AFailingItemAfterAddingLeavesNothing)
-template <class Lookup>
-void Interpreter::HoldAndPush(std::u16string& name, std::int16_t level, Lookup&& lookup) {
+template <class Push>
+void Interpreter::HoldAndPush(std::u16string& name, std::int16_t level, Push&& push) {
   const bool held = !AddNameToHoldArray(name, level).empty();
-  const std::u16string given = name;
-  InstanceStack(level).Push(lookup());
-  if (held && name != given) hold_array_(level, hold_top_(level)) = name;
+  if (stock_fields_) {
+    // The stock collection neither changes nor keeps the name it is asked for.
+    push();
+  } else {
+    const std::u16string given = name;
+    push();
+    if (held && name != given) hold_array_(level, hold_top_(level)) = name;
+  }
   Notify([&](RunListener& l) { l.OnPush(level, name, InstanceStack(level).PeekStack(), true); });
 }
 
+void Interpreter::PushItem(std::u16string& name, std::int16_t level) {
+  support::Stack& stack = InstanceStack(level);
+  if (stock_fields_) {
+    // The stock Item: a name not held raises 5.
+    const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, name);
+    if (!field) automation::Raise(automation::err::InvalidProcedureCall);
+    stack.Push(*field);
+  } else {
+    stack.Push(HostFields()->Item(name));
+  }
+}
+
 void Interpreter::PushHeld(std::u16string& name, std::int16_t level) {
-  HoldAndPush(name, level, [&] { return HostFields()->Item(name); });
+  HoldAndPush(name, level, [&] { PushItem(name, level); });
 }
 
 // Kept: the two lookups of a pushed temporary (tests/interpreter_temporaries_test.cpp: Temporaries.PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldCheckedRaises91)
 void Interpreter::PushHeldChecked(std::u16string& name, std::int16_t level) {
-  HoldAndPush(name, level, [&] { return HostField(name); });
+  HoldAndPush(name, level, [&] { InstanceStack(level).Push(HostField(name)); });
 }
 
 }  // namespace qorvintr::engine

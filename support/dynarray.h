@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <new>
 #include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -45,7 +46,23 @@ void ResizeOrRaise(Vector& v, std::size_t n) {
 inline constexpr std::size_t kMaxReusedElements = 4096;
 
 template <class T>
+void ResetElement(T& item) {
+  item = T();
+}
+template <class C>
+void ResetElement(std::basic_string<C>& item) noexcept {
+  item.clear();
+}
+
+template <class T>
 void Refill(std::vector<T>& v, std::size_t n) {
+  if (n <= v.size() && v.capacity() <= kMaxReusedElements) {
+    // No larger than now (a reset between scripts): the elements kept go back to their default
+    // value in place, which for a text keeps the storage it has, and the rest go.
+    v.resize(n);
+    for (T& item : v) ResetElement(item);
+    return;
+  }
   if (n <= v.capacity() && v.capacity() <= kMaxReusedElements) {
     v.clear();
     v.resize(n);  // within the capacity: nothing is allocated
@@ -118,9 +135,11 @@ class DynArray {
   bool dimensioned_ = false;
 };
 
-// Two dimensions. Stored column by column (the first subscript varies fastest) as the platform
-// stores them, so that ReDim Preserve, which may change only the last dimension, keeps every
-// element in place.
+// Two dimensions. Every answer is that of one block of n1 x n2 elements (ReDim Preserve may
+// change only the last dimension and keeps every element). Underneath, each index of the first
+// dimension has its own row, made as far as it has been written: a row grows geometrically, a
+// row never written takes no room, and ReDim Preserve itself moves nothing. (The interpreter's
+// hold table has sixteen levels and grows its slots by five; a long script uses one level.)
 template <class T>
 class DynArray2D {
  public:
@@ -133,7 +152,21 @@ class DynArray2D {
         detail::kMaxArrayElements) {
       automation::Raise(automation::err::OutOfMemory);
     }
-    detail::Refill(items_, n1 * n2);
+    if (rows_.size() == n1) {
+      // The same rows again (a reset): what they hold goes back to the default value in place.
+      for (std::vector<T>& row : rows_) {
+        if (row.capacity() > detail::kMaxReusedElements) {
+          std::vector<T>().swap(row);
+          continue;
+        }
+        if (row.size() > n2) row.resize(n2);
+        for (T& item : row) detail::ResetElement(item);
+      }
+    } else {
+      std::vector<std::vector<T>> fresh;
+      detail::ResizeOrRaise(fresh, n1);
+      rows_ = std::move(fresh);
+    }
     lower1_ = lower1;
     lower2_ = lower2;
     n1_ = n1;
@@ -158,12 +191,14 @@ class DynArray2D {
         detail::kMaxArrayElements) {
       automation::Raise(automation::err::OutOfMemory);
     }
-    detail::ResizeOrRaise(items_, n1 * n2);
+    for (std::vector<T>& row : rows_) {
+      if (row.size() > n2) row.resize(n2);
+    }
     n2_ = n2;
   }
 
   void Erase() noexcept {
-    std::vector<T>().swap(items_);
+    std::vector<std::vector<T>>().swap(rows_);
     lower1_ = lower2_ = 0;
     n1_ = n2_ = 0;
     dimensioned_ = false;
@@ -181,8 +216,19 @@ class DynArray2D {
                : static_cast<std::int32_t>(lower2_ + static_cast<std::int64_t>(n2_) - 1);
   }
 
-  T& operator()(std::int32_t i, std::int32_t j) { return items_[Offset(i, j)]; }
-  const T& operator()(std::int32_t i, std::int32_t j) const { return items_[Offset(i, j)]; }
+  // An element not yet made is made (with those before it in its row) when first reached.
+  T& operator()(std::int32_t i, std::int32_t j) {
+    std::vector<T>& row = rows_[Row(i)];
+    const std::size_t at = Column(j);
+    if (at >= row.size()) detail::ResizeOrRaise(row, at + 1);
+    return row[at];
+  }
+  const T& operator()(std::int32_t i, std::int32_t j) const {
+    const std::vector<T>& row = rows_[Row(i)];
+    const std::size_t at = Column(j);
+    static const T kDefault{};
+    return at < row.size() ? row[at] : kDefault;
+  }
 
  private:
   void CheckDimension(int dimension) const {
@@ -190,17 +236,22 @@ class DynArray2D {
       automation::Raise(automation::err::SubscriptOutOfRange);
     }
   }
-  std::size_t Offset(std::int32_t i, std::int32_t j) const {
+  std::size_t Row(std::int32_t i) const {
     std::int64_t a = std::int64_t{i} - lower1_;
-    std::int64_t b = std::int64_t{j} - lower2_;
-    if (!dimensioned_ || a < 0 || b < 0 || a >= static_cast<std::int64_t>(n1_) ||
-        b >= static_cast<std::int64_t>(n2_)) {
+    if (!dimensioned_ || a < 0 || a >= static_cast<std::int64_t>(n1_)) {
       automation::Raise(automation::err::SubscriptOutOfRange);
     }
-    return static_cast<std::size_t>(a) + static_cast<std::size_t>(b) * n1_;
+    return static_cast<std::size_t>(a);
+  }
+  std::size_t Column(std::int32_t j) const {
+    std::int64_t b = std::int64_t{j} - lower2_;
+    if (b < 0 || b >= static_cast<std::int64_t>(n2_)) {
+      automation::Raise(automation::err::SubscriptOutOfRange);
+    }
+    return static_cast<std::size_t>(b);
   }
 
-  std::vector<T> items_;
+  std::vector<std::vector<T>> rows_;
   std::int32_t lower1_ = 0;
   std::int32_t lower2_ = 0;
   std::size_t n1_ = 0;

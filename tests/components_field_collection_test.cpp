@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <vector>
@@ -116,6 +117,51 @@ TEST(FieldCollection, InsertionOrderIsKeptForEnumeration) {
   EXPECT_EQ(c.Fields().ItemAt(4)->Name(), u"B");
   EXPECT_EQ(ErrorOf([&] { c.Fields().ItemAt(0); }), 9);
   EXPECT_EQ(ErrorOf([&] { c.Fields().ItemAt(5); }), 9);
+}
+
+// Taking fields out from the middle, from the end and mixed with adding: order, positions,
+// count and lookups stay those of a list that closes up at once.
+TEST(FieldCollection, RemovingFromAnywhereKeepsOrderPositionsAndLookups) {
+  DataFieldCollection c;
+  std::vector<std::u16string> model;
+  for (int i = 0; i < 40; ++i) {
+    c.Add(u"F" + Digits(i), Value::Long(i), u"Long");
+    model.push_back(u"F" + Digits(i));
+  }
+  auto remove = [&](const std::u16string& name) {
+    std::u16string n = name;
+    c.Remove(n);
+    model.erase(std::find(model.begin(), model.end(), name));
+  };
+  auto check = [&] {
+    ASSERT_EQ(c.Count(), static_cast<std::int32_t>(model.size()));
+    std::vector<std::u16string> names;
+    for (const auto& entry : c.Fields()) names.push_back(entry.key);
+    EXPECT_EQ(names, model);
+    for (std::size_t i = 0; i < model.size(); ++i) {
+      EXPECT_EQ(c.Fields().ItemAt(static_cast<std::int32_t>(i + 1))->Name(), model[i]);
+      std::u16string n = model[i];
+      EXPECT_TRUE(c.Exists(n));
+      EXPECT_EQ(c.Item(n)->Name(), model[i]);
+    }
+    EXPECT_EQ(ErrorOf([&] { c.Fields().ItemAt(static_cast<std::int32_t>(model.size() + 1)); }),
+              9);
+  };
+  for (int i = 1; i < 40; i += 3) remove(u"F" + Digits(i));  // holes in the middle
+  check();
+  remove(u"F39");  // the last, with a hole before it
+  remove(u"F38");
+  check();
+  c.Add(u"F1", Value::Long(100), u"Long");  // a name taken out comes back at the end
+  model.push_back(u"F1");
+  std::u16string gone = u"F4";
+  EXPECT_FALSE(c.Exists(gone));
+  check();
+  for (int i = 0; i < 38; i += 2) {
+    std::u16string n = u"f" + Digits(i);
+    if (c.Exists(n)) remove(u"F" + Digits(i));
+  }
+  check();
 }
 
 TEST(FieldCollection, AddForHostsRaises457ForANameAlreadyHeld) {

@@ -15,6 +15,7 @@
 #include "automation/datetime.h"
 #include "automation/text.h"
 #include "qorvintr/components/data_field.h"
+#include "qorvintr/components/defaults.h"
 #include "qorvintr/components/error_recorder.h"
 #include "qorvintr/components/field_collection.h"
 #include "qorvintr/contract/creation.h"
@@ -99,11 +100,27 @@ class ScriptCorpus : public ::testing::TestWithParam<Case> {
     automation::SetClock({});
   }
 
+  void RunCase();
+
   std::vector<Event> events_;
   std::unique_ptr<Interpreter> interpreter_;
 };
 
-TEST_P(ScriptCorpus, Runs) {
+// The same cases with the stock creator of data fields registered (as RegisterDefaultComponents
+// does), so that the interpreter makes its temporaries itself: every answer must be the same.
+class ScriptCorpusStockFields : public ScriptCorpus {
+ protected:
+  void SetUp() override {
+    ScriptCorpus::SetUp();
+    contract::UnregisterCreator(contract::kDataFieldProgId);
+    ASSERT_EQ(components::RegisterDefaultComponents(), 1);
+  }
+};
+
+TEST_P(ScriptCorpus, Runs) { RunCase(); }
+TEST_P(ScriptCorpusStockFields, Runs) { RunCase(); }
+
+void ScriptCorpus::RunCase() {
   const Case& c = GetParam();
   ASSERT_TRUE(c.parse_error.empty()) << c.parse_error;
   SCOPED_TRACE(c.file + ":" + std::to_string(c.line) + " case " + c.name);
@@ -172,6 +189,7 @@ std::string CaseName(const ::testing::TestParamInfo<Case>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Scripts, ScriptCorpus, ::testing::ValuesIn(Corpus()), CaseName);
+INSTANTIATE_TEST_SUITE_P(Scripts, ScriptCorpusStockFields, ::testing::ValuesIn(Corpus()), CaseName);
 
 TEST(ScriptCorpusFiles, HoldEnoughWellFormedCases) {
   std::size_t good = 0;

@@ -91,6 +91,10 @@ TEST(Stack, APushThatRunsOutOfMemoryIsSwallowedAndLeavesTheStackAsItWas) {
   Stack s;
   DataFieldRef a = Field(u"a"), b = Field(u"b");
   s.Push(a);
+  // Freed cells are kept per thread for reuse (at most 1024): with all of them in use, the push
+  // needs new memory.
+  Stack holder;
+  for (int i = 0; i < 1100; ++i) holder.Push(a);
   t_fail_allocations = true;
   s.Push(b);
   t_fail_allocations = false;

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "qorvintr/value.h"
 #include "qorvintr/contract/data_field.h"
@@ -29,6 +30,14 @@ class DataFieldObject : public contract::DataField {
   // Reads without copies, for C++ hosts.
   const automation::Value& DataRef() const noexcept { return data_; }
   const std::u16string& NameRef() const noexcept { return name_; }
+  const std::u16string& DataTypeRef() const noexcept { return data_type_; }
+  const std::u16string& DataClassRef() const noexcept { return data_class_; }
+  // Writes into the texts the field already has (no new text is made when they are long
+  // enough), for C++ hosts that reuse their fields.
+  void AssignName(std::u16string_view name) { name_.assign(name); }
+  void AssignDataType(std::u16string_view type) { data_type_.assign(type); }
+  void AssignDataClass(std::u16string_view data_class) { data_class_.assign(data_class); }
+  automation::Value& DataSlot() noexcept { return data_; }
 
  private:
   automation::Value data_;

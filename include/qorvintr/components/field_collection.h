@@ -4,11 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 #include "qorvintr/value.h"
 #include "qorvintr/components/data_field.h"
@@ -32,7 +31,7 @@ class FieldCollection : public contract::KeyedCollection {
     std::u16string key;
     contract::DataFieldRef field;
   };
-  using const_iterator = std::list<Entry>::const_iterator;
+  using const_iterator = std::vector<Entry>::const_iterator;
 
   FieldCollection() = default;
   FieldCollection(const FieldCollection&) = delete;
@@ -40,7 +39,7 @@ class FieldCollection : public contract::KeyedCollection {
 
   // The field held under the key; a key not held raises 5.
   contract::DataFieldRef Item(std::u16string_view key) override;
-  std::int32_t Count() override { return static_cast<std::int32_t>(order_.size()); }
+  std::int32_t Count() override { return static_cast<std::int32_t>(size()); }
 
   // Adds under the key (the field's Name when no key is given). A key already held raises 457
   // and changes nothing; no field raises 91.
@@ -52,6 +51,8 @@ class FieldCollection : public contract::KeyedCollection {
   bool Contains(std::u16string_view key) const;
   // The field, or none when the key is not held.
   contract::DataFieldRef Find(std::u16string_view key) const;
+  // The same without a counted copy: valid until the collection changes.
+  const contract::DataFieldRef* FindRef(std::u16string_view key) const noexcept;
   // Removes the key; a key not held raises 5.
   void Remove(std::u16string_view key);
   // false when the key was not held.
@@ -60,31 +61,45 @@ class FieldCollection : public contract::KeyedCollection {
   contract::DataFieldRef ItemAt(std::int32_t index) const;
   void Clear() noexcept;
 
-  std::size_t size() const noexcept { return order_.size(); }
-  const_iterator begin() const noexcept { return order_.begin(); }
-  const_iterator end() const noexcept { return order_.end(); }
+  std::size_t size() const noexcept { return order_.size() - holes_; }
+  const_iterator begin() const noexcept {
+    Compact();
+    return order_.begin();
+  }
+  const_iterator end() const noexcept {
+    Compact();
+    return order_.end();
+  }
 
  private:
-  // A key of the index with its folded hash, made once per lookup: walking a bucket and
-  // erasing then read the stored hash instead of folding every key they pass again.
-  struct IndexKey {
-    std::u16string_view text;
-    std::size_t hash;
-    explicit IndexKey(std::u16string_view key) noexcept : text(key), hash(FoldedKeyHash{}(key)) {}
-    IndexKey(std::u16string_view key, std::size_t key_hash) noexcept : text(key), hash(key_hash) {}
+  // One slot of the index: the entry's position plus one (0: free) and its folded hash, so that
+  // probing compares hashes before texts and growing never folds a key again.
+  struct Slot {
+    std::uint32_t position;
+    std::uint32_t hash;
   };
-  struct IndexKeyHash {
-    std::size_t operator()(const IndexKey& key) const noexcept { return key.hash; }
+  // Per entry: its folded hash, and whether it is still held (a field taken out from before
+  // the last one leaves a hole until the entries are closed up).
+  struct Meta {
+    std::uint32_t hash;
+    bool live;
   };
-  struct IndexKeyEqual {
-    bool operator()(const IndexKey& a, const IndexKey& b) const noexcept {
-      return a.hash == b.hash && FoldedKeyEqual{}(a.text, b.text);
-    }
-  };
+  // The index slot holding the key, or npos.
+  std::size_t FindSlot(std::u16string_view key, std::uint32_t hash) const noexcept;
+  std::size_t SlotOfPosition(std::uint32_t position, std::uint32_t hash) const noexcept;
+  void Grow();
+  void EraseAt(std::size_t slot) noexcept;
+  // Closes up the holes, keeping the order; the reads by position and the enumeration see
+  // only held entries. Const because it changes nothing a reader can tell.
+  void Compact() const noexcept;
 
-  // Keys of the index view the key strings of the entries, which never move in the list.
-  std::list<Entry> order_;
-  std::unordered_map<IndexKey, std::list<Entry>::iterator, IndexKeyHash, IndexKeyEqual> index_;
+  // The entries in the order added (with holes_ holes); the index (open addressing, linear
+  // probing, a power of two at most half full) gives a key's position. Fields go mostly in the
+  // reverse order they came, so taking one out is usually taking the last.
+  mutable std::vector<Entry> order_;
+  mutable std::vector<Meta> meta_;
+  mutable std::vector<Slot> slots_;
+  mutable std::size_t holes_ = 0;
 };
 using FieldCollectionRef = std::shared_ptr<FieldCollection>;
 

@@ -1,0 +1,46 @@
+#pragma once
+// Private to the library: what lets the interpreter talk to the stock components directly when
+// the host's objects are exactly those, instead of through the members a host's own objects
+// answer. Nothing here changes what a host can observe; a host's own objects never take it.
+
+#include <cstdint>
+#include <string_view>
+
+#include "qorvintr/contract/creation.h"
+#include "qorvintr/contract/data_field.h"
+
+namespace qorvintr::contract::stock {
+
+// ---- Creators ---------------------------------------------------------------------------------
+
+// Registers the stock creator of the identifier when it has none (as RegisterCreatorIfAbsent),
+// marked as the stock one; any later registration of the identifier takes the mark away.
+bool RegisterStockCreatorIfAbsent(std::u16string_view prog_id, Creator creator);
+// Whether the identifier's creator is the stock one.
+bool IsStockCreator(std::u16string_view prog_id);
+// Changes with every registration and removal, so that a caller may keep IsStockCreator's
+// answer for as long as it stays the same.
+std::uint64_t CreatorGeneration() noexcept;
+
+// ---- The stock collection -------------------------------------------------------------------
+
+// Direct members of a stock collection, by name without copies; each does what the member of
+// the same meaning in DataFields does, raising nothing: a missing name answers false or none.
+struct FieldsView {
+  void* collection = nullptr;  // none: the host's collection is not the stock one
+  bool (*exists)(void* collection, std::u16string_view name) = nullptr;
+  // The held field, or nullptr; valid until the collection changes.
+  const DataFieldRef* (*find)(void* collection, std::u16string_view name) = nullptr;
+  bool (*try_add)(void* collection, const DataFieldRef& field, std::u16string_view name) = nullptr;
+  bool (*try_remove)(void* collection, std::u16string_view name) = nullptr;
+
+  explicit operator bool() const noexcept { return collection != nullptr; }
+};
+
+// The stock components install the probe when their first collection is made; it answers an
+// empty view for any collection that is not exactly theirs.
+using FieldsProbe = FieldsView (*)(DataFields& fields);
+void SetFieldsProbe(FieldsProbe probe) noexcept;
+FieldsView ProbeFields(DataFields* fields) noexcept;
+
+}  // namespace qorvintr::contract::stock
