@@ -24,7 +24,14 @@ struct PendingError {
   std::u16string source;
   std::u16string description;
 };
-thread_local PendingError t_pending;
+// Behind a pointer: a thread-local with a destructor keeps its DLL loaded until the thread ends
+// once it has been used, so after any failed call COM could no longer unload the DLL. The error
+// is freed when a dispatch call hands it on; one left by an early-bound call stays for the next.
+thread_local PendingError* t_pending = nullptr;
+PendingError& Pending() {
+  if (t_pending == nullptr) t_pending = new PendingError();
+  return *t_pending;
+}
 
 std::u16string DescriptionOf(std::int32_t number) {
   std::u16string_view d = automation::ErrorDescription(number);
@@ -120,20 +127,22 @@ automation::AutomationError CurrentError() noexcept {
 HRESULT ReturnError(const automation::AutomationError& error, REFIID iid) noexcept {
   HRESULT hr = HresultOfNumber(error.Number());
   try {
-    t_pending.hr = hr;
-    t_pending.number = error.Number();
-    t_pending.source = error.Source();
-    t_pending.description = error.Description();
-    if (t_pending.description.empty()) t_pending.description = DescriptionOf(error.Number());
+    PendingError& pending = Pending();
+    pending.hr = hr;
+    pending.number = error.Number();
+    pending.source = error.Source();
+    pending.description = error.Description();
+    if (pending.description.empty()) pending.description = DescriptionOf(error.Number());
   } catch (const std::bad_alloc&) {
-    t_pending.hr = S_OK;  // no texts to hand on: the error information goes without them
+    // No texts to hand on: the error information goes without them.
+    if (t_pending != nullptr) t_pending->hr = S_OK;
   }
   ICreateErrorInfo* create = nullptr;
   if (SUCCEEDED(CreateErrorInfo(&create))) {
     create->SetGUID(iid);
-    if (t_pending.hr == hr) {
-      create->SetSource(const_cast<LPOLESTR>(WideOf(t_pending.source)));
-      create->SetDescription(const_cast<LPOLESTR>(WideOf(t_pending.description)));
+    if (t_pending != nullptr && t_pending->hr == hr) {
+      create->SetSource(const_cast<LPOLESTR>(WideOf(t_pending->source)));
+      create->SetDescription(const_cast<LPOLESTR>(WideOf(t_pending->description)));
     }
     IErrorInfo* info = nullptr;
     if (SUCCEEDED(create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info)))) {
@@ -164,17 +173,18 @@ void FillExcepInfo(EXCEPINFO* info, const automation::AutomationError& error) no
 
 void FillExcepInfo(EXCEPINFO* info, HRESULT hr) noexcept {
   if (!info) return;
-  if (t_pending.hr == hr && hr != S_OK) {
-    t_pending.hr = S_OK;
+  if (t_pending != nullptr && t_pending->hr == hr && hr != S_OK) {
     SysFreeString(info->bstrSource);
     SysFreeString(info->bstrDescription);
     info->bstrSource = info->bstrDescription = nullptr;
     try {
-      FillExcepInfo(info, automation::AutomationError(t_pending.number, t_pending.source,
-                                                      t_pending.description));
+      FillExcepInfo(info, automation::AutomationError(t_pending->number, t_pending->source,
+                                                      t_pending->description));
     } catch (const std::bad_alloc&) {
       // No memory to copy the pending error: the EXCEPINFO keeps only its code.
     }
+    delete t_pending;
+    t_pending = nullptr;
     return;
   }
   info->scode = hr;
