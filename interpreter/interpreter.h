@@ -170,13 +170,13 @@ class Interpreter {
   bool StockCreator();
   // Adds the field, named taken, to the host's collection; answers its Name, or nothing when the
   // collection refused it.
-  std::u16string AddAutoField(NewField& field, std::u16string& taken);
+  std::u16string AddAutoField(NewField& field, const std::u16string& taken);
   // The Create*DataField procedures' common steps under the trap of that title: a new field,
   // named from the list, filled, added.
   template <class Fill>
   std::u16string CreateTemporary(std::u16string_view title, Fill&& fill);
-  // Takes the name off the top of the list of temporaries' names, if it is there.
-  void GiveBackName(const std::u16string& name) noexcept;
+  // Takes the name in the slot off the list of temporaries' names, if the slot is its top.
+  void GiveBackName(std::int16_t slot) noexcept;
   // Keeps the host's collection, and the direct view of it when it is the stock one.
   void KeepDataFields(contract::DataFieldsRef data_fields);
   // Pushes the temporary of that name on the level's stack and records it in the level's hold

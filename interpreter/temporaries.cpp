@@ -102,13 +102,16 @@ Interpreter::NewField Interpreter::NewTemporary() {
 
 contract::DataFieldRef Interpreter::NewDataField() { return NewTemporary().ref; }
 
-std::u16string Interpreter::AddAutoField(NewField& field, std::u16string& taken) {
+std::u16string Interpreter::AddAutoField(NewField& field, const std::u16string& taken) {
   if (stock_fields_ && field.stock) {
     // The stock collection's AddObject: added under the field's Name, or not at all.
     const std::u16string& name = field.stock->NameRef();
     if (stock_fields_.try_add(stock_fields_.collection, field.ref, name)) return name;
     return {};
   }
+  // A host's AddObject runs the host's code, which may run scripts too: the name is kept here
+  // for the Remove below rather than read from the list afterwards.
+  std::u16string name = taken;
   try {
     std::int16_t answer = HostFields()->AddObject(field.ref);
     if (answer == 0) return field.ref->Name();
@@ -119,15 +122,15 @@ std::u16string Interpreter::AddAutoField(NewField& field, std::u16string& taken)
     // out again (a failure of that Remove ignored: what it leaves is the host's), then the
     // error goes on to the trap as before.
     // Departure: a temporary whose adding failed is removed again (tests/fault_injection_test.cpp: FaultSteps.AddObjectRaisingAfterAddingLeavesNothing)
-    support::IgnoreErrors([&] { HostFields()->Remove(taken); });
+    support::IgnoreErrors([&] { HostFields()->Remove(name); });
     throw;
   }
 }
 
-void Interpreter::GiveBackName(const std::u16string& name) noexcept {
+void Interpreter::GiveBackName(std::int16_t slot) noexcept {
   support::IgnoreErrors([&] {
-    if (name.empty() || auto_name_top_ < 0 || !auto_names_.IsDimensioned() ||
-        auto_name_top_ > auto_names_.UBound() || auto_names_(auto_name_top_) != name) {
+    if (slot < 0 || auto_name_top_ != slot || !auto_names_.IsDimensioned() ||
+        auto_name_top_ > auto_names_.UBound() || auto_names_(auto_name_top_).empty()) {
       return;
     }
     auto_names_(auto_name_top_).clear();
@@ -140,19 +143,21 @@ std::u16string Interpreter::CreateTemporary(std::u16string_view title, Fill&& fi
   // The name taken from the list, given back unless the temporary is in the collection under
   // it: a name left in the list would move the numbering of every later temporary.
   // Departure: the name of a temporary that was not made goes back to the list (tests/interpreter_temporaries_test.cpp: Temporaries.ARefusedFieldGivesTheEmptyNameAndGivesItsNameBack)
-  std::u16string taken;
+  // The name stays where the list keeps it (the top slot), so it is not copied per temporary.
+  std::int16_t taken_slot = -1;
   std::u16string made;
   struct GiveBack {
     Interpreter& interpreter;
-    const std::u16string& taken;
+    const std::int16_t& taken_slot;
     const std::u16string& made;
     ~GiveBack() {
-      if (made.empty()) interpreter.GiveBackName(taken);
+      if (made.empty()) interpreter.GiveBackName(taken_slot);
     }
-  } give_back{*this, taken, made};
+  } give_back{*this, taken_slot, made};
   made = Trapped(title, title, std::u16string{}, [&] {
     NewField field = NewTemporary();
-    taken = NextAutoDataFieldName();
+    const std::u16string& taken = NextAutoDataFieldName();
+    if (!taken.empty()) taken_slot = auto_name_top_;
     field.SetName(taken);
     fill(field);
     return AddAutoField(field, taken);
@@ -164,21 +169,21 @@ std::u16string Interpreter::CreateStringDataField(std::u16string_view text) {
   return CreateTemporary(u"CreateStringDataField", [&](NewField& field) {
     field.SetDataType(u"String");
     field.SetData(Value::String(StripStringDelimiters(text)));
-    field.SetDataClass(std::u16string(kAuto));
+    field.SetDataClass(kAuto);
   });
 }
 
 std::u16string Interpreter::CreateOperatorDataField(std::u16string_view text) {
   return CreateTemporary(u"CreateOperatorDataField", [&](NewField& field) {
     field.SetDataType(u"Operator");
-    field.SetDataClass(std::u16string(kAuto));
+    field.SetDataClass(kAuto);
     field.SetData(Value::String(StripStringDelimiters(text)));
   });
 }
 
 std::u16string Interpreter::CreateNumericDataField(std::u16string_view text) {
   return CreateTemporary(u"CreateNumericDataField", [&](NewField& field) {
-    field.SetDataClass(std::u16string(kAuto));
+    field.SetDataClass(kAuto);
     Value number_text = Value::String(text);
     double x = automation::CDbl(number_text);
     // Kept: a whole number beyond 32 bits overflows instead of becoming a Double (tests/interpreter_temporaries_test.cpp: Temporaries.NumericTextBeyond32BitsOverflows)
@@ -196,7 +201,7 @@ std::u16string Interpreter::CreateNumericDataField(std::u16string_view text) {
 std::u16string Interpreter::CreateDateDataField(std::u16string_view text) {
   return CreateTemporary(u"CreateDateDataField", [&](NewField& field) {
     field.SetDataType(u"Date");
-    field.SetDataClass(std::u16string(kAuto));
+    field.SetDataClass(kAuto);
     field.SetData(Value::Date(automation::CDate(Value::String(StripDateDelimiters(text)))));
   });
 }
@@ -243,7 +248,7 @@ std::u16string Interpreter::CreateDataFieldFromVariant(const Value& value) {
         field.SetData(value);
         break;
     }
-    field.SetDataClass(std::u16string(kAuto));
+    field.SetDataClass(kAuto);
   });
 }
 
