@@ -8,6 +8,7 @@
 #include "automation/chars.h"
 #include "automation/datetime.h"
 #include "automation/text.h"
+#include "interpreter/limits.h"
 #include "qorvintr/convert.h"
 
 namespace qorvintr::cli {
@@ -16,25 +17,31 @@ namespace {
 
 using automation::AsciiUpper;
 
-constexpr char16_t kEndOfText = 127;
+using engine::kEndOfText;
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-// The reader's operator list: any piece of it is an operator word (so "!" and "," are too).
-constexpr std::u16string_view kOperatorList = u", + - * / \\ < > = == <= >= <> != &";
-constexpr std::u16string_view kFunctionList =
-    u", IF, FORMAT, FORMATHL7DATETIME, REPLACE, DATECAT, DATECOMPARE";
-constexpr std::u16string_view kFunctions[] = {u"IF",      u"FORMAT",  u"FORMATHL7DATETIME",
-                                              u"REPLACE", u"DATECAT", u"DATECOMPARE"};
-
-std::u16string_view TrimBlanks(std::u16string_view s) {
-  while (!s.empty() && s.front() == u' ') s.remove_prefix(1);
-  while (!s.empty() && s.back() == u' ') s.remove_suffix(1);
-  return s;
-}
 
 std::u16string Upper(std::u16string_view s) {
   std::u16string out(s);
   for (char16_t& c : out) c = AsciiUpper(c);
   return out;
+}
+
+// The interpreter's lists as it keeps them, each entry after ", ": any piece of the operator list
+// is an operator word (so "!" and "," are too), and the function test searches the upper-cased
+// function list.
+const std::u16string& OperatorList() {
+  static const std::u16string list = u", " + std::u16string(engine::kOperatorNames);
+  return list;
+}
+const std::u16string& FunctionList() {
+  static const std::u16string list = u", " + Upper(engine::kFunctionNames);
+  return list;
+}
+
+std::u16string_view TrimBlanks(std::u16string_view s) {
+  while (!s.empty() && s.front() == u' ') s.remove_prefix(1);
+  while (!s.empty() && s.back() == u' ') s.remove_suffix(1);
+  return s;
 }
 
 bool IsOperatorChar(char16_t c) {
@@ -44,18 +51,27 @@ bool IsOperatorChar(char16_t c) {
 
 bool IsOperatorWord(std::u16string_view word) {
   word = TrimBlanks(word);
-  return !word.empty() && kOperatorList.find(word) != std::u16string_view::npos;
+  return !word.empty() && OperatorList().find(word) != std::u16string::npos;
 }
 
 // The interpreter's function test: a piece of the upper-cased list, so "DATE" passes too.
 bool PassesFunctionTest(std::u16string_view word) {
   const std::u16string upper = Upper(TrimBlanks(word));
-  return !upper.empty() && kFunctionList.find(upper) != std::u16string_view::npos;
+  return !upper.empty() && FunctionList().find(upper) != std::u16string::npos;
 }
 
 bool IsFunctionName(std::u16string_view word) {
   const std::u16string upper = Upper(TrimBlanks(word));
-  return std::find(std::begin(kFunctions), std::end(kFunctions), upper) != std::end(kFunctions);
+  if (upper.empty()) return false;
+  // A whole entry of the list: after ", " and up to the next "," or the end.
+  const std::u16string& list = FunctionList();
+  for (std::size_t at = list.find(upper); at != std::u16string::npos; at = list.find(upper, at + 1)) {
+    const std::size_t end = at + upper.size();
+    if (at >= 2 && list.compare(at - 2, 2, u", ") == 0 && (end == list.size() || list[end] == u',')) {
+      return true;
+    }
+  }
+  return false;
 }
 
 bool IsQuoted(std::u16string_view w, char16_t quote) {

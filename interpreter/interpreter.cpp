@@ -31,8 +31,8 @@ void NoHandler(const support::TrappedError&) noexcept {}
 
 Interpreter::Interpreter() {
   modTools::InitCharacterConstants();
-  if (!AddFunction(u"If, Format, FormatHL7DateTime, Replace, DateCat, DateCompare")) return;
-  if (!AddOperator(u"+ - * / \\ < > = == <= >= <> != &")) return;
+  if (!AddFunction(std::u16string(kFunctionNames))) return;
+  if (!AddOperator(std::u16string(kOperatorNames))) return;
   std::u16string delimiters = u"(";
   delimiters += u", ";
   delimiters += modTools::ChrBlank();

@@ -12,7 +12,6 @@
 namespace qorvintr::engine {
 
 namespace {
-constexpr char16_t kEndOfText = 127;
 constexpr char16_t kStringDelimiter = 34;
 constexpr char16_t kDateDelimiter = 35;
 constexpr char16_t kCarriageReturn = 13;

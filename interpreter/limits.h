@@ -10,6 +10,12 @@ namespace qorvintr::engine {
 
 // What the lexer answers for the end of the text (and for a line end standing alone).
 inline constexpr std::u16string_view kEndOfLine = u"<EOL>";
+// What the reader returns past the end of the text.
+inline constexpr char16_t kEndOfText = 127;
+// The language's built-in functions and operators, as the interpreter adds them to its lists.
+inline constexpr std::u16string_view kFunctionNames =
+    u"If, Format, FormatHL7DateTime, Replace, DateCat, DateCompare";
+inline constexpr std::u16string_view kOperatorNames = u"+ - * / \\ < > = == <= >= <> != &";
 
 // ---- Limits --------------------------------------------------------------------------------
 
