@@ -11,17 +11,21 @@
 
 namespace qorvintr::scripts {
 
+// The value of a field of that type from its text (String and Variant keep the text).
+inline automation::Value FieldValue(const std::string& type, const automation::Value& text) {
+  using automation::Value;
+  if (type == "Long") return Value::Long(automation::CLng(text));
+  if (type == "Integer") return Value::Integer(automation::CInt(text));
+  if (type == "Boolean") return Value::Boolean(automation::CBool(text));
+  if (type == "Single") return Value::Single(automation::CSng(text));
+  if (type == "Double") return Value::Double(automation::CDbl(text));
+  if (type == "Date") return Value::Date(automation::CDate(text));
+  return text;
+}
+
 // The Data of a field line, typed as the fields file types it.
 inline automation::Value FieldData(const FieldLine& f) {
-  using automation::Value;
-  Value text = Value::String(automation::FromUtf8(f.value));
-  if (f.type == "Long") return Value::Long(automation::CLng(text));
-  if (f.type == "Integer") return Value::Integer(automation::CInt(text));
-  if (f.type == "Boolean") return Value::Boolean(automation::CBool(text));
-  if (f.type == "Single") return Value::Single(automation::CSng(text));
-  if (f.type == "Double") return Value::Double(automation::CDbl(text));
-  if (f.type == "Date") return Value::Date(automation::CDate(text));
-  return text;  // String and Variant
+  return FieldValue(f.type, automation::Value::String(automation::FromUtf8(f.value)));
 }
 
 // A value as the command prints it: the platform's text, an object through its default member,
