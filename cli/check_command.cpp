@@ -1,6 +1,7 @@
 // qorvintr check: warns about the language's traps in scripts, without running them.
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,10 +30,9 @@ void AddLines(const std::string& where, const std::vector<std::u16string>& lines
     const std::u16string_view line = lines[i];
     if (IsBlankOrComment(line)) continue;
     Source s{where, i + 1, {}, {}};
-    const std::size_t tab = line.find(u'\t');
-    if (tab != std::u16string_view::npos && !automation::Trim(line.substr(0, tab)).empty()) {
-      s.field = automation::Trim(line.substr(0, tab));
-      s.script = Unescape(line.substr(tab + 1));
+    if (std::optional<ScriptLine> cut = CutScriptLine(line); cut && !cut->field.empty()) {
+      s.field = std::move(cut->field);
+      s.script = std::move(cut->script);
     } else {
       s.script = Unescape(line);
     }

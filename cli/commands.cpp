@@ -62,35 +62,6 @@ int EvalCommand(const std::vector<std::string>& args) {
 
 namespace {
 
-struct ScriptLine {
-  std::u16string field;
-  std::u16string written;  // as in the file
-  std::u16string script;   // escapes read
-};
-
-std::vector<ScriptLine> ReadScriptsFile(const std::string& path) {
-  std::vector<ScriptLine> scripts;
-  const std::vector<std::u16string> lines = ReadLines(path, "scripts file");
-  for (std::size_t i = 0; i < lines.size(); ++i) {
-    std::u16string_view line = lines[i];
-    if (IsBlankOrComment(line)) continue;
-    const std::size_t tab = line.find(u'\t');
-    if (tab == std::u16string_view::npos) {
-      throw UsageError(path + ":" + std::to_string(i + 1) +
-                       ": expected FIELD<TAB>SCRIPT, found no tab");
-    }
-    ScriptLine s;
-    s.field = automation::Trim(line.substr(0, tab));
-    if (s.field.empty()) {
-      throw UsageError(path + ":" + std::to_string(i + 1) + ": no field name before the tab");
-    }
-    s.written = std::u16string(line.substr(tab + 1));
-    s.script = Unescape(s.written);
-    scripts.push_back(std::move(s));
-  }
-  return scripts;
-}
-
 // The bundled example: beside the source tree of a build folder (build/<preset>/qorvintr), where
 // an installed command's package keeps it (<prefix>/share/doc/qorvintr/examples for
 // <prefix>/bin/qorvintr), or in the current folder.

@@ -169,6 +169,34 @@ std::vector<std::u16string> ReadLines(const std::string& path, std::string_view 
   return lines;
 }
 
+std::optional<ScriptLine> CutScriptLine(std::u16string_view line) {
+  const std::size_t tab = line.find(u'\t');
+  if (tab == std::u16string_view::npos) return std::nullopt;
+  ScriptLine s;
+  s.field = automation::Trim(line.substr(0, tab));
+  s.written = std::u16string(line.substr(tab + 1));
+  s.script = Unescape(s.written);
+  return s;
+}
+
+std::vector<ScriptLine> ReadScriptsFile(const std::string& path) {
+  std::vector<ScriptLine> scripts;
+  const std::vector<std::u16string> lines = ReadLines(path, "scripts file");
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    if (IsBlankOrComment(lines[i])) continue;
+    std::optional<ScriptLine> s = CutScriptLine(lines[i]);
+    if (!s) {
+      throw UsageError(path + ":" + std::to_string(i + 1) +
+                       ": expected FIELD<TAB>SCRIPT, found no tab");
+    }
+    if (s->field.empty()) {
+      throw UsageError(path + ":" + std::to_string(i + 1) + ": no field name before the tab");
+    }
+    scripts.push_back(std::move(*s));
+  }
+  return scripts;
+}
+
 bool IsPipeOrTerminal(std::FILE* stream) noexcept {
 #ifdef _WIN32
   const int fd = _fileno(stream);

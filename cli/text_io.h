@@ -3,6 +3,7 @@
 // as UTF-8, writing UTF-8, and the text a value is shown as.
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -66,6 +67,21 @@ bool IsPipeOrTerminal(std::FILE* stream) noexcept;
 // member; Empty as the empty text; Null as the word Null; an object reference that is not set as
 // the word Nothing. A value that has no text (a failing default member) shows the error.
 std::u16string ValueText(const automation::Value& value);
+
+// A scripts file's line, FIELD<TAB>SCRIPT: the field trimmed, the script as written and with
+// its escapes read.
+struct ScriptLine {
+  std::u16string field;
+  std::u16string written;
+  std::u16string script;
+};
+
+// The line cut at its first tab; nothing when it has no tab. The field may come out empty.
+std::optional<ScriptLine> CutScriptLine(std::u16string_view line);
+
+// The scripts of a scripts file, blank lines and comments skipped. Throws UsageError for a line
+// without a tab or without a field name before it (with the file's name and line number).
+std::vector<ScriptLine> ReadScriptsFile(const std::string& path);
 
 // UTF-8 writers (standard output and error), no conversion of line ends.
 void WriteOut(std::u16string_view text);

@@ -256,13 +256,10 @@ std::string ExampleFieldsText() { return FileText(kExampleFields); }
 // The example's scripts for the page's list: FIELD<TAB>SCRIPT lines, escapes read.
 val ExampleScripts() {
   val list = val::array();
-  for (const std::u16string& line : cli::ReadLines(kExampleScripts, "scripts file")) {
-    if (cli::IsBlankOrComment(line)) continue;
-    const std::size_t tab = line.find(u'\t');
-    if (tab == std::u16string::npos) continue;
+  for (const cli::ScriptLine& s : cli::ReadScriptsFile(kExampleScripts)) {
     val item = val::object();
-    item.set("field", Text(automation::Trim(std::u16string_view(line).substr(0, tab))));
-    item.set("script", Text(cli::Unescape(std::u16string_view(line).substr(tab + 1))));
+    item.set("field", Text(s.field));
+    item.set("script", Text(s.script));
     list.call<void>("push", item);
   }
   return list;
