@@ -172,10 +172,17 @@ bool AllOperatorChars(std::u16string_view w) {
 }
 
 // The operators the evaluator applies; any other operator word fails when it is reduced.
+// The evaluator applies exactly the operator list's whole entries; a piece of one (such as "!")
+// passes the lexer's test but is refused when applied.
 bool IsKnownOperator(std::u16string_view op) {
-  constexpr std::u16string_view kKnown[] = {u"+",  u"-",  u"*",  u"/",  u"\\", u"<",  u">", u"=",
-                                            u"==", u"<=", u">=", u"<>", u"!=",  u"&"};
-  return std::find(std::begin(kKnown), std::end(kKnown), op) != std::end(kKnown);
+  std::u16string_view rest = engine::kOperatorNames;
+  while (!rest.empty()) {
+    const std::size_t blank = rest.find(u' ');
+    if (rest.substr(0, blank) == op) return true;
+    if (blank == std::u16string_view::npos) break;
+    rest.remove_prefix(blank + 1);
+  }
+  return false;
 }
 
 int Precedence(std::u16string_view op) {

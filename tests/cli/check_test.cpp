@@ -179,6 +179,27 @@ TEST(Check, CleanScriptsGetNoWarning) {
   }
 }
 
+// check's idea of the operators the evaluator applies, against the interpreter: each one check
+// takes is applied (no Error), each operator-character word it refuses fails when run.
+TEST(Check, TheOperatorsCheckKnowsAreTheOnesTheInterpreterApplies) {
+  const char* known[] = {"+", "-", "*", "/", "\\", "<", ">", "=", "==", "<=", ">=", "<>", "!=", "&"};
+  for (const char* op : known) {
+    const std::u16string script = u"Pages " + FromUtf8(op) + u" 2";
+    SCOPED_TRACE(op);
+    EXPECT_TRUE(CheckScript(script, HostFields()).empty());
+    EXPECT_NE(Answer(script).rfind("Error\t", 0), 0u) << Answer(script);
+  }
+  const char* unknown[] = {"!", "=<", "=>", "><", "&&", "**", "+-", "<<"};
+  for (const char* op : unknown) {
+    const std::u16string script = u"Pages " + FromUtf8(op) + u" 2";
+    SCOPED_TRACE(op);
+    const std::vector<CheckWarning> warnings = CheckScript(script, HostFields());
+    ASSERT_FALSE(warnings.empty());
+    EXPECT_EQ(warnings[0].kind, "syntax");
+    EXPECT_EQ(Answer(script).rfind("Error\t", 0), 0u) << Answer(script);
+  }
+}
+
 TEST(Check, WithoutFieldsEveryNameIsAField) {
   CheckFields unknown;
   EXPECT_TRUE(CheckScript(u"Whatever + 1", unknown).empty());
