@@ -78,6 +78,10 @@ log "COM benchmark under Wine: QorvIntr against the Script Control (figures only
 bash "$root/bench/com/run_com_bench.sh" --com-dir "$root/build/windows/com" \
   --prefix "$root/build/bench-wine" --count 100 --rounds 3 --vbs-seconds 0.05
 
+log "COM soak under Wine: one interpreter, 20000 scripts (figures; fails on a failing call)"
+WINEPREFIX="$root/build/bench-wine" WINEDEBUG=-all wine "$root/build/windows/com/com_soak.exe" \
+  --runs 20000 </dev/null | tr -d '\r'
+
 log "AddressSanitizer + UBSan build"
 cmake --preset asan $werror >/dev/null
 cmake --build --preset asan -j "$jobs"
