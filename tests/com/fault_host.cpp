@@ -171,31 +171,8 @@ IDispatch* ArgObject(const VARIANT& a) {
 
 // IDispatch over a fixed list of member names (dispatch identifiers 1, 2, ...; DISPID_VALUE is
 // the class's default member).
-class Dispatch : public IDispatch {
+class Dispatch : public DispatchBase {
  public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    if (!object) return E_POINTER;
-    if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDispatch)) {
-      *object = static_cast<IDispatch*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *object = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    ULONG left = --refs_;
-    if (left == 0) delete this;
-    return left;
-  }
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* n) override {
-    *n = 0;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override {
-    return DISP_E_BADINDEX;
-  }
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
                                           DISPID* ids) override {
     for (UINT i = 0; i < count; ++i) ids[i] = DISPID_UNKNOWN;
@@ -223,13 +200,10 @@ class Dispatch : public IDispatch {
 
  protected:
   Dispatch() = default;
-  virtual ~Dispatch() = default;
+  ~Dispatch() override = default;
   virtual const std::vector<const wchar_t*>& Members() const = 0;
   virtual HRESULT Member(DISPID id, WORD flags, DISPPARAMS* p, VARIANT* result,
                          EXCEPINFO* info) = 0;
-
- private:
-  ULONG refs_ = 1;
 };
 
 // A host's data field; Data is the default member.
@@ -502,21 +476,8 @@ std::string Checked(const char* what, Body&& body) {
 }
 
 HRESULT InitHost(IDispatch* interp, IDispatch* fields, IDispatch* errors) {
-  Var f, e, s, a;
-  SetDispatch(&f.v, fields);
-  SetDispatch(&e.v, errors);
-  SetText(&s.v, L"QorvSys");
-  SetText(&a.v, L"QorvApp");
-  VARIANT rf, re, rs, ra;
-  SetByRefVariant(&rf, &f.v);
-  SetByRefVariant(&re, &e.v);
-  SetByRefVariant(&rs, &s.v);
-  SetByRefVariant(&ra, &a.v);
   Var answer;
-  CallResult r;
-  CallByName(interp, L"Init", DISPATCH_METHOD | DISPATCH_PROPERTYGET, {&rf, &re, &rs, &ra},
-             &answer.v, r);
-  return r.hr;
+  return InitByRef(interp, fields, errors, L"QorvSys", L"QorvApp", &answer.v);
 }
 
 // Runs a script; *field takes the answer (AddRef'd, or null).
