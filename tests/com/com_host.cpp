@@ -66,24 +66,6 @@ FieldLine Describe(IDispatch* field) {
   return line;
 }
 
-HRESULT InitByRef(IDispatch* interp, IDispatch* fields, IDispatch* errors, const wchar_t* system,
-                  const wchar_t* application, VARIANT* answer) {
-  Var f, e, s, a;
-  SetDispatch(&f.v, fields);
-  SetDispatch(&e.v, errors);
-  SetText(&s.v, system);
-  SetText(&a.v, application);
-  VARIANT rf, re, rs, ra;
-  SetByRefVariant(&rf, &f.v);
-  SetByRefVariant(&re, &e.v);
-  SetByRefVariant(&rs, &s.v);
-  SetByRefVariant(&ra, &a.v);
-  CallResult r;
-  CallByName(interp, L"Init", DISPATCH_METHOD | DISPATCH_PROPERTYGET, {&rf, &re, &rs, &ra},
-             answer, r);
-  return r.hr;
-}
-
 typedef HRESULT(STDAPICALLTYPE* CanUnloadFn)();
 HRESULT CanUnload(const wchar_t* dll) {
   HMODULE module = GetModuleHandleW(dll);

@@ -190,6 +190,26 @@ inline IDispatch* GetObject(IDispatch* d, const wchar_t* name, std::vector<VARIA
   return out;
 }
 
+// Init of QorvIntr.Interpreter with every argument passed by reference, as a script host passes
+// its variables; answer takes Init's Boolean.
+inline HRESULT InitByRef(IDispatch* interp, IDispatch* fields, IDispatch* errors,
+                         const wchar_t* system, const wchar_t* application, VARIANT* answer) {
+  Var f, e, s, a;
+  SetDispatch(&f.v, fields);
+  SetDispatch(&e.v, errors);
+  SetText(&s.v, system);
+  SetText(&a.v, application);
+  VARIANT rf, re, rs, ra;
+  SetByRefVariant(&rf, &f.v);
+  SetByRefVariant(&re, &e.v);
+  SetByRefVariant(&rs, &s.v);
+  SetByRefVariant(&ra, &a.v);
+  CallResult r;
+  CallByName(interp, L"Init", DISPATCH_METHOD | DISPATCH_PROPERTYGET, {&rf, &re, &rs, &ra},
+             answer, r);
+  return r.hr;
+}
+
 inline IDispatch* CreateByProgId(const wchar_t* prog_id) {
   CLSID clsid;
   if (FAILED(CLSIDFromProgID(prog_id, &clsid))) return nullptr;
@@ -215,18 +235,10 @@ inline bool SameObject(IUnknown* a, IUnknown* b) {
 
 // ---- A host object written by hand -----------------------------------------------------------
 
-// Members by name, each a handler that sees the raw DISPPARAMS (arguments last first).
-class HostObject : public IDispatch {
+// IUnknown and the type-information members of a host object without type information; the
+// object lives until its last Release.
+class DispatchBase : public IDispatch {
  public:
-  using Handler = std::function<HRESULT(WORD flags, DISPPARAMS* params, VARIANT* result,
-                                        EXCEPINFO* info)>;
-
-  static HostObject* Create() { return new HostObject(); }
-
-  void Define(const std::wstring& name, Handler handler) {
-    members_.push_back({name, std::move(handler)});
-  }
-
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
     if (!object) return E_POINTER;
     if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IDispatch)) {
@@ -252,6 +264,27 @@ class HostObject : public IDispatch {
   HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override {
     return DISP_E_BADINDEX;
   }
+
+ protected:
+  DispatchBase() = default;
+  virtual ~DispatchBase() = default;
+
+ private:
+  std::atomic<ULONG> refs_{1};
+};
+
+// Members by name, each a handler that sees the raw DISPPARAMS (arguments last first).
+class HostObject : public DispatchBase {
+ public:
+  using Handler = std::function<HRESULT(WORD flags, DISPPARAMS* params, VARIANT* result,
+                                        EXCEPINFO* info)>;
+
+  static HostObject* Create() { return new HostObject(); }
+
+  void Define(const std::wstring& name, Handler handler) {
+    members_.push_back({name, std::move(handler)});
+  }
+
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
                                           DISPID* ids) override {
     for (UINT i = 0; i < count; ++i) ids[i] = DISPID_UNKNOWN;
@@ -276,12 +309,11 @@ class HostObject : public IDispatch {
 
  private:
   HostObject() = default;
-  virtual ~HostObject() = default;
+  ~HostObject() override = default;
   struct Entry {
     std::wstring name;
     Handler handler;
   };
-  std::atomic<ULONG> refs_{1};
   std::vector<Entry> members_;
   int lookups_ = 0;
   int calls_ = 0;
