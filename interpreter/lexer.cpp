@@ -85,7 +85,13 @@ void Interpreter::AppendPlainRun(std::int16_t level, std::u16string& buffer) {
   std::size_t at = start;
   while (at < end && (*text)[at] < 128 && IsPlainChar((*text)[at])) ++at;
   if (at == start) return;
-  buffer.append(*text, start, at - start);
+  // A short run unit by unit: cheaper than the general append for a word's few units.
+  constexpr std::size_t kShortRun = 8;
+  if (at - start <= kShortRun) {
+    for (std::size_t i = start; i < at; ++i) buffer.push_back((*text)[i]);
+  } else {
+    buffer.append(*text, start, at - start);
+  }
   *position = static_cast<std::int16_t>(at);
 }
 
@@ -164,11 +170,12 @@ std::u16string Interpreter::GetNextWord(std::int16_t level) {
     // for every caller, which would otherwise wait for a word that cannot come.
     // Departure: a word read at the reader's limit is "<EOL>" (tests/interpreter_lexer_test.cpp: Lexer.AWordAtTheReadLimitIsTheEndOfTheText)
     if (reader_failed && !HasNonBlank(buffer)) return std::u16string(kEndOfLine);
-    // Trimmed in place (blanks only, as Trim).
-    if (!buffer.empty() && (buffer.front() == u' ' || buffer.back() == u' ')) {
-      const std::u16string_view trimmed = automation::TrimView(buffer);
-      buffer = std::u16string(trimmed);
-    }
+    // Trimmed in place (blanks only, as Trim); the usual word only ends in the blank that
+    // ended it.
+    while (!buffer.empty() && buffer.back() == u' ') buffer.pop_back();
+    std::size_t leading = 0;
+    while (leading < buffer.size() && buffer[leading] == u' ') ++leading;
+    if (leading > 0) buffer.erase(0, leading);
     return buffer;
   });
 }
