@@ -1,5 +1,7 @@
 #include "qorvintr/components/field_collection.h"
 
+#include <bit>
+#include <cstring>
 #include <typeinfo>
 #include <utility>
 
@@ -33,6 +35,7 @@ std::size_t FoldedKeyHash::operator()(std::u16string_view key) const noexcept {
 
 bool FoldedKeyEqual::operator()(std::u16string_view a, std::u16string_view b) const noexcept {
   if (a.size() != b.size()) return false;
+  if (a == b) return true;  // the usual case: the same name in the same case
   for (std::size_t i = 0; i < a.size(); ++i) {
     if (a[i] != b[i] && FoldKeyChar(a[i]) != FoldKeyChar(b[i])) return false;
   }
@@ -65,9 +68,15 @@ inline std::uint32_t Hash32(std::u16string_view key) noexcept {
     const std::size_t n = key.size() - i < 4 ? key.size() - i : 4;
     std::uint64_t block = 0;
     bool ascii = true;
-    for (std::size_t k = 0; k < n; ++k) {
-      block |= std::uint64_t{key[i + k]} << (16 * k);
-      if (key[i + k] >= 0x80) ascii = false;
+    if (n == 4 && std::endian::native == std::endian::little) {
+      // Four whole units in one load: unit k lands in lane k, as the loop below puts it.
+      std::memcpy(&block, key.data() + i, sizeof block);
+      ascii = (block & 0xFF80FF80FF80FF80ull) == 0;
+    } else {
+      for (std::size_t k = 0; k < n; ++k) {
+        block |= std::uint64_t{key[i + k]} << (16 * k);
+        if (key[i + k] >= 0x80) ascii = false;
+      }
     }
     if (ascii) {
       block = FoldAsciiBlock(block);

@@ -53,6 +53,7 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
   // The driver's own handler instead of a report: log with the script and the word, answer the
   // "Error" field. It never raises.
   auto on_error = [&](const support::TrappedError& error) {
+    last_added_.reset();  // the log may run the host's code
     Notify([&](RunListener& l) { l.OnFailure(level, error.number, error.description, word); });
     // A failing log must not keep the host from its answer.
     support::IgnoreErrors(
@@ -69,7 +70,11 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
       false,
       [&] {
         InjectFault(u"RealizeRegularExpression");
-        expression = automation::Trim(expression);
+        // The host may have changed its collection since the last temporary was added.
+        last_added_.reset();
+        // Trimmed in place (the same text as Trim gives, without a new one when nothing goes).
+        const std::u16string_view trimmed = automation::TrimView(expression);
+        if (trimmed.size() != expression.size()) expression = std::u16string(trimmed);
         level = AddInstance(expression);
         Notify([&](RunListener& l) { l.OnRunStart(level, expression); });
         // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
@@ -128,7 +133,9 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     std::u16string name = CreateDateDataField(word);
     RequireCreated(name);
     PushHeld(name, level);
-  } else if (automation::ParseNumber(word).has_value()) {  // IsNumeric of the text, uncopied
+  } else if (std::int32_t whole = 0; SmallWholeNumber(word, whole) ||
+                                      automation::ParseNumber(word).has_value()) {
+    // IsNumeric of the text, uncopied (a short run of digits is a number without the scan).
     std::u16string name = CreateNumericDataField(word);
     RequireCreated(name);
     PushHeld(name, level);
@@ -201,6 +208,7 @@ void Interpreter::CloseInstance(std::int16_t level, OnError& on_error) {
       if (entry.empty()) return;
       std::u16string name = std::move(entry);
       entry.clear();
+      last_added_.reset();
       if (stock_fields_) {
         // The stock Remove: a name not held raises 5.
         if (!stock_fields_.try_remove(stock_fields_.collection, name)) {

@@ -21,6 +21,9 @@ namespace modTools = support::modTools;
 
 namespace {
 
+// How many emptied Stacks ResetMemory keeps for the next instances.
+constexpr std::size_t kSpareStacks = 16;
+
 // Creation sets HoldTop to -1 for the levels up to this one only.
 constexpr std::int16_t kLastLevelClearedAtCreation = 10;
 
@@ -185,9 +188,18 @@ std::int16_t Interpreter::AddInstance(std::u16string_view expression) {
     } else if (instance_counter_ > stacks_.UBound()) {
       stacks_.ReDimPreserve(0, Add16(instance_counter_, kGrowth));
     }
-    expression_texts_(instance_counter_) = automation::Trim(expression);
+    // Into the text the slot already has (a reset keeps its storage).
+    expression_texts_(instance_counter_).assign(automation::TrimView(expression));
     read_positions_(instance_counter_) = 0;
-    stacks_(instance_counter_) = std::make_shared<support::Stack>();
+    support::StackRef& stack = stacks_(instance_counter_);
+    if (stack && stack.use_count() == 1) {
+      stack->Clear();  // what replacing it would release; the object itself serves again
+    } else if (!spare_stacks_.empty()) {
+      stack = std::move(spare_stacks_.back());
+      spare_stacks_.pop_back();
+    } else {
+      stack = std::make_shared<support::Stack>();
+    }
     return instance_counter_;
   });
 }
@@ -213,7 +225,15 @@ void Interpreter::ResetMemory() noexcept {
   if (stacks_.IsDimensioned()) {
     const std::int32_t upper = stacks_.UBound();
     for (std::int32_t i = 0; i <= upper; ++i) {
-      if (stacks_(i)) stacks_(i)->EmptyStack();
+      support::StackRef& stack = stacks_(i);
+      if (!stack) continue;
+      stack->EmptyStack();
+      // Its items go now, as they would with the Stack; a Stack only the table holds is kept
+      // for the next instances.
+      if (stack.use_count() == 1 && spare_stacks_.size() < kSpareStacks) {
+        stack->Clear();
+        IgnoreErrors([&] { spare_stacks_.push_back(std::move(stack)); });
+      }
     }
   }
   stacks_.Erase();
@@ -222,6 +242,7 @@ void Interpreter::ResetMemory() noexcept {
 // ---- Per-instance state ---------------------------------------------------------------------
 
 void Interpreter::KeepDataFields(contract::DataFieldsRef data_fields) {
+  last_added_.reset();
   stock_fields_ = contract::stock::ProbeFields(data_fields.get());
   data_fields_ = std::move(data_fields);
 }
@@ -238,6 +259,7 @@ contract::DataFieldRef Interpreter::HostField(std::u16string& name) const {
 }
 
 contract::DataFieldRef Interpreter::MColField(std::u16string_view name) const {
+  if (const contract::DataFieldRef* just_added = JustAdded(name)) return *just_added;
   if (stock_fields_) {
     // mCol of the stock collection is the FieldCollection: a name not held raises 5.
     const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, name);
@@ -262,6 +284,8 @@ support::Stack& Interpreter::InstanceStack(std::int16_t level) {
 
 void Interpreter::HandleError(std::u16string_view title, std::u16string_view reported,
                               const support::TrappedError& error) {
+  // The log and the host's error object may run the host's code.
+  last_added_.reset();
   support::LogErrorTrap(u"Interpreter", title, error);
   if (reported.empty()) return;
   if (!error_object_) automation::Raise(automation::err::ObjectVariableNotSet);

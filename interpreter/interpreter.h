@@ -99,6 +99,12 @@ class Interpreter {
   // A character, or kNoChar for the empty text the reader answers when its trap fired.
   static constexpr std::int32_t kNoChar = -1;
   std::int32_t GetNextChar(std::int16_t level);
+  // GetNextChar's answer and step without the call, where GetNextChar cannot fail; anywhere
+  // else (the read limit, a position before the text, no such level) GetNextChar itself.
+  std::int32_t ReadNextChar(std::int16_t level);
+  // Reads on while the characters are plain ASCII ones (IsPlainChar) and appends them, each
+  // read as ReadNextChar would; stops before any other character and at the read limit.
+  void AppendPlainRun(std::int16_t level, std::u16string& buffer);
   bool PutLastChar(std::int16_t level);
   std::int32_t PeekNextChar(std::int16_t level);
   std::u16string GetNextWord(std::int16_t level);
@@ -166,7 +172,19 @@ class Interpreter {
       if (stock) stock->DataSlot() = std::move(value); else ref->SetData(value);
     }
   };
-  NewField NewTemporary();
+  // members_written: the caller writes Name, DataType and DataClass before the field can be
+  // seen, so a pooled field's old texts need not be cleared first.
+  NewField NewTemporary(bool members_written);
+  // Nine digits at most and nothing else: the Long a numeric temporary of the text holds.
+  static bool SmallWholeNumber(std::u16string_view text, std::int32_t& value) noexcept;
+  // The temporary the stock collection took last, while nothing can have changed the collection
+  // since (no removal, no error report, no listener, no other collection): what its Item would
+  // answer for that name, found without the lookup.
+  const contract::DataFieldRef* JustAdded(std::u16string_view name) const noexcept {
+    if (!last_added_ || listener_ != nullptr || !stock_fields_) return nullptr;
+    const auto* field = static_cast<const components::DataFieldObject*>(last_added_.get());
+    return field->NameRef() == name ? &last_added_ : nullptr;
+  }
   bool StockCreator();
   // Adds the field, named taken, to the host's collection; answers its Name, or nothing when the
   // collection refused it.
@@ -273,6 +291,7 @@ class Interpreter {
   AsciiSet delimiter_chars_;
   AsciiSet operator_chars_;
   support::DynArray<support::StackRef> stacks_;
+  std::vector<support::StackRef> spare_stacks_;  // emptied Stacks for AddInstance to reuse
   contract::DataFieldsRef data_fields_;
   contract::stock::FieldsView stock_fields_;  // set when data_fields_ is the stock collection
   contract::HostErrorRef error_object_;
@@ -282,6 +301,9 @@ class Interpreter {
   // Fields the interpreter made; one that only the pool holds is free for the next temporary.
   std::vector<std::shared_ptr<components::DataFieldObject>> field_pool_;
   std::size_t pool_next_ = 0;
+  // The stock temporary the stock collection took last (see JustAdded); reset by anything that
+  // may change the collection.
+  contract::DataFieldRef last_added_;
   // The temporaries' names, in the order made (AutoNameList and AutoNameTop).
   support::DynArray<std::u16string> auto_names_;
   std::int16_t auto_name_top_ = 0;

@@ -1,5 +1,6 @@
 // The lexer: reads the script of one instance character by character and word by word, with
 // look-ahead and give-back, and classifies words.
+#include <algorithm>
 #include <string>
 
 #include "automation/chars.h"
@@ -62,6 +63,38 @@ std::int32_t Interpreter::GetNextChar(std::int16_t level) {
   });
 }
 
+std::int32_t Interpreter::ReadNextChar(std::int16_t level) {
+  if (!FaultsInjected()) {
+    std::int16_t* position = read_positions_.Find(level);
+    const std::u16string* text = expression_texts_.Find(level);
+    if (position != nullptr && text != nullptr && *position >= 0 && *position < kReadLimit) {
+      ++*position;
+      if (static_cast<std::size_t>(*position) > text->size()) return kEndOfText;
+      return (*text)[*position - 1];
+    }
+  }
+  return GetNextChar(level);
+}
+
+void Interpreter::AppendPlainRun(std::int16_t level, std::u16string& buffer) {
+  std::int16_t* position = read_positions_.Find(level);
+  const std::u16string* text = expression_texts_.Find(level);
+  if (position == nullptr || text == nullptr || *position < 0) return;
+  const std::size_t start = static_cast<std::size_t>(*position);
+  const std::size_t end = std::min<std::size_t>(text->size(), kReadLimit);
+  std::size_t at = start;
+  while (at < end && (*text)[at] < 128 && IsPlainChar((*text)[at])) ++at;
+  if (at == start) return;
+  // A short run unit by unit: cheaper than the general append for a word's few units.
+  constexpr std::size_t kShortRun = 8;
+  if (at - start <= kShortRun) {
+    for (std::size_t i = start; i < at; ++i) buffer.push_back((*text)[i]);
+  } else {
+    buffer.append(*text, start, at - start);
+  }
+  *position = static_cast<std::int16_t>(at);
+}
+
 bool Interpreter::PutLastChar(std::int16_t level) {
   return Trapped(u"PutLastChar", u"PutLastChar", false, [&] {
     std::int16_t& position = ReadPosition(level);
@@ -83,12 +116,16 @@ std::u16string Interpreter::GetNextWord(std::int16_t level) {
     std::u16string buffer;
     bool done = false;
     bool reader_failed = false;
+    // The one-character questions below cannot fail for an ASCII character, and are answered
+    // here from the character sets; they are asked when a test makes procedures fail on purpose.
+    const bool answer_here = !FaultsInjected();
     while (!done) {
-      const std::int32_t c = GetNextChar(level);
+      if (answer_here) AppendPlainRun(level, buffer);
+      const std::int32_t c = ReadNextChar(level);
+      const bool ascii = answer_here && c >= 0 && c < 128;
       // A plain ASCII character (no delimiter, operator, quote, date sign or line end) only
-      // joins the word: the questions below would all answer no, and for one such character
-      // they cannot fail. They are asked when a test makes procedures fail on purpose.
-      if (c >= 0 && c < 128 && IsPlainChar(static_cast<char16_t>(c)) && !FaultsInjected()) {
+      // joins the word: the questions below would all answer no.
+      if (ascii && IsPlainChar(static_cast<char16_t>(c))) {
         buffer += static_cast<char16_t>(c);
         continue;
       }
@@ -105,12 +142,14 @@ std::u16string Interpreter::GetNextWord(std::int16_t level) {
       } else if (c == kDateDelimiter) {
         literal = GetLiteralDate(level);
         use_literal = true;
-      } else if (IsDelimiter(CharText(c).view())) {
+      } else if (ascii ? c == u' ' || delimiter_chars_.Has(static_cast<char16_t>(c))
+                       : IsDelimiter(CharText(c).view())) {
         if (HasNonBlank(buffer) || c != u' ') done = true;
       } else if (c == kLineFeed) {
         done = true;
         drop = true;
-      } else if (IsOperator(CharText(c).view())) {
+      } else if (ascii ? c != u' ' && operator_chars_.Has(static_cast<char16_t>(c))
+                       : IsOperator(CharText(c).view())) {
         if (HasNonBlank(buffer) && !IsOperator(buffer)) {
           PutLastChar(level);
           drop = true;
@@ -131,7 +170,13 @@ std::u16string Interpreter::GetNextWord(std::int16_t level) {
     // for every caller, which would otherwise wait for a word that cannot come.
     // Departure: a word read at the reader's limit is "<EOL>" (tests/interpreter_lexer_test.cpp: Lexer.AWordAtTheReadLimitIsTheEndOfTheText)
     if (reader_failed && !HasNonBlank(buffer)) return std::u16string(kEndOfLine);
-    return automation::Trim(buffer);
+    // Trimmed in place (blanks only, as Trim); the usual word only ends in the blank that
+    // ended it.
+    while (!buffer.empty() && buffer.back() == u' ') buffer.pop_back();
+    std::size_t leading = 0;
+    while (leading < buffer.size() && buffer[leading] == u' ') ++leading;
+    if (leading > 0) buffer.erase(0, leading);
+    return buffer;
   });
 }
 
@@ -163,7 +208,7 @@ std::u16string Interpreter::PeekNextWord(std::int16_t level) {
 std::u16string Interpreter::GetLiteral(std::int16_t level, char16_t delimiter) {
   std::u16string buffer(1, delimiter);
   for (;;) {
-    const std::int32_t c = GetNextChar(level);
+    const std::int32_t c = ReadNextChar(level);
     // The empty text means GetNextChar has reached its limit and will answer nothing else:
     // the literal ends there instead of waiting for a character that cannot come.
     // Departure: a literal open at the reader's limit ends there (tests/interpreter_lexer_test.cpp: Lexer.ALiteralOpenAtTheLimitEndsThereInsteadOfLooping)

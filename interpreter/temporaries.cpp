@@ -52,6 +52,19 @@ std::int32_t AutoNumber(std::u16string_view name) noexcept {
 
 }  // namespace
 
+bool Interpreter::SmallWholeNumber(std::u16string_view text, std::int32_t& value) noexcept {
+  // Up to nine digits, no sign, blank, separator or leading zero: a Long whatever the locale.
+  constexpr std::size_t kMostSmallDigits = 9;
+  if (text.empty() || text.size() > kMostSmallDigits || text[0] == u'0') return false;
+  std::int32_t n = 0;
+  for (char16_t c : text) {
+    if (c < u'0' || c > u'9') return false;
+    n = n * 10 + (c - u'0');
+  }
+  value = n;
+  return true;
+}
+
 std::u16string Interpreter::StripStringDelimiters(std::u16string_view text) {
   return StripDelimiters(text, u'"');
 }
@@ -76,7 +89,7 @@ constexpr std::size_t kPoolSize = 256;
 constexpr std::size_t kPoolLooks = 8;
 }  // namespace
 
-Interpreter::NewField Interpreter::NewTemporary() {
+Interpreter::NewField Interpreter::NewTemporary(bool members_written) {
   if (!StockCreator()) {
     return NewField{contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId)};
   }
@@ -85,11 +98,14 @@ Interpreter::NewField Interpreter::NewTemporary() {
     if (pool_next_ >= size) pool_next_ = 0;
     std::shared_ptr<components::DataFieldObject>& pooled = field_pool_[pool_next_++];
     if (pooled.use_count() == 1) {
-      // As the stock creator makes it: every member empty.
+      // As the stock creator makes it: every member empty. The texts a temporary's steps write
+      // before anyone can see the field are left to them.
       components::DataFieldObject& f = *pooled;
-      f.AssignName({});
-      f.AssignDataType({});
-      f.AssignDataClass({});
+      if (!members_written) {
+        f.AssignName({});
+        f.AssignDataType({});
+        f.AssignDataClass({});
+      }
       f.DataSlot() = Value();
       return NewField{pooled, pooled.get()};
     }
@@ -100,13 +116,16 @@ Interpreter::NewField Interpreter::NewTemporary() {
   return NewField{std::move(made), raw};
 }
 
-contract::DataFieldRef Interpreter::NewDataField() { return NewTemporary().ref; }
+contract::DataFieldRef Interpreter::NewDataField() { return NewTemporary(false).ref; }
 
 std::u16string Interpreter::AddAutoField(NewField& field, const std::u16string& taken) {
   if (stock_fields_ && field.stock) {
     // The stock collection's AddObject: added under the field's Name, or not at all.
     const std::u16string& name = field.stock->NameRef();
-    if (stock_fields_.try_add(stock_fields_.collection, field.ref, name)) return name;
+    if (stock_fields_.try_add(stock_fields_.collection, field.ref, name)) {
+      last_added_ = field.ref;
+      return name;
+    }
     return {};
   }
   // A host's AddObject runs the host's code, which may run scripts too: the name is kept here
@@ -155,7 +174,8 @@ std::u16string Interpreter::CreateTemporary(std::u16string_view title, Fill&& fi
     }
   } give_back{*this, taken_slot, made};
   made = Trapped(title, title, std::u16string{}, [&] {
-    NewField field = NewTemporary();
+    // Name, DataType and DataClass are all written below (every fill writes the last two).
+    NewField field = NewTemporary(true);
     const std::u16string& taken = NextAutoDataFieldName();
     if (!taken.empty()) taken_slot = auto_name_top_;
     field.SetName(taken);
@@ -184,6 +204,13 @@ std::u16string Interpreter::CreateOperatorDataField(std::u16string_view text) {
 std::u16string Interpreter::CreateNumericDataField(std::u16string_view text) {
   return CreateTemporary(u"CreateNumericDataField", [&](NewField& field) {
     field.SetDataClass(kAuto);
+    std::int32_t whole = 0;
+    if (SmallWholeNumber(text, whole)) {
+      // What the steps below give for it.
+      field.SetDataType(u"Long");
+      field.SetData(Value::Long(whole));
+      return;
+    }
     Value number_text = Value::String(text);
     double x = automation::CDbl(number_text);
     // Kept: a whole number beyond 32 bits overflows instead of becoming a Double (tests/interpreter_temporaries_test.cpp: Temporaries.NumericTextBeyond32BitsOverflows)
@@ -342,7 +369,9 @@ void Interpreter::HoldAndPush(std::u16string& name, std::int16_t level, Push&& p
 
 void Interpreter::PushItem(std::u16string& name, std::int16_t level) {
   support::Stack& stack = InstanceStack(level);
-  if (stock_fields_) {
+  if (const contract::DataFieldRef* just_added = JustAdded(name)) {
+    stack.Push(*just_added);
+  } else if (stock_fields_) {
     // The stock Item: a name not held raises 5.
     const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, name);
     if (!field) automation::Raise(automation::err::InvalidProcedureCall);

@@ -102,9 +102,11 @@ class DynArray {
   }
   void ReDimPreserve(std::int32_t upper) { ReDimPreserve(dimensioned_ ? lower_ : 0, upper); }
 
-  // Erase: back to "never dimensioned".
+  // Erase: back to "never dimensioned". The elements go; storage of a usual size stays for
+  // the next ReDim.
   void Erase() noexcept {
-    std::vector<T>().swap(items_);
+    items_.clear();
+    if (items_.capacity() > detail::kMaxReusedElements) std::vector<T>().swap(items_);
     lower_ = 0;
     dimensioned_ = false;
   }
@@ -120,6 +122,12 @@ class DynArray {
 
   T& operator()(std::int32_t index) { return items_[Offset(index)]; }
   const T& operator()(std::int32_t index) const { return items_[Offset(index)]; }
+  // The element, or nullptr where operator() would raise 9.
+  T* Find(std::int32_t index) noexcept {
+    const std::int64_t off = std::int64_t{index} - lower_;
+    if (!dimensioned_ || off < 0 || off >= static_cast<std::int64_t>(items_.size())) return nullptr;
+    return &items_[static_cast<std::size_t>(off)];
+  }
 
  private:
   std::size_t Offset(std::int32_t index) const {

@@ -41,6 +41,9 @@ class Stack : public automation::Object {
   bool IsStackEmpty() const noexcept;
   // Walks the chain and changes nothing: the items stay until the Stack itself is released.
   void EmptyStack() noexcept;
+  // Releases every item, as releasing the Stack itself would, so that the Stack can be used
+  // again as a new one.
+  void Clear() noexcept { top_cell_.reset(); }
 
   std::u16string ClassName() const override { return u"Stack"; }
   automation::Value DefaultValue() override;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "interpreter_fixture.h"
+#include "qorvintr/components/defaults.h"
 
 namespace qorvintr::testing_support {
 namespace {
@@ -123,6 +124,49 @@ TEST_F(Temporaries, NumericTextWithoutFractionIsLongAndWithFractionDouble) {
   EXPECT_EQ(fraction->Data().Type(), VarType::Double);
   EXPECT_EQ(fraction->Data().GetDouble(), 12.5);
   EXPECT_EQ(fraction->DataClass(), u"Auto");
+}
+
+// A short run of digits takes a shorter way to its Long; every text gives what the general
+// steps (CDbl, then CLng where the number is whole) give.
+TEST_F(Temporaries, DigitTextsGiveWhatTheGeneralStepsGive) {
+  auto s = seam();
+  for (const char16_t* text : {u"0", u"1", u"8", u"42", u"007", u"123456789", u"999999999",
+                               u"1000000000", u"2147483647", u"12.5", u"1e3"}) {
+    SCOPED_TRACE(automation::ToUtf8(text));
+    const Value number_text = Value::String(text);
+    const double x = automation::CDbl(number_text);
+    const bool whole = x == static_cast<double>(automation::CLng(Value::Double(x)));
+    auto field = Field(s.CreateNumericDataField(text));
+    ASSERT_TRUE(field);
+    EXPECT_EQ(field->DataClass(), u"Auto");
+    if (whole) {
+      EXPECT_EQ(field->DataType(), u"Long");
+      ASSERT_EQ(field->Data().Type(), VarType::Long);
+      EXPECT_EQ(field->Data().GetLong(), automation::CLng(number_text));
+    } else {
+      EXPECT_EQ(field->DataType(), u"Double");
+      ASSERT_EQ(field->Data().Type(), VarType::Double);
+      EXPECT_EQ(field->Data().GetDouble(), x);
+    }
+  }
+  EXPECT_TRUE(errors->Calls().empty());
+}
+
+// With the stock components the interpreter pushes the temporary it has just added without
+// looking it up. A host field that has since taken that name in the collection is the one a
+// script reads.
+TEST_F(Temporaries, AHostFieldThatTookTheNameOfTheLastTemporaryIsTheOneAScriptReads) {
+  contract::UnregisterCreator(contract::kDataFieldProgId);
+  components::RegisterDefaultComponents();
+  ASSERT_EQ(seam().CreateNumericDataField(u"5"), u"Autodf1");  // added, held by no run
+  std::u16string name = u"Autodf1";
+  fields->Remove(name);
+  AddField("Autodf1", Value::Long(99), "Long");
+  std::u16string script = u"Autodf1";
+  contract::DataFieldRef read = interpreter->RealizeRegularExpression(script);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->Data().GetLong(), 99);
+  EXPECT_EQ(read, Field(u"Autodf1"));
 }
 
 TEST_F(Temporaries, NumericTextBeyond32BitsOverflows) {
