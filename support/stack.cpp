@@ -14,23 +14,30 @@ namespace {
 
 // A cell is made for every push of every script: freed cells (all of one size) are kept on a
 // list per thread and made again from there. The list is bounded, and goes with its thread.
+// The list's state is one thread-local reached once per cell: where thread-locals are emulated
+// (mingw-w64), every reach is a call through the threads library.
 constexpr std::size_t kMostKeptCells = 1024;
 struct FreeBlock {
   FreeBlock* next;
 };
-thread_local FreeBlock* t_free_cells = nullptr;
-thread_local std::size_t t_free_count = 0;
-thread_local bool t_cells_gone = false;  // the thread is ending: blocks go straight back
+struct CellList {
+  FreeBlock* free = nullptr;
+  std::size_t count = 0;
+  bool owned = false;  // the owner below exists on this thread, and will free the list
+  bool gone = false;   // the thread is ending: blocks go straight back
+};
+thread_local CellList t_cells;
 
 struct CellListOwner {
   ~CellListOwner() {
-    while (t_free_cells != nullptr) {
-      FreeBlock* next = t_free_cells->next;
-      ::operator delete(t_free_cells);
-      t_free_cells = next;
+    CellList& cells = t_cells;
+    while (cells.free != nullptr) {
+      FreeBlock* next = cells.free->next;
+      ::operator delete(cells.free);
+      cells.free = next;
     }
-    t_free_count = 0;
-    t_cells_gone = true;
+    cells.count = 0;
+    cells.gone = true;
   }
 };
 thread_local CellListOwner t_cell_list_owner;
@@ -44,21 +51,29 @@ struct CellAllocator {
 
   T* allocate(std::size_t n) {
     static_assert(sizeof(T) >= sizeof(FreeBlock));
-    if (n == 1 && t_free_cells != nullptr) {
-      FreeBlock* block = t_free_cells;
-      t_free_cells = block->next;
-      --t_free_count;
-      return static_cast<T*>(static_cast<void*>(block));
+    if (n == 1) {
+      CellList& cells = t_cells;
+      if (cells.free != nullptr) {
+        FreeBlock* block = cells.free;
+        cells.free = block->next;
+        --cells.count;
+        return static_cast<T*>(static_cast<void*>(block));
+      }
     }
     return static_cast<T*>(::operator new(n * sizeof(T)));
   }
   void deallocate(T* p, std::size_t n) noexcept {
-    if (n == 1 && !t_cells_gone && t_free_count < kMostKeptCells) {
-      (void)&t_cell_list_owner;  // made with the first kept block, so that the thread frees it
-      FreeBlock* block = ::new (static_cast<void*>(p)) FreeBlock{t_free_cells};
-      t_free_cells = block;
-      ++t_free_count;
-      return;
+    if (n == 1) {
+      CellList& cells = t_cells;
+      if (!cells.gone && cells.count < kMostKeptCells) {
+        if (!cells.owned) {
+          (void)&t_cell_list_owner;  // made with the first kept block, so that the thread frees it
+          cells.owned = true;
+        }
+        cells.free = ::new (static_cast<void*>(p)) FreeBlock{cells.free};
+        ++cells.count;
+        return;
+      }
     }
     ::operator delete(p);
   }
