@@ -5,7 +5,6 @@
 // thread reads; the answers are written in the order of the lines, and at most a window of lines
 // is read ahead of the last answer written, so memory stays the same however long the input.
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -21,6 +20,7 @@
 #include "cli/options.h"
 #include "cli/session.h"
 #include "cli/text_io.h"
+#include "support/thread_signal.h"
 
 namespace qorvintr::cli {
 
@@ -89,7 +89,7 @@ class OrderedJobs {
 
   void Work();
   void Fail(std::exception_ptr error);
-  void WriteReady(std::unique_lock<std::mutex>& lock);
+  void WriteReady(std::unique_lock<support::Mutex>& lock);
   Slot& SlotOf(std::uint64_t line) { return slots_[line % slots_.size()]; }
 
   const Options& options_;
@@ -97,10 +97,10 @@ class OrderedJobs {
   AnswerOutput& output_;
   std::vector<Slot> slots_;
 
-  std::mutex mutex_;
-  std::condition_variable work_ready_;   // a line to answer, the end, or a failure
-  std::condition_variable room_ready_;   // a slot of the window is free again
-  std::condition_variable jobs_ready_;   // every job has its session (or one failed)
+  support::Mutex mutex_;
+  support::ConditionVariable work_ready_;   // a line to answer, the end, or a failure
+  support::ConditionVariable room_ready_;   // a slot of the window is free again
+  support::ConditionVariable jobs_ready_;   // every job has its session (or one failed)
   unsigned starting_ = 0;                // jobs still making their session
   std::uint64_t read_ = 0;               // lines put in the window
   std::uint64_t taken_ = 0;              // lines a job took
@@ -112,7 +112,7 @@ class OrderedJobs {
 
 void OrderedJobs::Fail(std::exception_ptr error) {
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    std::lock_guard<support::Mutex> lock(mutex_);
     if (!failure_) failure_ = std::move(error);
   }
   work_ready_.notify_all();
@@ -122,7 +122,7 @@ void OrderedJobs::Fail(std::exception_ptr error) {
 
 // Hands the answers that are next in line to the output, outside the lock; one job at a time
 // writes, and it goes on while answers are ready, so none is left behind.
-void OrderedJobs::WriteReady(std::unique_lock<std::mutex>& lock) {
+void OrderedJobs::WriteReady(std::unique_lock<support::Mutex>& lock) {
   writing_ = true;
   std::vector<Slot> ready;
   for (;;) {
@@ -155,7 +155,7 @@ void OrderedJobs::Work() {
     Fail(std::current_exception());
   }
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    std::lock_guard<support::Mutex> lock(mutex_);
     --starting_;
   }
   jobs_ready_.notify_all();
@@ -165,7 +165,7 @@ void OrderedJobs::Work() {
     std::uint64_t line = 0;
     std::u16string script;
     {
-      std::unique_lock<std::mutex> lock(mutex_);
+      std::unique_lock<support::Mutex> lock(mutex_);
       work_ready_.wait(lock, [&] { return failure_ || taken_ < read_ || end_of_input_; });
       if (failure_ || taken_ == read_) return;
       line = taken_++;
@@ -181,7 +181,7 @@ void OrderedJobs::Work() {
       Fail(std::current_exception());
       return;
     }
-    std::unique_lock<std::mutex> lock(mutex_);
+    std::unique_lock<support::Mutex> lock(mutex_);
     Slot& slot = SlotOf(line);
     slot.answer = std::move(answer);
     slot.errors = std::move(error_lines);
@@ -197,21 +197,21 @@ std::uint64_t OrderedJobs::Run(LineReader& reader,
   try {
     for (unsigned i = 0; i < jobs_; ++i) {
       {
-        std::lock_guard<std::mutex> lock(mutex_);
+        std::lock_guard<support::Mutex> lock(mutex_);
         ++starting_;
       }
       threads.emplace_back([this] { Work(); });
     }
     bool failed = false;
     {
-      std::unique_lock<std::mutex> lock(mutex_);
+      std::unique_lock<support::Mutex> lock(mutex_);
       jobs_ready_.wait(lock, [&] { return starting_ == 0 || failure_; });
       failed = static_cast<bool>(failure_);
     }
     started = std::chrono::steady_clock::now();
     std::u16string line;
     while (!failed && reader.Next(line)) {
-      std::unique_lock<std::mutex> lock(mutex_);
+      std::unique_lock<support::Mutex> lock(mutex_);
       room_ready_.wait(lock, [&] { return failure_ || read_ - written_ < slots_.size(); });
       if (failure_) break;
       SlotOf(read_).script = std::move(line);
@@ -225,7 +225,7 @@ std::uint64_t OrderedJobs::Run(LineReader& reader,
     Fail(std::current_exception());
   }
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    std::lock_guard<support::Mutex> lock(mutex_);
     end_of_input_ = true;
   }
   work_ready_.notify_all();
