@@ -15,6 +15,10 @@
 #include <thread>
 #include <vector>
 
+#ifdef _WIN32
+#include <io.h>
+#endif
+
 #include "automation/text.h"
 #include "cli/commands.h"
 #include "cli/options.h"
@@ -43,11 +47,22 @@ class AnswerOutput {
  public:
   AnswerOutput() : flush_each_(IsPipeOrTerminal(stdout)) {
     if (!flush_each_) std::setvbuf(stdout, nullptr, _IOFBF, kFileBuffer);
+#ifdef _WIN32
+    // The Windows C runtime leaves a console (and NUL, which it takes for one) unbuffered and
+    // writes it a character at a time: 16 writes for "Autodf3<TAB>Long<TAB>42", ~9 us a line
+    // under Wine. Buffered, with each answer flushed as it is written, the same bytes go out in
+    // the same order, one write per answer.
+    if (flush_each_ && _isatty(_fileno(stdout))) {
+      std::setvbuf(stdout, nullptr, _IOFBF, kFileBuffer);
+      flush_answer_ = true;
+    }
+#endif
   }
   // The --errors lines of one script (already printed by a single job), then its answer.
   void Write(std::string_view errors, std::string_view answer) {
     if (!errors.empty()) WriteErr(errors);
     std::fwrite(answer.data(), 1, answer.size(), stdout);
+    if (flush_answer_) std::fflush(stdout);
   }
   // After one answer, or after a run of answers written together.
   void Done() {
@@ -56,6 +71,7 @@ class AnswerOutput {
 
  private:
   bool flush_each_;
+  bool flush_answer_ = false;  // after every answer, as the unbuffered stream did
 };
 
 std::uint64_t RunOneJob(const Options& options, LineReader& reader, AnswerOutput& output,
