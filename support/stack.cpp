@@ -4,6 +4,7 @@
 #include <new>
 
 #include "qorvintr/error.h"
+#include "support/thread_pointer.h"
 
 namespace qorvintr::support {
 
@@ -14,8 +15,9 @@ namespace {
 
 // A cell is made for every push of every script: freed cells (all of one size) are kept on a
 // list per thread and made again from there. The list is bounded, and goes with its thread.
-// The list's state is one thread-local reached once per cell: where thread-locals are emulated
-// (mingw-w64), every reach is a call through the threads library.
+// The list is reached once per cell: where thread-locals are emulated (mingw-w64), a reach of a
+// thread_local is a call through the threads library, so on Windows the list is reached
+// through a ThreadPointer instead.
 constexpr std::size_t kMostKeptCells = 1024;
 struct FreeBlock {
   FreeBlock* next;
@@ -23,24 +25,63 @@ struct FreeBlock {
 struct CellList {
   FreeBlock* free = nullptr;
   std::size_t count = 0;
-  bool owned = false;  // the owner below exists on this thread, and will free the list
+  bool owned = false;  // an owner below will free the list with its thread
   bool gone = false;   // the thread is ending: blocks go straight back
 };
+
+void FreeKeptCells(CellList& cells) noexcept {
+  while (cells.free != nullptr) {
+    FreeBlock* next = cells.free->next;
+    ::operator delete(cells.free);
+    cells.free = next;
+  }
+  cells.count = 0;
+  cells.gone = true;
+}
+
+#ifdef _WIN32
+// What a thread reaches once its own list has gone: never written (gone, and nothing kept).
+CellList g_gone_cells{nullptr, 0, true, true};
+void ReleaseCells(void* list);
+// The thread's list, made on the heap with its first kept cell and freed when the thread ends.
+// Not a thread_local with a destructor: mingw-w64 frees a thread's emulated thread-locals
+// before it runs their destructors.
+ThreadPointer g_cells(&ReleaseCells);
+
+void ReleaseCells(void* list) {
+  g_cells.Set(&g_gone_cells);
+  auto* cells = static_cast<CellList*>(list);
+  FreeKeptCells(*cells);
+  delete cells;
+}
+
+// The thread's list; null before its first kept cell.
+CellList* Cells() noexcept { return static_cast<CellList*>(g_cells.Get()); }
+// Makes the thread's list; null without memory or a slot (no cell is kept then).
+CellList* StartCells() noexcept {
+  auto* list = new (std::nothrow) CellList{nullptr, 0, true, false};
+  if (list == nullptr) return nullptr;
+  if (!g_cells.SetOwned(list)) {
+    delete list;
+    return nullptr;
+  }
+  return list;
+}
+#else
 thread_local CellList t_cells;
 
 struct CellListOwner {
-  ~CellListOwner() {
-    CellList& cells = t_cells;
-    while (cells.free != nullptr) {
-      FreeBlock* next = cells.free->next;
-      ::operator delete(cells.free);
-      cells.free = next;
-    }
-    cells.count = 0;
-    cells.gone = true;
-  }
+  ~CellListOwner() { FreeKeptCells(t_cells); }
 };
 thread_local CellListOwner t_cell_list_owner;
+
+CellList* Cells() noexcept { return &t_cells; }
+CellList* StartCells() noexcept {
+  (void)&t_cell_list_owner;  // made with the first kept block, so that the thread frees it
+  t_cells.owned = true;
+  return &t_cells;
+}
+#endif
 
 template <class T>
 struct CellAllocator {
@@ -52,11 +93,11 @@ struct CellAllocator {
   T* allocate(std::size_t n) {
     static_assert(sizeof(T) >= sizeof(FreeBlock));
     if (n == 1) {
-      CellList& cells = t_cells;
-      if (cells.free != nullptr) {
-        FreeBlock* block = cells.free;
-        cells.free = block->next;
-        --cells.count;
+      CellList* cells = Cells();
+      if (cells != nullptr && cells->free != nullptr) {
+        FreeBlock* block = cells->free;
+        cells->free = block->next;
+        --cells->count;
         return static_cast<T*>(static_cast<void*>(block));
       }
     }
@@ -64,14 +105,11 @@ struct CellAllocator {
   }
   void deallocate(T* p, std::size_t n) noexcept {
     if (n == 1) {
-      CellList& cells = t_cells;
-      if (!cells.gone && cells.count < kMostKeptCells) {
-        if (!cells.owned) {
-          (void)&t_cell_list_owner;  // made with the first kept block, so that the thread frees it
-          cells.owned = true;
-        }
-        cells.free = ::new (static_cast<void*>(p)) FreeBlock{cells.free};
-        ++cells.count;
+      CellList* cells = Cells();
+      if (cells == nullptr || !cells->owned) cells = StartCells();
+      if (cells != nullptr && !cells->gone && cells->count < kMostKeptCells) {
+        cells->free = ::new (static_cast<void*>(p)) FreeBlock{cells->free};
+        ++cells->count;
         return;
       }
     }
