@@ -2,14 +2,16 @@
 // global operator new and delete keep the small blocks a script makes and frees (texts, fields,
 // stack cells, shared_ptr control blocks) on lists of their own and hand them out again, instead
 // of asking the C runtime's heap each time. Under Wine a malloc/free pair costs about 170 ns
-// against 15-25 ns on Linux (msvcrt over ntdll's heap, one lock and a free-list search each);
-// a kept block costs a lock-free-in-practice spin lock and two stores.
+// against 15-25 ns on Linux (msvcrt over ntdll's heap, one lock and a free-list search each).
 //
-// Each module has its own lists: no block of one module is ever freed by another (see
+// Each thread keeps a few blocks per size class of its own (reached through a ThreadPointer,
+// no lock); behind them every class has one list for all threads under a spin lock. Each
+// module has its own lists: no block of one module is ever freed by another (see
 // com/own_object.h). Every block carries a 16-byte header with its size class (0: a large
 // block, straight from malloc), so the unsized delete finds its list. What is kept is bounded
-// per class; the rest goes back to malloc. The lists are emptied when the module unloads, and a
-// block freed after that goes straight back to free.
+// per class; the rest goes back to malloc. A thread's blocks go to the shared lists when it
+// ends; the lists are emptied when the module unloads, and a block freed after that goes
+// straight back to free.
 #include <windows.h>
 
 #include <atomic>
@@ -17,6 +19,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <new>
+
+#include "support/thread_pointer.h"
 
 namespace {
 
@@ -43,6 +47,20 @@ std::atomic<bool> g_closed{false};
 constexpr std::size_t MostKept(std::size_t cls) noexcept {
   return kKeptBytesPerClass / (cls * kStep + kHeader);
 }
+constexpr std::size_t MostKeptByThread(std::size_t cls) noexcept { return MostKept(cls) / 4; }
+
+// A thread's own blocks (made with malloc: this is the heap operator new uses).
+struct ThreadBlocks {
+  FreeBlock* head[kClasses];
+  std::size_t count[kClasses];
+};
+// What a thread reaches once its own blocks have gone: keeps nothing, never written.
+constexpr ThreadBlocks MakeGoneBlocks() noexcept {
+  ThreadBlocks gone{};
+  for (std::size_t i = 0; i < kClasses; ++i) gone.count[i] = MostKeptByThread(i + 1);
+  return gone;
+}
+ThreadBlocks g_gone_blocks = MakeGoneBlocks();
 
 void Lock(ClassList& list) noexcept {
   while (list.busy.exchange(true, std::memory_order_acquire)) {
@@ -69,9 +87,37 @@ void* Fresh(std::size_t bytes, std::size_t cls) noexcept {
   return static_cast<unsigned char*>(raw) + kHeader;
 }
 
+void ReleaseThreadBlocks(void* blocks);
+// Declared before g_release: when the module unloads, the threads' blocks go back (FlsFree runs
+// ReleaseThreadBlocks for each) after the shared lists closed, so straight to free.
+qorvintr::support::ThreadPointer g_thread_blocks(&ReleaseThreadBlocks);
+
+ThreadBlocks* OwnBlocks() noexcept {
+  return static_cast<ThreadBlocks*>(g_thread_blocks.Get());
+}
+
+// Makes the thread's own blocks at its first free; null without memory or a slot (the shared
+// lists are used then).
+ThreadBlocks* StartOwnBlocks() noexcept {
+  auto* blocks = static_cast<ThreadBlocks*>(std::calloc(1, sizeof(ThreadBlocks)));
+  if (blocks == nullptr) return nullptr;
+  if (!g_thread_blocks.SetOwned(blocks)) {
+    std::free(blocks);
+    return nullptr;
+  }
+  return blocks;
+}
+
 void* Allocate(std::size_t size) noexcept {
   if (size <= kLargest) {
     const std::size_t cls = size == 0 ? 1 : (size + kStep - 1) / kStep;
+    if (ThreadBlocks* own = OwnBlocks()) {
+      if (FreeBlock* block = own->head[cls - 1]) {
+        own->head[cls - 1] = block->next;
+        --own->count[cls - 1];
+        return block;
+      }
+    }
     ClassList& list = g_lists[cls - 1];
     Lock(list);
     FreeBlock* block = list.head;
@@ -97,11 +143,9 @@ void* AllocateOrThrow(std::size_t size) {
   }
 }
 
-void Free(void* p) noexcept {
-  if (p == nullptr) return;
-  void* raw = Header(p);
-  const std::size_t cls = *static_cast<std::size_t*>(raw);
-  if (cls != 0 && !g_closed.load(std::memory_order_relaxed)) {
+// A block to the shared list of its class, or back to malloc.
+void FreeShared(void* p, std::size_t cls) noexcept {
+  if (!g_closed.load(std::memory_order_relaxed)) {
     ClassList& list = g_lists[cls - 1];
     Lock(list);
     if (list.count < MostKept(cls)) {
@@ -112,7 +156,37 @@ void Free(void* p) noexcept {
     }
     Unlock(list);
   }
-  std::free(raw);
+  std::free(Header(p));
+}
+
+void Free(void* p) noexcept {
+  if (p == nullptr) return;
+  const std::size_t cls = *static_cast<std::size_t*>(Header(p));
+  if (cls == 0) {
+    std::free(Header(p));
+    return;
+  }
+  ThreadBlocks* own = OwnBlocks();
+  if (own == nullptr) own = StartOwnBlocks();
+  if (own != nullptr && own->count[cls - 1] < MostKeptByThread(cls)) {
+    own->head[cls - 1] = ::new (p) FreeBlock{own->head[cls - 1]};
+    ++own->count[cls - 1];
+    return;
+  }
+  FreeShared(p, cls);
+}
+
+// When a thread ends (or the module unloads): its blocks go to the shared lists.
+void ReleaseThreadBlocks(void* blocks) {
+  g_thread_blocks.Set(&g_gone_blocks);
+  auto* own = static_cast<ThreadBlocks*>(blocks);
+  for (std::size_t i = 0; i < kClasses; ++i) {
+    while (FreeBlock* block = own->head[i]) {
+      own->head[i] = block->next;
+      FreeShared(block, i + 1);
+    }
+  }
+  std::free(own);
 }
 
 // Gives the kept blocks back when the module unloads (or the program ends).
