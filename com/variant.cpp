@@ -4,6 +4,7 @@
 #include <limits>
 #include <new>
 #include <type_traits>
+#include <typeinfo>
 
 #include "qorvintr/error.h"
 #include "com/dispatch_client.h"
@@ -176,9 +177,23 @@ Value FromVariant(const VARIANT& v) {
   }
 }
 
+namespace {
+
+// The COM object behind one of our adapters, or null. The adapter made for each temporary is
+// told by its exact type first: with mingw-w64, dynamic_cast compares type names with strcmp
+// at every step of its walk through the classes (unless the types are the very same).
+ComBacked* BackedPart(automation::Object* object) {
+  if (&typeid(*object) == &typeid(DirectDataField)) {
+    return static_cast<DirectDataField*>(static_cast<contract::DataField*>(object));
+  }
+  return dynamic_cast<ComBacked*>(object);
+}
+
+}  // namespace
+
 IDispatch* ToDispatch(const automation::ObjectRef& object) {
   if (!object) return nullptr;
-  if (auto* backed = dynamic_cast<ComBacked*>(object.get())) {
+  if (auto* backed = BackedPart(object.get())) {
     IDispatch* d = backed->BackingDispatch();
     d->AddRef();
     return d;

@@ -26,9 +26,12 @@ contract::DataField& Item(const contract::DataFieldRef& item) {
 }
 
 // A field that is exactly the stock one reads its members without copies (nothing the host
-// wrote runs on such a read); any other field is asked through its members, as always.
+// wrote runs on such a read); any other field is asked through its members, as always. The
+// type is told by its type_info's address: mingw-w64 compares unequal types' names with strcmp,
+// for every read of a host's or a COM field; a stock field of another module would only take
+// the members' way.
 const components::DataFieldObject* Stock(contract::DataField& field) noexcept {
-  return typeid(field) == typeid(components::DataFieldObject)
+  return &typeid(field) == &typeid(components::DataFieldObject)
              ? static_cast<const components::DataFieldObject*>(&field)
              : nullptr;
 }
