@@ -12,6 +12,7 @@
 #include "qorvintr/contract/creation.h"
 #include "support/error_trap.h"
 #include "support/profile.h"
+#include "support/thread_object.h"
 
 namespace qorvintr::support::modDebugLog {
 
@@ -19,44 +20,58 @@ namespace {
 
 using automation::Value;
 
-// Set once the thread's module state is gone: an interpreter that outlives it (a host's static
-// object, torn down at exit after the thread's own state) must not touch it any more.
-thread_local bool t_state_gone = false;
-
 struct ModuleState {
   DebugLogSettings settings;
   contract::LogWriterRef log;
   std::u16string ini_file;
-  ~ModuleState() { t_state_gone = true; }
 };
 
-thread_local ModuleState t_state;
+// The thread's state; null once it is gone (an interpreter that outlives it, such as a host's
+// static object torn down at exit after the thread's own state, must not touch it any more) or
+// when none can be had.
+ModuleState* State() noexcept { return ThreadObject<ModuleState>::Get(); }
 
 // The platform's private-profile read into a buffer of 128 characters, blanks trimmed.
-std::u16string ReadSetting(std::u16string_view key) {
-  return automation::Trim(
-      ReadProfileString(kIniSection, key, u"", t_state.ini_file, 128));
+std::u16string ReadSetting(const ModuleState& m, std::u16string_view key) {
+  return automation::Trim(ReadProfileString(kIniSection, key, u"", m.ini_file, 128));
 }
 
 }  // namespace
 
-void SetIniFileName(std::u16string file_name) { t_state.ini_file = std::move(file_name); }
+void SetIniFileName(std::u16string file_name) {
+  if (ModuleState* m = State()) m->ini_file = std::move(file_name);
+}
 
-const std::u16string& IniFileName() noexcept { return t_state.ini_file; }
+const std::u16string& IniFileName() noexcept {
+  static const std::u16string kNone;
+  const ModuleState* m = State();
+  return m ? m->ini_file : kNone;
+}
 
-const DebugLogSettings& Settings() noexcept { return t_state.settings; }
+const DebugLogSettings& Settings() noexcept {
+  static const DebugLogSettings kOff;
+  const ModuleState* m = State();
+  return m ? m->settings : kOff;
+}
 
-bool IsDebugLogEnabled() noexcept { return t_state.settings.enabled; }
+bool IsDebugLogEnabled() noexcept {
+  const ModuleState* m = State();
+  return m && m->settings.enabled;
+}
 
-contract::LogWriterRef LogObject() noexcept { return t_state.log; }
+contract::LogWriterRef LogObject() noexcept {
+  const ModuleState* m = State();
+  return m ? m->log : nullptr;
+}
 
 bool ReadDebugLogSettings() {
-  ModuleState& m = t_state;
-  if (m.ini_file.empty()) return false;
+  ModuleState* state = State();
+  if (state == nullptr || state->ini_file.empty()) return false;
+  ModuleState& m = *state;
 
-  m.settings.log_path = ReadSetting(u"DebugLogPath");
+  m.settings.log_path = ReadSetting(m, u"DebugLogPath");
 
-  std::u16string size = ReadSetting(u"LogSize");
+  std::u16string size = ReadSetting(m, u"LogSize");
   Value size_value = Value::String(std::move(size));
   if (automation::IsNumeric(size_value)) {
     std::int64_t bytes = std::int64_t{automation::CLng(size_value)} * kDefaultLogSize;
@@ -70,16 +85,16 @@ bool ReadDebugLogSettings() {
     m.settings.log_size = kDefaultLogSize;
   }
 
-  Value logs_value = Value::String(ReadSetting(u"NumLogs"));
+  Value logs_value = Value::String(ReadSetting(m, u"NumLogs"));
   m.settings.number_of_logs =
       automation::IsNumeric(logs_value) ? automation::CLng(logs_value) : kDefaultNumLogs;
 
-  std::u16string separator = ReadSetting(u"Separator");
+  std::u16string separator = ReadSetting(m, u"Separator");
   m.settings.separator =
       separator.empty() ? std::u16string(kDefaultSeparator) : std::move(separator);
 
   // Kept: the switch is on only for "True" exactly, case included (tests/support_debug_log_test.cpp: WriteDebugLogSetToLowerCaseTrueLeavesLoggingOff)
-  m.settings.enabled = ReadSetting(u"WriteDebugLog") == u"True";
+  m.settings.enabled = ReadSetting(m, u"WriteDebugLog") == u"True";
   return true;
 }
 
@@ -89,7 +104,9 @@ std::int32_t InitDebugLog(std::u16string& start_message) noexcept {
   return RunTrapped<OnHandlerError::kDrop, std::int32_t>(
       0,
       [&]() -> std::int32_t {
-        ModuleState& m = t_state;
+        ModuleState* state = State();
+        if (state == nullptr) return -1;
+        ModuleState& m = *state;
         if (!m.settings.enabled) ReadDebugLogSettings();
         if (!m.settings.enabled) return -1;
 
@@ -110,14 +127,15 @@ std::int32_t InitDebugLog(std::u16string& start_message) noexcept {
         // change what the script answers; the log stays off until the next Init tries again.
         // (The trap text below had nowhere to go either way.)
         // Departure: a log object that could not be created leaves logging off (tests/support_debug_log_test.cpp: DebugLog.FailureToCreateTheLogObjectIsTrappedAndLeavesLoggingOff)
-        if (!t_state.log) t_state.settings.enabled = false;
+        if (ModuleState* m = State(); m && !m->log) m->settings.enabled = false;
         LogErrorTrap(u"modDebugLog", u"InitDebugLog", e);
       });
 }
 
 std::int32_t WriteDebugLog(std::u16string_view message) {
-  ModuleState& m = t_state;
-  if (!m.settings.enabled) return 0;
+  ModuleState* state = State();
+  if (state == nullptr || !state->settings.enabled) return 0;
+  ModuleState& m = *state;
   std::u16string entry;
   std::u16string when = automation::DateToText(automation::Now());
   entry.reserve(when.size() + message.size() + 4);
@@ -132,12 +150,14 @@ std::int32_t WriteDebugLog(std::u16string_view message) {
 }
 
 void ReleaseDebugLog() noexcept {
-  if (!t_state_gone) t_state.log.reset();
+  if (ModuleState* m = State()) m->log.reset();
 }
 
 void ResetDebugLog() noexcept {
-  t_state.log.reset();
-  DebugLogSettings& s = t_state.settings;
+  ModuleState* m = State();
+  if (m == nullptr) return;
+  m->log.reset();
+  DebugLogSettings& s = m->settings;
   s.enabled = false;
   s.log_path.clear();
   s.log_size = kDefaultLogSize;
