@@ -40,14 +40,6 @@ struct Family {
   std::wstring expected;  // the answer's text on both sides
 };
 
-std::wstring Wide(const std::string& utf8) {
-  if (utf8.empty()) return L"";
-  int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
-  std::wstring w(static_cast<size_t>(n), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), w.data(), n);
-  return w;
-}
-
 bool ReadText(const char* path, std::string* text) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return false;

@@ -19,6 +19,15 @@ namespace comtest {
 inline int g_failures = 0;
 inline int g_checks = 0;
 
+// UTF-8 text (a file's line) as a wide string.
+inline std::wstring Wide(const std::string& utf8) {
+  if (utf8.empty()) return L"";
+  int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
+  std::wstring w(static_cast<size_t>(n), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), w.data(), n);
+  return w;
+}
+
 inline std::string Narrow(const std::wstring& w) {
   std::string s;
   for (wchar_t c : w) {

@@ -450,14 +450,6 @@ class HostErrors final : public Dispatch {
 
 // ---- The interpreter, late-bound -----------------------------------------------------------------
 
-std::wstring Wide(const std::string& utf8) {
-  if (utf8.empty()) return L"";
-  int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
-  std::wstring w(static_cast<size_t>(n), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), w.data(), n);
-  return w;
-}
-
 // A call that failed, or anything at all that came out of one (a C++ exception crossing the
 // platform's call is a finding as much as a failed HRESULT), as text; empty when it succeeded.
 template <class Body>
