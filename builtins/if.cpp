@@ -154,18 +154,20 @@ bool Interpreter::RunIfBranches(std::int16_t level, Value& value) {
 std::u16string Interpreter::GetElseStatements(std::int16_t level) {
   std::int16_t ended_at = kEndedAtElse;
   std::u16string branch;
+  std::int16_t furthest = ReadPosition(level);
   for (;;) {
-    const std::int16_t before = ReadPosition(level);
     branch = GetStatements(level, ended_at);
     if (!automation::TrimView(branch).empty()) break;
     // An ELSE with no word would be collected again and again without end; once the reading
-    // stops moving, or has run off the end of the text, the branch is empty and none runs.
-    // Departure: an ELSE with no word stops (tests/builtins_if_test.cpp: IfScripts.AnEmptyElseEndsInsteadOfRepeatingForever)
+    // gets no further than it has been (it may step back and forth over a line end that
+    // fails each time), or has run off the end of the text, the branch is empty and none runs.
+    // Departure: an ELSE with no word stops (tests/builtins_if_test.cpp: IfScripts.AnEmptyElseEndsInsteadOfRepeatingForever, IfScripts.AnElseThatFailsBackAndForthOverALineEndStops)
     const std::int16_t after = ReadPosition(level);
-    if (after == before ||
+    if (after <= furthest ||
         static_cast<std::int64_t>(after) > static_cast<std::int64_t>(InstanceText(level).size())) {
       break;
     }
+    furthest = after;
   }
   return branch;
 }

@@ -94,6 +94,16 @@ TEST_F(IfScripts, AnEmptyElseEndsInsteadOfRepeatingForever) {
   EXPECT_EQ(Line(Run(u"IF 0 THEN \"yes\" ELSE END IF")), u"Autodf|Boolean|False");
 }
 
+// Found by fuzzing: the ELSE branch meets a line end alone (a syntax error, reported), and the
+// next try reads END, fails on "IF+" and steps back over the line end: the reading went back and
+// forth between two places for ever. It stops once it gets no further than it has been.
+TEST_F(IfScripts, AnElseThatFailsBackAndForthOverALineEndStops) {
+  EXPECT_EQ(Line(Run(u"IF 0 THEN 1 ELSE \rEND IF+ 1")), u"Error|Boolean|False");
+  ASSERT_EQ(errors->Calls().size(), 1u);
+  EXPECT_EQ(errors->Calls()[0][1].GetString(), u"Error: -2147218559 - Syntax error");
+  EXPECT_EQ(errors->Calls()[0][10].GetString(), u"GetStatements");
+}
+
 TEST_F(IfScripts, AnElseRunningOffTheLineEnds) {
   auto r = Run(u"IF 0 THEN \"yes\" ELSE");
   ASSERT_NE(r, nullptr);
