@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "qorvintr/convert.h"
-#include "automation/chars.h"
 #include "automation/operators.h"
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
+#include "interpreter/upper_word.h"
 #include "interpreter/limits.h"
 #include "interpreter/trap.h"
 
@@ -24,31 +24,6 @@ std::u16string WithoutCarriageReturn(std::u16string word) {
   if (!word.empty() && word.back() == u'\r') word.pop_back();
   return word;
 }
-
-// UCase of a trimmed word, made on the stack for a short ASCII word (UCase gives the same
-// units): IF compares every word it reads with its keywords.
-class UpperWord {
- public:
-  explicit UpperWord(std::u16string_view word) {
-    const std::u16string_view trimmed = automation::TrimView(word);
-    if (trimmed.size() <= kShortWord && automation::IsAsciiText(trimmed)) {
-      for (std::size_t i = 0; i < trimmed.size(); ++i) units_[i] = automation::AsciiUpper(trimmed[i]);
-      view_ = std::u16string_view(units_, trimmed.size());
-    } else {
-      long_ = automation::UCase(trimmed);
-      view_ = long_;
-    }
-  }
-  UpperWord(const UpperWord&) = delete;
-  UpperWord& operator=(const UpperWord&) = delete;
-  std::u16string_view view() const noexcept { return view_; }
-
- private:
-  static constexpr std::size_t kShortWord = 16;
-  char16_t units_[kShortWord];
-  std::u16string long_;
-  std::u16string_view view_;
-};
 
 // "If value = True": True is a literal of a numeric kind, so a value that holds or reads as a
 // number meets it numerically (5 is not True, nor is a date). A condition that is Null counts as

@@ -7,6 +7,7 @@
 #include "automation/text.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/limits.h"
+#include "interpreter/upper_word.h"
 #include "interpreter/trap.h"
 #include "support/tools.h"
 
@@ -235,17 +236,8 @@ std::u16string Interpreter::GetLiteralDate(std::int16_t level) {
 
 bool Interpreter::IsFunction(std::u16string_view word) {
   return Trapped(u"IsFunction", u"IsFunction", false, [&] {
-    const std::u16string_view trimmed = automation::TrimView(word);
-    // A short ASCII word is upper-cased on the stack: UCase gives the same units.
-    constexpr std::size_t kShortWord = 32;
-    if (trimmed.size() <= kShortWord && automation::IsAsciiText(trimmed)) {
-      char16_t units[kShortWord];
-      for (std::size_t i = 0; i < trimmed.size(); ++i) units[i] = automation::AsciiUpper(trimmed[i]);
-      const std::u16string_view upper(units, trimmed.size());
-      if (upper.empty() || upper == u" ") return false;
-      return function_list_upper_.find(upper) != std::u16string::npos;
-    }
-    std::u16string upper = automation::UCase(trimmed);
+    const UpperWord upper_word(word);
+    const std::u16string_view upper = upper_word.view();
     if (upper.empty() || upper == u" ") return false;
     // Kept: any piece of the list counts, "DATE" and "AT" included (tests/interpreter_lexer_test.cpp: Lexer.IsFunctionIsACaseBlindSubstringSearch)
     return function_list_upper_.find(upper) != std::u16string::npos;
