@@ -32,6 +32,9 @@ struct KnownClass {
 // its last.
 struct ThreadClasses {
   std::vector<KnownClass> classes;
+  // The kept class of QorvDFld.DataField when it is QorvDFld's own factory of this build (held
+  // by its entry in classes): each temporary goes straight to it, without the search by ProgID.
+  IOwnObject* field_factory = nullptr;
   int interpreters = 0;
 };
 support::ThreadPointer g_thread_classes;
@@ -84,6 +87,7 @@ ClassInfo ClassOf(std::u16string_view prog_id) {
     known->classes.push_back(KnownClass{std::move(id), factory.get(), own.get(), ids});
     factory->AddRef();
     if (own.get()) own->AddRef();
+    if (own.get() && known->field_factory == nullptr) known->field_factory = own.get();
   }
   return ClassInfo{factory.release(), own.release(), std::move(ids)};
 }
@@ -106,19 +110,27 @@ IDispatch* CreateOfClass(const ClassInfo& k) {
   return dispatch;
 }
 
+// QorvDFld's own factory: the same object CreateInstance makes, without IDispatch.
+automation::ObjectRef CreateOwnField(IOwnObject* factory) {
+  IOwnObject* created = nullptr;
+  HRESULT hr = static_cast<DirectFieldFactory*>(factory->Direct())->CreateField(&created);
+  if (FAILED(hr) || !created) automation::Raise(automation::err::CantCreateObject);
+  ComRef<IOwnObject> field(created);
+  return std::make_shared<DirectDataField>(field.get());
+}
+
 template <class Adapter>
 automation::ObjectRef CreateAdapter(std::u16string_view prog_id) {
+  if constexpr (std::is_same_v<Adapter, DispatchDataField>) {
+    // Kept while an interpreter lives on the thread, so it stays for this call.
+    if (ThreadClasses* known = Classes(); known != nullptr && known->field_factory != nullptr) {
+      return CreateOwnField(known->field_factory);
+    }
+  }
   ClassInfo k = ClassOf(prog_id);
   ClassHold hold{k};
   if constexpr (std::is_same_v<Adapter, DispatchDataField>) {
-    if (k.own) {
-      // QorvDFld's own factory: the same object CreateInstance makes, without IDispatch.
-      IOwnObject* created = nullptr;
-      HRESULT hr = static_cast<DirectFieldFactory*>(k.own->Direct())->CreateField(&created);
-      if (FAILED(hr) || !created) automation::Raise(automation::err::CantCreateObject);
-      ComRef<IOwnObject> field(created);
-      return std::make_shared<DirectDataField>(field.get());
-    }
+    if (k.own) return CreateOwnField(k.own);
   }
   ComRef<IDispatch> dispatch(CreateOfClass(k));
   return std::make_shared<Adapter>(dispatch.get(), k.ids);

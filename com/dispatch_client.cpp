@@ -121,10 +121,10 @@ std::shared_ptr<Contract> DirectAdapter(IOwnObject* own) {
 }
 
 template <class Contract, class Adapter>
-std::shared_ptr<Contract> Adapt(IDispatch* dispatch) {
+std::shared_ptr<Contract> Adapt(IDispatch* dispatch, const void* trusted_module = nullptr) {
   if (!dispatch) return nullptr;
   // One QueryInterface, whatever the object (a host's answers E_NOINTERFACE).
-  ComRef<IOwnObject> own(OwnObjectOf(dispatch));
+  ComRef<IOwnObject> own(OwnObjectOf(dispatch, trusted_module));
   if (own.get()) {
     if (IsOwnNative(own.get())) {
       if (auto typed = std::dynamic_pointer_cast<Contract>(*own->NativeObject())) return typed;
@@ -285,11 +285,14 @@ contract::DataFieldRef DataFieldResult(const VARIANT& result) {
   return AdaptDataField(dispatch.get());
 }
 
-contract::DataFieldRef FieldAnswer(IDispatch* answer) {
+// The field one of our collections answered (from module, the collection's own): a field of that
+// module is of the collection's build, without comparing builds again.
+contract::DataFieldRef FieldAnswer(IDispatch* answer, const void* module) {
   Variant result;
   V_VT(result.get()) = VT_DISPATCH;
   V_DISPATCH(result.get()) = answer;
-  return DataFieldResult(*result);
+  ComRef<IDispatch> dispatch(ObjectResult(*result));
+  return Adapt<contract::DataField, DispatchDataField>(dispatch.get(), module);
 }
 
 IDispatch* ObjectAnswer(IDispatch* answer) {
@@ -347,7 +350,7 @@ contract::DataFieldRef DirectDataFields::Item(std::u16string& name) {
   IDispatch* answer = nullptr;
   EXCEPINFO info{};
   CheckDirect(fields_->Item(name.data(), SizeOf(name), &answer, &info), info);
-  return FieldAnswer(answer);
+  return FieldAnswer(answer, Module());
 }
 
 bool DirectDataFields::Exists(std::u16string& name) {
@@ -382,7 +385,7 @@ contract::DataFieldRef DirectKeyedCollection::Item(std::u16string_view key) {
   IDispatch* answer = nullptr;
   EXCEPINFO info{};
   CheckDirect(collection_->Item(key.data(), SizeOf(key), &answer, &info), info);
-  return FieldAnswer(answer);
+  return FieldAnswer(answer, Module());
 }
 
 std::int32_t DirectKeyedCollection::Count() {

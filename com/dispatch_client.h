@@ -181,7 +181,9 @@ automation::Value DefaultOf(IDispatch* dispatch);
 
 class OwnClient : public ComBacked {
  public:
-  explicit OwnClient(IOwnObject* own) noexcept : own_(own) { own_->AddRef(); }
+  explicit OwnClient(IOwnObject* own) noexcept : own_(own), module_(own->ModuleTag()) {
+    own_->AddRef();
+  }
   virtual ~OwnClient() { own_->Release(); }
   OwnClient(const OwnClient&) = delete;
   OwnClient& operator=(const OwnClient&) = delete;
@@ -192,9 +194,12 @@ class OwnClient : public ComBacked {
   Direct* As() const noexcept {
     return static_cast<Direct*>(own_->Direct());
   }
+  // The module of the object (held, and of this build).
+  const void* Module() const noexcept { return module_; }
 
  private:
   IOwnObject* own_;
+  const void* module_;
 };
 
 // A QorvDFld.DataField: what the late-bound adapter answers, without IDispatch.

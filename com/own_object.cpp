@@ -21,6 +21,17 @@ void AssignText(void* target, const char16_t* text, std::uint32_t size) noexcept
   }
 }
 
+// Build tags compared here rather than with the C runtime's strcmp: they are compared once per
+// object met, and msvcrt's strcmp under Wine costs several times this loop for a short text.
+bool SameTag(const char* a, const char* b) noexcept {
+  if (a == b) return true;
+  while (*a != '\0' && *a == *b) {
+    ++a;
+    ++b;
+  }
+  return *a == *b;
+}
+
 }  // namespace
 
 TextSink SinkInto(std::u16string& target) noexcept { return TextSink{&AssignText, &target}; }
@@ -37,7 +48,7 @@ bool FastPathsOff() noexcept {
   return off;
 }
 
-IOwnObject* OwnObjectOf(IUnknown* object) noexcept {
+IOwnObject* OwnObjectOf(IUnknown* object, const void* trusted_module) noexcept {
   if (!object) return nullptr;
   IOwnObject* own = nullptr;
   if (FAILED(object->QueryInterface(kIidOwnObject, reinterpret_cast<void**>(&own))) || !own) {
@@ -45,7 +56,8 @@ IOwnObject* OwnObjectOf(IUnknown* object) noexcept {
   }
   const bool usable = own->Kind() == OwnKind::Native
                           ? own->ModuleTag() == OwnModuleTag()
-                          : !FastPathsOff() && std::strcmp(own->BuildTag(), OwnBuildTag()) == 0;
+                          : !FastPathsOff() && ((trusted_module != nullptr && own->ModuleTag() == trusted_module) ||
+                                               SameTag(own->BuildTag(), OwnBuildTag()));
   if (!usable) {
     own->Release();
     return nullptr;

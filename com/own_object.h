@@ -119,8 +119,9 @@ const char* OwnBuildTag() noexcept;
 
 // The IOwnObject of one of our objects of this build (AddRef'd), or null: for any other
 // object, and when direct calls are switched off (QORVINTR_COM_GENERIC_INVOKE, see
-// dual_object.h). One QueryInterface, whatever the object.
-IOwnObject* OwnObjectOf(IUnknown* object) noexcept;
+// dual_object.h). One QueryInterface, whatever the object. An object of trusted_module (a module
+// whose build was checked already, and which the caller holds) needs no check of its build.
+IOwnObject* OwnObjectOf(IUnknown* object, const void* trusted_module = nullptr) noexcept;
 // True when a native object's IOwnObject is usable by this module.
 bool IsOwnNative(IOwnObject* own) noexcept;
 

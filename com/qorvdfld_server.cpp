@@ -99,31 +99,31 @@ class DataFieldObject final : public DualObject<_DataField>,
                             : Value::String(std::u16string_view(text, size)));
     });
   }
+  // The texts are handed out and taken in place: no copy of the field's own, none made here.
   HRESULT STDMETHODCALLTYPE GetText(FieldText which, TextSink text, EXCEPINFO* info) override {
     return DirectGuard(info, [&] {
-      if (which == FieldText::Name) {
-        const std::u16string& name = field_->NameRef();
-        text.assign(text.target, name.data(), static_cast<std::uint32_t>(name.size()));
-        return;
-      }
-      std::u16string s =
-          which == FieldText::DataType ? field_->DataType() : field_->DataClass();
+      const std::u16string& s = which == FieldText::Name       ? field_->NameRef()
+                                : which == FieldText::DataType ? field_->DataTypeRef()
+                                                               : field_->DataClassRef();
       text.assign(text.target, s.data(), static_cast<std::uint32_t>(s.size()));
     });
   }
   HRESULT STDMETHODCALLTYPE SetText(FieldText which, const char16_t* text, std::uint32_t size,
                                     EXCEPINFO* info) override {
     return DirectGuard(info, [&] {
-      std::u16string s(text, size);
+      const std::u16string_view s(text, size);
       if (which == FieldText::DataType) {
-        field_->SetDataType(std::move(s));
+        field_->AssignDataType(s);
       } else if (which == FieldText::Name) {
-        field_->SetName(std::move(s));
+        field_->AssignName(s);
       } else {
-        field_->SetDataClass(std::move(s));
+        field_->AssignDataClass(s);
       }
     });
   }
+
+  // The name under which the collection keeps this field (what Name answers).
+  const std::u16string& NameRef() const noexcept { return field_->NameRef(); }
 
   HRESULT STDMETHODCALLTYPE get_Data(VARIANT* ret) override {
     if (!ret) return E_POINTER;
@@ -216,6 +216,39 @@ class DataFieldObject final : public DualObject<_DataField>,
 
   std::shared_ptr<components::DataFieldObject> field_;
 };
+
+// A data field handed to a collection of this DLL: when it is one of this DLL's own fields (and
+// direct calls are on), the adapter the collection keeps is made without asking the object for
+// its build, and its Name is read in place; otherwise it is adapted as any caller's object.
+struct AddedField {
+  contract::DataFieldRef ref;
+  DataFieldObject* own = nullptr;
+};
+
+AddedField AdaptAdded(IDispatch* field) {
+  if (field && !FastPathsOff()) {
+    IOwnObject* own = nullptr;
+    if (SUCCEEDED(field->QueryInterface(kIidOwnObject, reinterpret_cast<void**>(&own))) && own) {
+      ComRef<IOwnObject> held(own);
+      if (own->ModuleTag() == OwnModuleTag() && own->Kind() == OwnKind::DataField) {
+        return AddedField{std::make_shared<DirectDataField>(own),
+                          static_cast<DataFieldObject*>(own)};
+      }
+    }
+  }
+  return AddedField{AdaptDataField(field)};
+}
+
+// AddObject of the collection: 0 when added under the field's Name, 457 when that name is
+// already held and 91 for no field (nothing changed in both cases).
+std::int16_t AddField(components::FieldCollection& fields,
+                      components::DataFieldCollection& collection, IDispatch* field) {
+  AddedField added = AdaptAdded(field);
+  if (!added.own) return collection.AddObject(added.ref);
+  return fields.TryAdd(added.ref, added.own->NameRef())
+             ? 0
+             : static_cast<std::int16_t>(automation::err::KeyAlreadyAssociated);
+}
 
 // The factory of QorvDFld.DataField as our other DLLs see it: creates without IDispatch. It
 // lives as long as the DLL; whoever holds it holds the factory too.
@@ -458,25 +491,17 @@ class DataFieldsObject final : public DualObject<_DataFields>,
   HRESULT STDMETHODCALLTYPE Exists(const char16_t* key, std::uint32_t size, bool* out,
                                    EXCEPINFO* info) override {
     *out = false;
-    return DirectGuard(info, [&] {
-      std::u16string name(key, size);
-      *out = collection_.Exists(name);
-    });
+    // Exists and Remove of DataFieldCollection, without a copy of the key.
+    return DirectGuard(info, [&] { *out = fields_->Contains(std::u16string_view(key, size)); });
   }
   HRESULT STDMETHODCALLTYPE AddObject(IDispatch* field, std::int16_t* out,
                                       EXCEPINFO* info) override {
     *out = 0;
-    return DirectGuard(info, [&] {
-      contract::DataFieldRef f = AdaptDataField(field);
-      *out = collection_.AddObject(f);
-    });
+    return DirectGuard(info, [&] { *out = AddField(*fields_, collection_, field); });
   }
   HRESULT STDMETHODCALLTYPE Remove(const char16_t* key, std::uint32_t size,
                                    EXCEPINFO* info) override {
-    return DirectGuard(info, [&] {
-      std::u16string name(key, size);
-      collection_.Remove(name);
-    });
+    return DirectGuard(info, [&] { fields_->Remove(std::u16string_view(key, size)); });
   }
   HRESULT STDMETHODCALLTYPE MCol(IDispatch** out, EXCEPINFO* info) override {
     *out = nullptr;
@@ -499,8 +524,7 @@ class DataFieldsObject final : public DualObject<_DataFields>,
     if (!ret) return E_POINTER;
     *ret = 0;
     return Guard(IID__DataFields, [&] {
-      contract::DataFieldRef f = AdaptDataField(field);
-      *ret = collection_.AddObject(f);
+      *ret = AddField(*fields_, collection_, field);
       return S_OK;
     });
   }
