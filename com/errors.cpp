@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "com/variant.h"
+#include "support/thread_object.h"
 
 namespace qorvintr::com {
 
@@ -17,20 +18,23 @@ constexpr std::int32_t kAutomationError = 440;
 constexpr std::int32_t kNotACollection = 451;
 
 // The last error ReturnError recorded on this thread, for the EXCEPINFO of the dispatch call
-// that is returning it.
+// that is returning it (hr S_OK: none).
 struct PendingError {
   HRESULT hr = S_OK;
   std::int32_t number = 0;
   std::u16string source;
   std::u16string description;
 };
-// Behind a pointer: a thread-local with a destructor keeps its DLL loaded until the thread ends
-// once it has been used, so after any failed call COM could no longer unload the DLL. The error
-// is freed when a dispatch call hands it on; one left by an early-bound call stays for the next.
-thread_local PendingError* t_pending = nullptr;
-PendingError& Pending() {
-  if (t_pending == nullptr) t_pending = new PendingError();
-  return *t_pending;
+// One per thread, destroyed when the thread ends or the DLL unloads: an error left by an
+// early-bound call (nobody asks for its EXCEPINFO) stays only until the next one. (A
+// thread_local with a destructor would keep the DLL loaded until the thread ends, and mingw-w64
+// frees such thread-locals before their destructors run.) Null when none can be had: the error
+// then goes without its texts.
+PendingError* Pending() noexcept { return support::ThreadObject<PendingError>::Get(); }
+// The pending error of this thread when it is the one HR tells of.
+PendingError* PendingFor(HRESULT hr) noexcept {
+  PendingError* pending = Pending();
+  return pending != nullptr && pending->hr == hr && hr != S_OK ? pending : nullptr;
 }
 
 std::u16string DescriptionOf(std::int32_t number) {
@@ -126,23 +130,25 @@ automation::AutomationError CurrentError() noexcept {
 
 HRESULT ReturnError(const automation::AutomationError& error, REFIID iid) noexcept {
   HRESULT hr = HresultOfNumber(error.Number());
-  try {
-    PendingError& pending = Pending();
-    pending.hr = hr;
-    pending.number = error.Number();
-    pending.source = error.Source();
-    pending.description = error.Description();
-    if (pending.description.empty()) pending.description = DescriptionOf(error.Number());
-  } catch (const std::bad_alloc&) {
-    // No texts to hand on: the error information goes without them.
-    if (t_pending != nullptr) t_pending->hr = S_OK;
+  PendingError* pending = Pending();
+  if (pending != nullptr) {
+    try {
+      pending->hr = hr;
+      pending->number = error.Number();
+      pending->source = error.Source();
+      pending->description = error.Description();
+      if (pending->description.empty()) pending->description = DescriptionOf(error.Number());
+    } catch (const std::bad_alloc&) {
+      // No texts to hand on: the error information goes without them.
+      pending->hr = S_OK;
+    }
   }
   ICreateErrorInfo* create = nullptr;
   if (SUCCEEDED(CreateErrorInfo(&create))) {
     create->SetGUID(iid);
-    if (t_pending != nullptr && t_pending->hr == hr) {
-      create->SetSource(const_cast<LPOLESTR>(WideOf(t_pending->source)));
-      create->SetDescription(const_cast<LPOLESTR>(WideOf(t_pending->description)));
+    if (PendingError* p = PendingFor(hr)) {
+      create->SetSource(const_cast<LPOLESTR>(WideOf(p->source)));
+      create->SetDescription(const_cast<LPOLESTR>(WideOf(p->description)));
     }
     IErrorInfo* info = nullptr;
     if (SUCCEEDED(create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info)))) {
@@ -173,18 +179,20 @@ void FillExcepInfo(EXCEPINFO* info, const automation::AutomationError& error) no
 
 void FillExcepInfo(EXCEPINFO* info, HRESULT hr) noexcept {
   if (!info) return;
-  if (t_pending != nullptr && t_pending->hr == hr && hr != S_OK) {
+  if (PendingError* pending = PendingFor(hr)) {
     SysFreeString(info->bstrSource);
     SysFreeString(info->bstrDescription);
     info->bstrSource = info->bstrDescription = nullptr;
     try {
-      FillExcepInfo(info, automation::AutomationError(t_pending->number, t_pending->source,
-                                                      t_pending->description));
+      FillExcepInfo(info, automation::AutomationError(pending->number, pending->source,
+                                                      pending->description));
     } catch (const std::bad_alloc&) {
       // No memory to copy the pending error: the EXCEPINFO keeps only its code.
     }
-    delete t_pending;
-    t_pending = nullptr;
+    // Handed on: the texts go too, so that a thread keeps no error's texts between failures.
+    pending->hr = S_OK;
+    std::u16string().swap(pending->source);
+    std::u16string().swap(pending->description);
     return;
   }
   info->scode = hr;
