@@ -1,5 +1,6 @@
 // The statement driver: runs one script from its first word to its value.
 #include <string>
+#include <typeinfo>
 
 #include "qorvintr/convert.h"
 #include "automation/text.h"
@@ -47,6 +48,9 @@ void RequireCreated(const std::u16string& name) {
 
 contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& expression) {
   contract::DataFieldRef result;
+  // Departure: a run nobody can watch keeps its temporaries to itself, and declines to the general run on anything that could show (tests/interpreter_unwatched_test.cpp: Unwatched.EveryCorpusCaseEndsAlikeWithAndWithoutUnwatchedRuns)
+  if (MayRunUnwatched() && RunUnwatched(expression, result)) return result;
+
   std::u16string word;
   std::int16_t level = 0;
 
@@ -64,49 +68,11 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
     result = std::move(error_field);
   };
 
-  // AddInstance answers 0 on failure, which the run then takes for instance 0; any other answer
-  // is a slot it has just written, so never below 0.
   support::RunTrapped<support::OnHandlerError::kDrop>(
       false,
       [&] {
         InjectFault(u"RealizeRegularExpression");
-        // The host may have changed its collection since the last temporary was added.
-        last_added_.reset();
-        // Trimmed in place (the same text as Trim gives, without a new one when nothing goes).
-        const std::u16string_view trimmed = automation::TrimView(expression);
-        if (trimmed.size() != expression.size()) expression = std::u16string(trimmed);
-        level = AddInstance(expression);
-        Notify([&](RunListener& l) { l.OnRunStart(level, expression); });
-        // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
-        // sixteen deep) would leave the temporaries it cannot record in the host's collection,
-        // and nest without bound: it ends here with the subscript error such a level gives.
-        // Departure: a run deeper than level 15 ends with error 9 (tests/builtins_if_test.cpp: IfScripts.ARunDeeperThanLevel15EndsWithError9)
-        if (level > kDeepestLevel) automation::Raise(automation::err::SubscriptOutOfRange);
-        DriverState state = DriverState::kOperandExpected;
-        std::int16_t depth = 0;
-        for (;;) {
-          const std::u16string& text = InstanceText(level);
-          const std::int16_t position = ReadPosition(level);
-          if (static_cast<std::int64_t>(position) > static_cast<std::int64_t>(text.size())) {
-            break;
-          }
-          // A text longer than the reader can reach would keep the loop at the read limit
-          // forever; it ends here as the reader's own error.
-          // Departure: the driver at the read limit answers the "Error" field (tests/interpreter_driver_test.cpp: Scripts.AScriptBeyondTheReadLimitAnswersTheErrorFieldInsteadOfLooping)
-          if (position >= kReadLimit) RaiseReadLimit();
-          word = GetNextWord(level);
-          // Its words come trimmed already; trimming again would only copy them.
-          if (!word.empty() && (word.front() == u' ' || word.back() == u' ')) {
-            word = automation::Trim(word);
-          }
-          Notify([&](RunListener& l) { l.OnWord(level, word); });
-          // Asked on every word: a level without its stack fails here, before the word is used.
-          (void)InstanceStack(level);
-          state = state == DriverState::kOperandExpected ? ReadOperand(level, word, depth)
-                                                         : ReadOperator(level, word, depth);
-        }
-        EvaluateExpression(level);
-        result = InstanceStack(level).Pop();
+        RunScript(expression, level, word, result);
         return true;
       },
       on_error);
@@ -114,6 +80,135 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
   CloseInstance(level, on_error);
   Notify([&](RunListener& l) { l.OnRunEnd(level, result); });
   return result;
+}
+
+void Interpreter::RunScript(std::u16string& expression, std::int16_t& level, std::u16string& word,
+                            contract::DataFieldRef& result) {
+  // The host may have changed its collection since the last temporary was added.
+  last_added_.reset();
+  // Trimmed in place (the same text as Trim gives, without a new one when nothing goes).
+  const std::u16string_view trimmed = automation::TrimView(expression);
+  if (trimmed.size() != expression.size()) expression = std::u16string(trimmed);
+  // AddInstance answers 0 on failure, which the run then takes for instance 0; any other answer
+  // is a slot it has just written, so never below 0.
+  level = AddInstance(expression);
+  Notify([&](RunListener& l) { l.OnRunStart(level, expression); });
+  // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
+  // sixteen deep) would leave the temporaries it cannot record in the host's collection,
+  // and nest without bound: it ends here with the subscript error such a level gives.
+  // Departure: a run deeper than level 15 ends with error 9 (tests/builtins_if_test.cpp: IfScripts.ARunDeeperThanLevel15EndsWithError9)
+  if (level > kDeepestLevel) automation::Raise(automation::err::SubscriptOutOfRange);
+  DriverState state = DriverState::kOperandExpected;
+  std::int16_t depth = 0;
+  for (;;) {
+    const std::u16string& text = InstanceText(level);
+    const std::int16_t position = ReadPosition(level);
+    if (static_cast<std::int64_t>(position) > static_cast<std::int64_t>(text.size())) {
+      break;
+    }
+    // A text longer than the reader can reach would keep the loop at the read limit
+    // forever; it ends here as the reader's own error.
+    // Departure: the driver at the read limit answers the "Error" field (tests/interpreter_driver_test.cpp: Scripts.AScriptBeyondTheReadLimitAnswersTheErrorFieldInsteadOfLooping)
+    if (position >= kReadLimit) RaiseReadLimit();
+    word = GetNextWord(level);
+    // Its words come trimmed already; trimming again would only copy them.
+    if (!word.empty() && (word.front() == u' ' || word.back() == u' ')) {
+      word = automation::Trim(word);
+    }
+    Notify([&](RunListener& l) { l.OnWord(level, word); });
+    // Asked on every word: a level without its stack fails here, before the word is used.
+    (void)InstanceStack(level);
+    state = state == DriverState::kOperandExpected ? ReadOperand(level, word, depth)
+                                                   : ReadOperator(level, word, depth);
+  }
+  EvaluateExpression(level);
+  result = InstanceStack(level).Pop();
+}
+
+bool Interpreter::MayRunUnwatched() {
+  if (!UnwatchedAllowed() || listener_ != nullptr || FaultsInjected() || !stock_fields_) {
+    return false;
+  }
+  // A run at level 0 whose temporaries would be named from Autodf1 on: the list is empty (a
+  // host's first run, after ResetMemory or after a run that closed), and no field the host has
+  // could be taken for one of them, so that no generated name is skipped.
+  if (instance_counter_ != -1 || auto_name_top_ != -1) return false;
+  if (stock_fields_.generated_like_keys(stock_fields_.collection) != 0) return false;
+  if (!StockCreator()) return false;
+  // The hold table in the shape every run leaves it: sixteen rows, level 0's top at -1 and its
+  // slots empty (the closing would remove any name left in one).
+  if (!hold_array_.IsDimensioned() || !hold_top_.IsDimensioned()) return false;
+  if (hold_array_.LBound(1) != 0 || hold_array_.UBound(1) != kDeepestLevel ||
+      hold_array_.LBound(2) != 0 || hold_top_.LBound() != 0 ||
+      hold_top_.UBound() != kDeepestLevel || hold_top_(0) != -1) {
+    return false;
+  }
+  const std::int32_t last_slot = hold_array_.UBound(2);
+  for (std::int32_t slot = 0; slot <= last_slot; ++slot) {
+    if (!hold_array_(0, slot).empty()) return false;
+  }
+  return !auto_names_.IsDimensioned() || auto_names_.LBound() == 0;
+}
+
+void Interpreter::Decline() {
+  declined_ = true;
+  throw Declined{};
+}
+
+void Interpreter::CheckUnwatchedRead(const contract::DataFieldRef& field) {
+  // A stock field's members run nothing of the host's; an object in its Data would (its
+  // default member), and so would any other kind of field.
+  const contract::DataField* f = field.get();
+  if (f == nullptr || typeid(*f) != typeid(components::DataFieldObject) ||
+      static_cast<const components::DataFieldObject*>(f)->DataRef().IsObject()) {
+    Decline();
+  }
+}
+
+bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRef& result) {
+  std::int16_t level = 0;
+  std::u16string word;
+  unwatched_made_.clear();
+  declined_ = false;
+  unwatched_ = true;
+  try {
+    RunScript(expression, level, word, result);
+  } catch (...) {
+    // Any error at all, a decline included: nothing has been reported or logged, and the general
+    // run meets it again and answers for it.
+    declined_ = true;
+  }
+  unwatched_ = false;
+  unwatched_last_.reset();
+  if (!declined_ && level != 0) declined_ = true;
+  if (!declined_) {
+    try {
+      SettleUnwatched(level, result);
+    } catch (...) {
+      // Only memory can fail here: the tables are grown as far as the general run grows them
+      // anyway, and the rest is set back below.
+      declined_ = true;
+    }
+  }
+  if (!declined_) {
+    auto on_error = [&](const support::TrappedError&) { declined_ = true; };
+    CloseInstance(level, on_error);
+  }
+  const bool answered = !declined_;
+  if (!answered) {
+    // Back to where the run began (MayRunUnwatched's shape): no instance, no names, no holds.
+    instance_counter_ = -1;
+    auto_name_top_ = -1;
+    support::IgnoreErrors([&] { hold_top_(0) = -1; });
+    support::IgnoreErrors([&] {
+      if (stacks_.IsDimensioned() && stacks_(0)) stacks_(0)->EmptyStack();
+    });
+    result.reset();
+    declined_ = false;
+  }
+  unwatched_made_.clear();
+  CountUnwatched(answered);
+  return answered;
 }
 
 DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
@@ -144,6 +239,8 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     PushItem(word, level);
     Notify([&](RunListener& l) { l.OnPush(level, word, InstanceStack(level).PeekStack(), false); });
   } else if (IsFunction(word)) {
+    // Departure: an unwatched run declines at a function, whose steps may log or be the host's (tests/interpreter_unwatched_test.cpp: Unwatched.AnIfDeclines)
+    if (unwatched_) Decline();
     // The function reads its own arguments and pushes its own value.
     // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
     (void)PerformFunction(word, level);
