@@ -48,7 +48,7 @@ void RequireCreated(const std::u16string& name) {
 
 contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& expression) {
   contract::DataFieldRef result;
-  // Departure: a run nobody can watch keeps its temporaries to itself, and declines to the general run on anything that could show (tests/interpreter_unwatched_test.cpp: Unwatched.EveryCorpusCaseEndsAlikeWithAndWithoutUnwatchedRuns)
+  // Departure: a run nobody can watch keeps its temporaries to itself, and declines to the general run on anything that could show (tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
   if (MayRunUnwatched() && RunUnwatched(expression, result)) return result;
 
   std::u16string word;
@@ -125,6 +125,7 @@ void Interpreter::RunScript(std::u16string& expression, std::int16_t& level, std
   result = InstanceStack(level).Pop();
 }
 
+// Departure: only a level-0 run over the stock collection and creator, with no listener, no fault injection and no host field named like a temporary, is tried unwatched (tests/interpreter_unwatched_test.cpp: Unwatched.AListenerKeepsRunsGeneral, Unwatched.ANonStockCreatorKeepsRunsGeneral, Unwatched.AHostFieldNamedLikeATemporaryKeepsRunsGeneral, Unwatched.ARunAtADeeperLevelKeepsRunsGeneral)
 bool Interpreter::MayRunUnwatched() {
   if (!UnwatchedAllowed() || listener_ != nullptr || FaultsInjected() || !stock_fields_) {
     return false;

@@ -177,7 +177,7 @@ std::u16string Interpreter::CreateTemporary(std::u16string_view title, Fill&& fi
     // Name, DataType and DataClass are all written below (every fill writes the last two).
     NewField field = NewTemporary(true);
     if (unwatched_) [[likely]] {
-      // Departure: an unwatched run's temporary gets no name and stays out of the collection; only the result is named, at the end (tests/interpreter_unwatched_test.cpp: Unwatched.EveryCorpusCaseEndsAlikeWithAndWithoutUnwatchedRuns)
+      // Departure: an unwatched run's temporary gets no name and stays out of the collection; only the result is named, at the end (tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
       fill(field);
       KeepUnwatched(field);
       return std::u16string(kUnwatchedName);
@@ -376,6 +376,7 @@ template <class Push>
 void Interpreter::HoldAndPush(std::u16string& name, std::int16_t level, Push&& push) {
   if (unwatched_) [[likely]] {
     // The temporary just made, which the lookup would find.
+    // Departure: an unwatched run pushes its temporary without holding it or looking it up (tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
     if (name != kUnwatchedName || !unwatched_last_) Decline();
     InstanceStack(level).Push(unwatched_last_);
     return;
@@ -400,6 +401,7 @@ void Interpreter::PushItem(std::u16string& name, std::int16_t level) {
     // The stock Item: a name not held raises 5.
     const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, name);
     if (!field) automation::Raise(automation::err::InvalidProcedureCall);
+    // Departure: an unwatched run declines at a host field whose reading could run the host's code (tests/interpreter_unwatched_test.cpp: Unwatched.AHostFieldThatIsNotStockDeclines)
     if (unwatched_) CheckUnwatchedRead(*field);
     stack.Push(*field);
   } else {
