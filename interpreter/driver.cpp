@@ -130,10 +130,12 @@ bool Interpreter::MayRunUnwatched() {
   if (!UnwatchedAllowed() || listener_ != nullptr || FaultsInjected() || !stock_fields_) {
     return false;
   }
-  // A run at level 0 whose temporaries would be named from Autodf1 on: the list is empty (a
-  // host's first run, after ResetMemory or after a run that closed), and no field the host has
-  // could be taken for one of them, so that no generated name is skipped.
-  if (instance_counter_ != -1 || auto_name_top_ != -1) return false;
+  // A run at level 0 whose temporaries would be named from Autodf1 on: the list is empty (after
+  // ResetMemory or after a run that closed) or has never been made (a new interpreter, whose
+  // first name starts the list at 0), and no field the host has could be taken for one of them,
+  // so that no generated name is skipped.
+  if (instance_counter_ != -1) return false;
+  if (auto_name_top_ != -1 && (auto_name_top_ != 0 || auto_names_.IsDimensioned())) return false;
   if (stock_fields_.generated_like_keys(stock_fields_.collection) != 0) return false;
   if (!StockCreator()) return false;
   // The hold table in the shape every run leaves it: sixteen rows, level 0's top at -1 and its
@@ -169,6 +171,8 @@ void Interpreter::CheckUnwatchedRead(const contract::DataFieldRef& field) {
 bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRef& result) {
   std::int16_t level = 0;
   std::u16string word;
+  const std::int16_t name_top = auto_name_top_;
+  const bool names_made = auto_names_.IsDimensioned();
   unwatched_made_.clear();
   declined_ = false;
   unwatched_ = true;
@@ -199,7 +203,8 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   if (!answered) {
     // Back to where the run began (MayRunUnwatched's shape): no instance, no names, no holds.
     instance_counter_ = -1;
-    auto_name_top_ = -1;
+    auto_name_top_ = name_top;
+    if (!names_made) auto_names_.Erase();
     support::IgnoreErrors([&] { hold_top_(0) = -1; });
     support::IgnoreErrors([&] {
       if (stacks_.IsDimensioned() && stacks_(0)) stacks_(0)->EmptyStack();

@@ -424,15 +424,15 @@ void Interpreter::KeepUnwatched(const NewField& field) {
 
 void Interpreter::SettleUnwatched(std::int16_t level, const contract::DataFieldRef& result) {
   // Each temporary took a name slot and a hold slot; the closing gave every name back (the slots
-  // are left empty and the top is where it was: -1, as MayRunUnwatched asks), and it clears the
-  // hold slots and their top itself.
+  // are left empty and the top at -1, the first name having been taken at 0), and it clears the
+  // hold slots and their top itself. A run that made none leaves the list as it was.
   const std::size_t made = unwatched_made_.size();
   for (std::size_t i = 0; i < made; ++i) {
     TakeAutoNameSlot();
     auto_names_(auto_name_top_).clear();
     TakeHoldSlot(level);
   }
-  auto_name_top_ = -1;
+  if (made > 0) auto_name_top_ = -1;
   if (!result) return;
   // The i-th temporary (from 0) took the name after "Autodf<i>".
   for (std::size_t i = made; i-- > 0;) {
