@@ -3,6 +3,7 @@
 #include <typeinfo>
 
 #include "qorvintr/convert.h"
+#include "automation/chars.h"
 #include "automation/text.h"
 #include "qorvintr/contract/creation.h"
 #include "interpreter/interpreter.h"
@@ -39,6 +40,50 @@ std::u16string DriverTrapText(const support::TrappedError& error, std::u16string
   return text;
 }
 
+// The built-ins' names, as the function list starts with them.
+struct BuiltInNames {
+  static constexpr std::size_t kMost = 8;
+  std::u16string_view names[kMost];
+  std::size_t count = 0;
+  BuiltInNames() {
+    std::u16string_view rest = kFunctionNames;
+    while (!rest.empty() && count < kMost) {
+      const std::size_t comma = rest.find(u',');
+      names[count++] = rest.substr(0, comma);
+      rest = comma == std::u16string_view::npos ? std::u16string_view{} : rest.substr(comma + 2);
+    }
+  }
+};
+
+// Whether a word of the text (a run of ASCII letters and digits) is the name of a built-in, in
+// any case. Such a script would decline at the name; this only spares the attempt, for a word it
+// misses (a piece of a name, say) declines where it is read.
+bool NamesABuiltIn(std::u16string_view text) noexcept {
+  static const BuiltInNames built_ins;
+  auto is_word_unit = [](char16_t c) {
+    return (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z');
+  };
+  std::size_t i = 0;
+  while (i < text.size()) {
+    if (!is_word_unit(text[i])) {
+      ++i;
+      continue;
+    }
+    std::size_t end = i + 1;
+    while (end < text.size() && is_word_unit(text[end])) ++end;
+    const std::u16string_view word = text.substr(i, end - i);
+    for (std::size_t n = 0; n < built_ins.count; ++n) {
+      const std::u16string_view name = built_ins.names[n];
+      if (name.size() != word.size()) continue;
+      std::size_t k = 0;
+      while (k < word.size() && automation::AsciiUpper(word[k]) == automation::AsciiUpper(name[k])) ++k;
+      if (k == word.size()) return true;
+    }
+    i = end;
+  }
+  return false;
+}
+
 // A temporary the collection refused (its name empty) is "Object required".
 void RequireCreated(const std::u16string& name) {
   if (name.empty()) RaiseObjectRequired();
@@ -49,7 +94,9 @@ void RequireCreated(const std::u16string& name) {
 contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& expression) {
   contract::DataFieldRef result;
   // Departure: a run nobody can watch keeps its temporaries to itself, and declines to the general run on anything that could show (tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
-  if (MayRunUnwatched() && RunUnwatched(expression, result)) return result;
+  if (MayRunUnwatched() && !NamesABuiltIn(expression) && RunUnwatched(expression, result)) {
+    return result;
+  }
 
   std::u16string word;
   std::int16_t level = 0;
@@ -120,6 +167,8 @@ void Interpreter::RunScript(std::u16string& expression, std::int16_t& level, std
     (void)InstanceStack(level);
     state = state == DriverState::kOperandExpected ? ReadOperand(level, word, depth)
                                                    : ReadOperator(level, word, depth);
+    // An unwatched run that declined at this word ends here (never set in the general run).
+    if (declined_) [[unlikely]] return;
   }
   EvaluateExpression(level);
   result = InstanceStack(level).Pop();
@@ -160,11 +209,12 @@ void Interpreter::Decline() {
 
 void Interpreter::CheckUnwatchedRead(const contract::DataFieldRef& field) {
   // A stock field's members run nothing of the host's; an object in its Data would (its
-  // default member), and so would any other kind of field.
+  // default member), and so would any other kind of field. Told by the flag: nothing reads the
+  // field before the driver stops after this word.
   const contract::DataField* f = field.get();
   if (f == nullptr || typeid(*f) != typeid(components::DataFieldObject) ||
       static_cast<const components::DataFieldObject*>(f)->DataRef().IsObject()) {
-    Decline();
+    declined_ = true;
   }
 }
 
@@ -246,7 +296,12 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     Notify([&](RunListener& l) { l.OnPush(level, word, InstanceStack(level).PeekStack(), false); });
   } else if (IsFunction(word)) {
     // Departure: an unwatched run declines at a function, whose steps may log or be the host's (tests/interpreter_unwatched_test.cpp: Unwatched.AnIfDeclines)
-    if (unwatched_) Decline();
+    // Told by the flag rather than thrown: the driver stops after this word (a throw would cost a
+    // script of its own).
+    if (unwatched_) {
+      declined_ = true;
+      return DriverState::kOperatorExpected;
+    }
     // The function reads its own arguments and pushes its own value.
     // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
     (void)PerformFunction(word, level);

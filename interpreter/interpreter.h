@@ -154,7 +154,8 @@ class Interpreter {
   // general run does not set alike.
   bool RunUnwatched(std::u16string& expression, contract::DataFieldRef& result);
   [[noreturn]] void Decline();
-  // A host field about to be read in an unwatched run: declines unless reading it runs nothing.
+  // A host field about to be read in an unwatched run: declines (by the flag alone, for the
+  // driver to stop after the word) unless reading it runs nothing.
   void CheckUnwatchedRead(const contract::DataFieldRef& field);
   // The temporaries' tables as the general run leaves them after making and removing that many
   // temporaries at the level, and the result's name when it is one of them.

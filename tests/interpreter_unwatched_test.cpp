@@ -206,10 +206,16 @@ TEST_F(Unwatched, ARunAtADeeperLevelKeepsRunsGeneral) {
 }
 
 TEST_F(Unwatched, AnIfDeclines) {
+  // A built-in named in full is seen before the run and not tried.
   const Seen seen = BothWays("IF Count > 1 THEN 1 ELSE 2 END IF");
+  EXPECT_EQ(Answered() + Declined(), 0);
+  EXPECT_EQ(seen.result.substr(0, 6), u"Autodf");
+  BothWays("8 + format Count, \"0.00\"");
+  EXPECT_EQ(Answered() + Declined(), 0);
+  // A piece of a built-in's name is a function word too, found only where it is read.
+  BothWays("8 + Cat");
   EXPECT_EQ(Answered(), 0);
   EXPECT_EQ(Declined(), 1);
-  EXPECT_EQ(seen.result.substr(0, 6), u"Autodf");
 }
 
 TEST_F(Unwatched, ANonStockCreatorKeepsRunsGeneral) {
