@@ -44,6 +44,15 @@ bool FoldedKeyEqual::operator()(std::u16string_view a, std::u16string_view b) co
 
 // ---- FieldCollection ----------------------------------------------------------------------
 
+bool FieldCollection::GeneratedLike(std::u16string_view key) noexcept {
+  constexpr std::u16string_view prefix = contract::stock::kTemporaryNamePrefix;
+  if (key.size() < prefix.size()) return false;
+  for (std::size_t i = 0; i < prefix.size(); ++i) {
+    if (FoldKeyChar(key[i]) != prefix[i]) return false;
+  }
+  return true;
+}
+
 namespace {
 constexpr std::size_t kNoSlot = static_cast<std::size_t>(-1);
 constexpr std::size_t kFirstSlots = 16;
@@ -138,6 +147,7 @@ void FieldCollection::EraseAt(std::size_t slot) noexcept {
   slots_[hole] = Slot{0, 0};
   // The field goes when this ends, with the collection whole again.
   Entry gone = std::move(order_[at]);
+  if (GeneratedLike(gone.key)) --generated_like_;
   if (at + 1 == order_.size()) {
     order_.pop_back();
     meta_.pop_back();
@@ -197,12 +207,14 @@ bool FieldCollection::TryAdd(const contract::DataFieldRef& field, std::u16string
   // These may fail for want of memory, and then nothing has changed.
   if ((order_.size() + 1) * 2 > slots_.size()) Grow();
   if (meta_.size() == meta_.capacity()) meta_.reserve(meta_.empty() ? 16 : meta_.size() * 2);
+  const bool generated_like = GeneratedLike(key);
   order_.push_back(Entry{std::move(key), field});
   meta_.push_back(Meta{hash, true});
   const std::size_t mask = slots_.size() - 1;
   std::size_t i = hash & mask;
   while (slots_[i].position != 0) i = (i + 1) & mask;
   slots_[i] = Slot{static_cast<std::uint32_t>(order_.size()), hash};
+  if (generated_like) ++generated_like_;
   return true;
 }
 
@@ -244,6 +256,7 @@ void FieldCollection::Clear() noexcept {
   meta_.clear();
   order_.clear();
   holes_ = 0;
+  generated_like_ = 0;
 }
 
 // ---- DataFieldCollection ------------------------------------------------------------------
@@ -264,6 +277,9 @@ bool ViewTryAdd(void* c, const contract::DataFieldRef& field, std::u16string_vie
 bool ViewTryRemove(void* c, std::u16string_view name) {
   return static_cast<FieldCollection*>(c)->TryRemove(name);
 }
+std::size_t ViewGeneratedLikeKeys(void* c) {
+  return static_cast<FieldCollection*>(c)->GeneratedLikeKeys();
+}
 
 contract::stock::FieldsView Probe(contract::DataFields& fields) {
   if (typeid(fields) != typeid(DataFieldCollection)) return {};
@@ -275,6 +291,7 @@ contract::stock::FieldsView Probe(contract::DataFields& fields) {
   view.find = ViewFind;
   view.try_add = ViewTryAdd;
   view.try_remove = ViewTryRemove;
+  view.generated_like_keys = ViewGeneratedLikeKeys;
   return view;
 }
 

@@ -3,6 +3,7 @@
 // the host's objects are exactly those, instead of through the members a host's own objects
 // answer. Nothing here changes what a host can observe; a host's own objects never take it.
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -24,6 +25,10 @@ std::uint64_t CreatorGeneration() noexcept;
 
 // ---- The stock collection -------------------------------------------------------------------
 
+// The interpreter names its temporaries with this prefix and a number; here folded to lower
+// case, as the stock collection compares names.
+inline constexpr std::u16string_view kTemporaryNamePrefix = u"autodf";
+
 // Direct members of a stock collection, by name without copies; each does what the member of
 // the same meaning in DataFields does, raising nothing: a missing name answers false or none.
 struct FieldsView {
@@ -33,6 +38,8 @@ struct FieldsView {
   const DataFieldRef* (*find)(void* collection, std::u16string_view name) = nullptr;
   bool (*try_add)(void* collection, const DataFieldRef& field, std::u16string_view name) = nullptr;
   bool (*try_remove)(void* collection, std::u16string_view name) = nullptr;
+  // How many held names begin with kTemporaryNamePrefix, as names compare.
+  std::size_t (*generated_like_keys)(void* collection) = nullptr;
 
   explicit operator bool() const noexcept { return collection != nullptr; }
 };

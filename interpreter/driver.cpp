@@ -1,7 +1,9 @@
 // The statement driver: runs one script from its first word to its value.
 #include <string>
+#include <typeinfo>
 
 #include "qorvintr/convert.h"
+#include "automation/chars.h"
 #include "automation/text.h"
 #include "qorvintr/contract/creation.h"
 #include "interpreter/interpreter.h"
@@ -38,6 +40,50 @@ std::u16string DriverTrapText(const support::TrappedError& error, std::u16string
   return text;
 }
 
+// The built-ins' names, as the function list starts with them.
+struct BuiltInNames {
+  static constexpr std::size_t kMost = 8;
+  std::u16string_view names[kMost];
+  std::size_t count = 0;
+  BuiltInNames() {
+    std::u16string_view rest = kFunctionNames;
+    while (!rest.empty() && count < kMost) {
+      const std::size_t comma = rest.find(u',');
+      names[count++] = rest.substr(0, comma);
+      rest = comma == std::u16string_view::npos ? std::u16string_view{} : rest.substr(comma + 2);
+    }
+  }
+};
+
+// Whether a word of the text (a run of ASCII letters and digits) is the name of a built-in, in
+// any case. Such a script would decline at the name; this only spares the attempt, for a word it
+// misses (a piece of a name, say) declines where it is read.
+bool NamesABuiltIn(std::u16string_view text) noexcept {
+  static const BuiltInNames built_ins;
+  auto is_word_unit = [](char16_t c) {
+    return (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z');
+  };
+  std::size_t i = 0;
+  while (i < text.size()) {
+    if (!is_word_unit(text[i])) {
+      ++i;
+      continue;
+    }
+    std::size_t end = i + 1;
+    while (end < text.size() && is_word_unit(text[end])) ++end;
+    const std::u16string_view word = text.substr(i, end - i);
+    for (std::size_t n = 0; n < built_ins.count; ++n) {
+      const std::u16string_view name = built_ins.names[n];
+      if (name.size() != word.size()) continue;
+      std::size_t k = 0;
+      while (k < word.size() && automation::AsciiUpper(word[k]) == automation::AsciiUpper(name[k])) ++k;
+      if (k == word.size()) return true;
+    }
+    i = end;
+  }
+  return false;
+}
+
 // A temporary the collection refused (its name empty) is "Object required".
 void RequireCreated(const std::u16string& name) {
   if (name.empty()) RaiseObjectRequired();
@@ -47,6 +93,11 @@ void RequireCreated(const std::u16string& name) {
 
 contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& expression) {
   contract::DataFieldRef result;
+  // Departure: a run nobody can watch keeps its temporaries to itself, and declines to the general run on anything that could show (tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
+  if (MayRunUnwatched() && !NamesABuiltIn(expression) && RunUnwatched(expression, result)) {
+    return result;
+  }
+
   std::u16string word;
   std::int16_t level = 0;
 
@@ -64,49 +115,11 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
     result = std::move(error_field);
   };
 
-  // AddInstance answers 0 on failure, which the run then takes for instance 0; any other answer
-  // is a slot it has just written, so never below 0.
   support::RunTrapped<support::OnHandlerError::kDrop>(
       false,
       [&] {
         InjectFault(u"RealizeRegularExpression");
-        // The host may have changed its collection since the last temporary was added.
-        last_added_.reset();
-        // Trimmed in place (the same text as Trim gives, without a new one when nothing goes).
-        const std::u16string_view trimmed = automation::TrimView(expression);
-        if (trimmed.size() != expression.size()) expression = std::u16string(trimmed);
-        level = AddInstance(expression);
-        Notify([&](RunListener& l) { l.OnRunStart(level, expression); });
-        // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
-        // sixteen deep) would leave the temporaries it cannot record in the host's collection,
-        // and nest without bound: it ends here with the subscript error such a level gives.
-        // Departure: a run deeper than level 15 ends with error 9 (tests/builtins_if_test.cpp: IfScripts.ARunDeeperThanLevel15EndsWithError9)
-        if (level > kDeepestLevel) automation::Raise(automation::err::SubscriptOutOfRange);
-        DriverState state = DriverState::kOperandExpected;
-        std::int16_t depth = 0;
-        for (;;) {
-          const std::u16string& text = InstanceText(level);
-          const std::int16_t position = ReadPosition(level);
-          if (static_cast<std::int64_t>(position) > static_cast<std::int64_t>(text.size())) {
-            break;
-          }
-          // A text longer than the reader can reach would keep the loop at the read limit
-          // forever; it ends here as the reader's own error.
-          // Departure: the driver at the read limit answers the "Error" field (tests/interpreter_driver_test.cpp: Scripts.AScriptBeyondTheReadLimitAnswersTheErrorFieldInsteadOfLooping)
-          if (position >= kReadLimit) RaiseReadLimit();
-          word = GetNextWord(level);
-          // Its words come trimmed already; trimming again would only copy them.
-          if (!word.empty() && (word.front() == u' ' || word.back() == u' ')) {
-            word = automation::Trim(word);
-          }
-          Notify([&](RunListener& l) { l.OnWord(level, word); });
-          // Asked on every word: a level without its stack fails here, before the word is used.
-          (void)InstanceStack(level);
-          state = state == DriverState::kOperandExpected ? ReadOperand(level, word, depth)
-                                                         : ReadOperator(level, word, depth);
-        }
-        EvaluateExpression(level);
-        result = InstanceStack(level).Pop();
+        RunScript(expression, level, word, result);
         return true;
       },
       on_error);
@@ -114,6 +127,144 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
   CloseInstance(level, on_error);
   Notify([&](RunListener& l) { l.OnRunEnd(level, result); });
   return result;
+}
+
+void Interpreter::RunScript(std::u16string& expression, std::int16_t& level, std::u16string& word,
+                            contract::DataFieldRef& result) {
+  // The host may have changed its collection since the last temporary was added.
+  last_added_.reset();
+  // Trimmed in place (the same text as Trim gives, without a new one when nothing goes).
+  const std::u16string_view trimmed = automation::TrimView(expression);
+  if (trimmed.size() != expression.size()) expression = std::u16string(trimmed);
+  // AddInstance answers 0 on failure, which the run then takes for instance 0; any other answer
+  // is a slot it has just written, so never below 0.
+  level = AddInstance(expression);
+  Notify([&](RunListener& l) { l.OnRunStart(level, expression); });
+  // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
+  // sixteen deep) would leave the temporaries it cannot record in the host's collection,
+  // and nest without bound: it ends here with the subscript error such a level gives.
+  // Departure: a run deeper than level 15 ends with error 9 (tests/builtins_if_test.cpp: IfScripts.ARunDeeperThanLevel15EndsWithError9)
+  if (level > kDeepestLevel) automation::Raise(automation::err::SubscriptOutOfRange);
+  DriverState state = DriverState::kOperandExpected;
+  std::int16_t depth = 0;
+  for (;;) {
+    const std::u16string& text = InstanceText(level);
+    const std::int16_t position = ReadPosition(level);
+    if (static_cast<std::int64_t>(position) > static_cast<std::int64_t>(text.size())) {
+      break;
+    }
+    // A text longer than the reader can reach would keep the loop at the read limit
+    // forever; it ends here as the reader's own error.
+    // Departure: the driver at the read limit answers the "Error" field (tests/interpreter_driver_test.cpp: Scripts.AScriptBeyondTheReadLimitAnswersTheErrorFieldInsteadOfLooping)
+    if (position >= kReadLimit) RaiseReadLimit();
+    word = GetNextWord(level);
+    // Its words come trimmed already; trimming again would only copy them.
+    if (!word.empty() && (word.front() == u' ' || word.back() == u' ')) {
+      word = automation::Trim(word);
+    }
+    Notify([&](RunListener& l) { l.OnWord(level, word); });
+    // Asked on every word: a level without its stack fails here, before the word is used.
+    (void)InstanceStack(level);
+    state = state == DriverState::kOperandExpected ? ReadOperand(level, word, depth)
+                                                   : ReadOperator(level, word, depth);
+    // An unwatched run that declined at this word ends here (never set in the general run).
+    if (declined_) [[unlikely]] return;
+  }
+  EvaluateExpression(level);
+  result = InstanceStack(level).Pop();
+}
+
+// Departure: only a level-0 run over the stock collection and creator, with no listener, no fault injection and no host field named like a temporary, is tried unwatched (tests/interpreter_unwatched_test.cpp: Unwatched.AListenerKeepsRunsGeneral, Unwatched.ANonStockCreatorKeepsRunsGeneral, Unwatched.AHostFieldNamedLikeATemporaryKeepsRunsGeneral, Unwatched.ARunAtADeeperLevelKeepsRunsGeneral)
+bool Interpreter::MayRunUnwatched() {
+  if (!UnwatchedAllowed() || listener_ != nullptr || FaultsInjected() || !stock_fields_) {
+    return false;
+  }
+  // A run at level 0 whose temporaries would be named from Autodf1 on: the list is empty (after
+  // ResetMemory or after a run that closed) or has never been made (a new interpreter, whose
+  // first name starts the list at 0), and no field the host has could be taken for one of them,
+  // so that no generated name is skipped.
+  if (instance_counter_ != -1) return false;
+  if (auto_name_top_ != -1 && (auto_name_top_ != 0 || auto_names_.IsDimensioned())) return false;
+  if (stock_fields_.generated_like_keys(stock_fields_.collection) != 0) return false;
+  if (!StockCreator()) return false;
+  // The hold table in the shape every run leaves it: sixteen rows, level 0's top at -1 and its
+  // slots empty (the closing would remove any name left in one).
+  if (!hold_array_.IsDimensioned() || !hold_top_.IsDimensioned()) return false;
+  if (hold_array_.LBound(1) != 0 || hold_array_.UBound(1) != kDeepestLevel ||
+      hold_array_.LBound(2) != 0 || hold_top_.LBound() != 0 ||
+      hold_top_.UBound() != kDeepestLevel || hold_top_(0) != -1) {
+    return false;
+  }
+  const std::int32_t last_slot = hold_array_.UBound(2);
+  for (std::int32_t slot = 0; slot <= last_slot; ++slot) {
+    if (!hold_array_(0, slot).empty()) return false;
+  }
+  return !auto_names_.IsDimensioned() || auto_names_.LBound() == 0;
+}
+
+void Interpreter::Decline() {
+  declined_ = true;
+  throw Declined{};
+}
+
+void Interpreter::CheckUnwatchedRead(const contract::DataFieldRef& field) {
+  // A stock field's members run nothing of the host's; an object in its Data would (its
+  // default member), and so would any other kind of field. Told by the flag: nothing reads the
+  // field before the driver stops after this word.
+  const contract::DataField* f = field.get();
+  if (f == nullptr || typeid(*f) != typeid(components::DataFieldObject) ||
+      static_cast<const components::DataFieldObject*>(f)->DataRef().IsObject()) {
+    declined_ = true;
+  }
+}
+
+bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRef& result) {
+  std::int16_t level = 0;
+  std::u16string word;
+  const std::int16_t name_top = auto_name_top_;
+  const bool names_made = auto_names_.IsDimensioned();
+  unwatched_made_.clear();
+  declined_ = false;
+  unwatched_ = true;
+  try {
+    RunScript(expression, level, word, result);
+  } catch (...) {
+    // Any error at all, a decline included: nothing has been reported or logged, and the general
+    // run meets it again and answers for it.
+    declined_ = true;
+  }
+  unwatched_ = false;
+  unwatched_last_.reset();
+  if (!declined_ && level != 0) declined_ = true;
+  if (!declined_) {
+    try {
+      SettleUnwatched(level, result);
+    } catch (...) {
+      // Only memory can fail here: the tables are grown as far as the general run grows them
+      // anyway, and the rest is set back below.
+      declined_ = true;
+    }
+  }
+  if (!declined_) {
+    auto on_error = [&](const support::TrappedError&) { declined_ = true; };
+    CloseInstance(level, on_error);
+  }
+  const bool answered = !declined_;
+  if (!answered) {
+    // Back to where the run began (MayRunUnwatched's shape): no instance, no names, no holds.
+    instance_counter_ = -1;
+    auto_name_top_ = name_top;
+    if (!names_made) auto_names_.Erase();
+    support::IgnoreErrors([&] { hold_top_(0) = -1; });
+    support::IgnoreErrors([&] {
+      if (stacks_.IsDimensioned() && stacks_(0)) stacks_(0)->EmptyStack();
+    });
+    result.reset();
+    declined_ = false;
+  }
+  unwatched_made_.clear();
+  CountUnwatched(answered);
+  return answered;
 }
 
 DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
@@ -144,6 +295,13 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     PushItem(word, level);
     Notify([&](RunListener& l) { l.OnPush(level, word, InstanceStack(level).PeekStack(), false); });
   } else if (IsFunction(word)) {
+    // Departure: an unwatched run declines at a function, whose steps may log or be the host's (tests/interpreter_unwatched_test.cpp: Unwatched.AnIfDeclines)
+    // Told by the flag rather than thrown: the driver stops after this word (a throw would cost a
+    // script of its own).
+    if (unwatched_) {
+      declined_ = true;
+      return DriverState::kOperatorExpected;
+    }
     // The function reads its own arguments and pushes its own value.
     // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
     (void)PerformFunction(word, level);

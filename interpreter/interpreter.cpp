@@ -258,7 +258,13 @@ contract::DataFieldRef Interpreter::HostField(std::u16string& name) const {
   return field;
 }
 
-contract::DataFieldRef Interpreter::MColField(std::u16string_view name) const {
+contract::DataFieldRef Interpreter::MColField(std::u16string_view name) {
+  if (unwatched_) {
+    // The temporary just made, which the lookup would find.
+    // Departure: an unwatched run's reduction result is taken without the lookup (tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
+    if (name != kUnwatchedName || !unwatched_last_) Decline();
+    return unwatched_last_;
+  }
   if (const contract::DataFieldRef* just_added = JustAdded(name)) return *just_added;
   if (stock_fields_) {
     // mCol of the stock collection is the FieldCollection: a name not held raises 5.

@@ -133,6 +133,37 @@ class Interpreter {
   // the closing goes on (defined in driver.cpp, its only user).
   template <class OnError>
   void CloseInstance(std::int16_t level, OnError& on_error);
+  // The run itself, from the trimming of the script to its value; level and word follow it for
+  // the error handler.
+  void RunScript(std::u16string& expression, std::int16_t& level, std::u16string& word,
+                 contract::DataFieldRef& result);
+
+  // ---- Unwatched runs -------------------------------------------------------------------
+  // While nothing but the interpreter's own code runs (the stock collection and creator, host
+  // fields that are stock ones, no listener, no fault injection), a temporary's place in the
+  // collection, its name and its table slots cannot be seen until the run ends. Such a run keeps
+  // its temporaries to itself: the creators make the field and say kUnwatchedName, the pushes
+  // take the field just made, and the end leaves the tables and names exactly as the removals
+  // would have. Anything that could make a difference (an error, which reports and logs; a word
+  // that could name a temporary; a host field that is not a stock one; a function) declines:
+  // the run's traces are undone and the script runs again the general way from its start.
+  static constexpr std::u16string_view kUnwatchedName = u"\uFFFF";
+  // Whether this run may be tried unwatched: every condition that holds for its whole length.
+  bool MayRunUnwatched();
+  // True with the run's value in result; false when it declined, having changed nothing the
+  // general run does not set alike.
+  bool RunUnwatched(std::u16string& expression, contract::DataFieldRef& result);
+  [[noreturn]] void Decline();
+  // A host field about to be read in an unwatched run: declines (by the flag alone, for the
+  // driver to stop after the word) unless reading it runs nothing.
+  void CheckUnwatchedRead(const contract::DataFieldRef& field);
+  // The temporaries' tables as the general run leaves them after making and removing that many
+  // temporaries at the level, and the result's name when it is one of them.
+  void SettleUnwatched(std::int16_t level, const contract::DataFieldRef& result);
+  // The steps that take the next name slot and the next hold slot, tables grown as they must.
+  void TakeAutoNameSlot();
+  void TakeHoldSlot(std::int16_t level);
+  struct Declined {};
 
   // ---- Expression evaluator -------------------------------------------------------------
   bool EvaluateExpression(std::int16_t level);
@@ -175,6 +206,8 @@ class Interpreter {
   // members_written: the caller writes Name, DataType and DataClass before the field can be
   // seen, so a pooled field's old texts need not be cleared first.
   NewField NewTemporary(bool members_written);
+  // Keeps a temporary made in an unwatched run: its creation order gives its name.
+  void KeepUnwatched(const NewField& field);
   // Nine digits at most and nothing else: the Long a numeric temporary of the text holds.
   static bool SmallWholeNumber(std::u16string_view text, std::int32_t& value) noexcept;
   // The temporary the stock collection took last, while nothing can have changed the collection
@@ -259,7 +292,7 @@ class Interpreter {
   // answer of no object raises 91 too.
   contract::DataFieldRef HostField(std::u16string& name) const;
   // The same through the collection underneath (its mCol).
-  contract::DataFieldRef MColField(std::u16string_view name) const;
+  contract::DataFieldRef MColField(std::u16string_view name);
   support::Stack& InstanceStack(std::int16_t level);
   // Asked for every character read: inline.
   const std::u16string& InstanceText(std::int16_t level) const { return expression_texts_(level); }
@@ -314,6 +347,12 @@ class Interpreter {
   automation::Value application_name_ = automation::Value::String(u"");
   automation::Value module_name_ = automation::Value::String(u"");
   RunListener* listener_ = nullptr;
+  // The unwatched run under way, its temporaries in creation order (the later of two alike is
+  // the live one: a field dropped from the stack may serve again), and the last one made.
+  bool unwatched_ = false;
+  bool declined_ = false;
+  std::vector<components::DataFieldObject*> unwatched_made_;
+  contract::DataFieldRef unwatched_last_;
   // Tells the listener, when there is one; otherwise one test of a null pointer.
   template <class Step>
   void Notify(Step&& step) {
@@ -328,9 +367,19 @@ class Interpreter {
     if (fault_injector_) fault_injector_(title);
   }
   bool FaultsInjected() const noexcept { return static_cast<bool>(fault_injector_); }
+  // Tests forbid unwatched runs to compare, and count how runs went.
+  bool unwatched_allowed_ = true;
+  std::int32_t unwatched_answered_ = 0;
+  std::int32_t unwatched_declined_ = 0;
+  bool UnwatchedAllowed() const noexcept { return unwatched_allowed_; }
+  void CountUnwatched(bool answered) noexcept {
+    ++(answered ? unwatched_answered_ : unwatched_declined_);
+  }
 #else
   static void InjectFault(std::u16string_view) noexcept {}
   static constexpr bool FaultsInjected() noexcept { return false; }
+  static constexpr bool UnwatchedAllowed() noexcept { return true; }
+  static void CountUnwatched(bool) noexcept {}
 #endif
 };
 

@@ -5,6 +5,7 @@
 
 #include "automation/chars.h"
 #include "automation/text.h"
+#include "qorvintr/components/field_collection.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/limits.h"
 #include "interpreter/upper_word.h"
@@ -294,6 +295,11 @@ bool Interpreter::IsDateLiteral(std::u16string_view word) {
 bool Interpreter::IsDataField(std::u16string_view word) {
   return Trapped(u"IsDataField", kNoReport, false, [&] {
     const std::u16string_view trimmed = automation::TrimView(word);
+    // Departure: an unwatched run declines at a word that could name one of its temporaries, which the general run would find (tests/interpreter_unwatched_test.cpp: Unwatched.AWordThatCouldNameATemporaryDeclines)
+    if (unwatched_ && (!automation::IsAsciiText(trimmed) ||
+                       components::FieldCollection::GeneratedLike(trimmed))) {
+      Decline();
+    }
     // The stock collection compares names without regard to case, and ProperCase changes only
     // the case of an ASCII text: the text itself finds the same field.
     if (stock_fields_ && automation::IsAsciiText(trimmed)) {

@@ -176,6 +176,12 @@ std::u16string Interpreter::CreateTemporary(std::u16string_view title, Fill&& fi
   made = Trapped(title, title, std::u16string{}, [&] {
     // Name, DataType and DataClass are all written below (every fill writes the last two).
     NewField field = NewTemporary(true);
+    if (unwatched_) [[likely]] {
+      // Departure: an unwatched run's temporary gets no name and stays out of the collection; only the result is named, at the end (tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
+      fill(field);
+      KeepUnwatched(field);
+      return std::u16string(kUnwatchedName);
+    }
     const std::u16string& taken = NextAutoDataFieldName();
     if (!taken.empty()) taken_slot = auto_name_top_;
     field.SetName(taken);
@@ -287,13 +293,7 @@ const std::u16string& Interpreter::NextAutoDataFieldName() {
   return *Trapped(u"GetNewDataFieldName", u"GetNewDataFieldName", failure,
                   [&]() -> const std::u16string* {
     for (;;) {
-      auto_name_top_ = Add16(auto_name_top_, 1);
-      if (modTools::IsArrayEmpty(auto_names_)) {
-        auto_names_.ReDim(0, kFirstUpperBound);
-        auto_name_top_ = 0;
-      } else if (auto_name_top_ > auto_names_.UBound()) {
-        auto_names_.ReDimPreserve(0, Add16(auto_name_top_, kGrowth));
-      }
+      TakeAutoNameSlot();
       const std::u16string* previous =
           auto_name_top_ >= 1 ? &auto_names_(auto_name_top_ - 1) : nullptr;
       const std::int32_t known = previous ? AutoNumber(*previous) : 0;
@@ -317,6 +317,16 @@ const std::u16string& Interpreter::NextAutoDataFieldName() {
   });
 }
 
+void Interpreter::TakeAutoNameSlot() {
+  auto_name_top_ = Add16(auto_name_top_, 1);
+  if (modTools::IsArrayEmpty(auto_names_)) {
+    auto_names_.ReDim(0, kFirstUpperBound);
+    auto_name_top_ = 0;
+  } else if (auto_name_top_ > auto_names_.UBound()) {
+    auto_names_.ReDimPreserve(0, Add16(auto_name_top_, kGrowth));
+  }
+}
+
 bool Interpreter::RemoveAutoDataFieldNameFromList(std::u16string_view name) {
   return Trapped(u"RemoveAutoDataFieldNameFromList", u"RemoveAutoDataFieldNameFromList", false,
                  [&] {
@@ -333,20 +343,29 @@ bool Interpreter::RemoveAutoDataFieldNameFromList(std::u16string_view name) {
 }
 
 std::u16string Interpreter::AddNameToHoldArray(const std::u16string& name, std::int16_t level) {
+  if (unwatched_) {
+    // Departure: an unwatched run holds nothing; its end sets the hold table as the removals leave it (tests/interpreter_unwatched_test.cpp: Unwatched.TheTablesEndAsTheGeneralRunLeavesThemWhenTheyGrow)
+    if (name != kUnwatchedName) Decline();
+    return name;
+  }
   return Trapped(u"AddNameToHoldArray", u"AddNameToHoldArray", std::u16string{}, [&] {
-    if (modTools::IsArrayEmpty(hold_array_)) {
-      hold_array_.ReDim(0, level, 0, kFirstUpperBound);
-      hold_top_.ReDim(0, level);
-      hold_top_(level) = -1;
-    } else if (hold_top_(level) == hold_array_.UBound(2)) {
-      std::int16_t upper = Add16(hold_top_(level), kGrowth);
-      hold_array_.ReDimPreserve(0, kDeepestLevel, 0, upper);
-      hold_top_.ReDimPreserve(0, kDeepestLevel);
-    }
-    hold_top_(level) = Add16(hold_top_(level), 1);
+    TakeHoldSlot(level);
     hold_array_(level, hold_top_(level)) = name;
     return name;
   });
+}
+
+void Interpreter::TakeHoldSlot(std::int16_t level) {
+  if (modTools::IsArrayEmpty(hold_array_)) {
+    hold_array_.ReDim(0, level, 0, kFirstUpperBound);
+    hold_top_.ReDim(0, level);
+    hold_top_(level) = -1;
+  } else if (hold_top_(level) == hold_array_.UBound(2)) {
+    std::int16_t upper = Add16(hold_top_(level), kGrowth);
+    hold_array_.ReDimPreserve(0, kDeepestLevel, 0, upper);
+    hold_top_.ReDimPreserve(0, kDeepestLevel);
+  }
+  hold_top_(level) = Add16(hold_top_(level), 1);
 }
 
 // The name is held before the lookup that may fail, so that the level's closing removes the
@@ -355,6 +374,13 @@ std::u16string Interpreter::AddNameToHoldArray(const std::u16string& name, std::
 // Departure: a temporary is held before it is looked up (tests/fault_injection_test.cpp: FaultSteps.AFailingItemAfterAddingLeavesNothing)
 template <class Push>
 void Interpreter::HoldAndPush(std::u16string& name, std::int16_t level, Push&& push) {
+  if (unwatched_) [[likely]] {
+    // The temporary just made, which the lookup would find.
+    // Departure: an unwatched run pushes its temporary without holding it or looking it up (tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
+    if (name != kUnwatchedName || !unwatched_last_) Decline();
+    InstanceStack(level).Push(unwatched_last_);
+    return;
+  }
   const bool held = !AddNameToHoldArray(name, level).empty();
   if (stock_fields_) {
     // The stock collection neither changes nor keeps the name it is asked for.
@@ -375,6 +401,8 @@ void Interpreter::PushItem(std::u16string& name, std::int16_t level) {
     // The stock Item: a name not held raises 5.
     const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, name);
     if (!field) automation::Raise(automation::err::InvalidProcedureCall);
+    // Departure: an unwatched run declines at a host field whose reading could run the host's code (tests/interpreter_unwatched_test.cpp: Unwatched.AHostFieldThatIsNotStockDeclines)
+    if (unwatched_) CheckUnwatchedRead(*field);
     stack.Push(*field);
   } else {
     stack.Push(HostFields()->Item(name));
@@ -383,6 +411,38 @@ void Interpreter::PushItem(std::u16string& name, std::int16_t level) {
 
 void Interpreter::PushHeld(std::u16string& name, std::int16_t level) {
   HoldAndPush(name, level, [&] { PushItem(name, level); });
+}
+
+void Interpreter::KeepUnwatched(const NewField& field) {
+  // Far below the 16-bit limits of the tables and the names, which the general run meets with
+  // its errors.
+  constexpr std::size_t kMostUnwatched = 30000;
+  if (!field.stock || unwatched_made_.size() >= kMostUnwatched) Decline();
+  unwatched_made_.push_back(field.stock);
+  unwatched_last_ = field.ref;
+}
+
+void Interpreter::SettleUnwatched(std::int16_t level, const contract::DataFieldRef& result) {
+  // Each temporary took a name slot and a hold slot; the closing gave every name back (the slots
+  // are left empty and the top at -1, the first name having been taken at 0), and it clears the
+  // hold slots and their top itself. A run that made none leaves the list as it was.
+  const std::size_t made = unwatched_made_.size();
+  for (std::size_t i = 0; i < made; ++i) {
+    TakeAutoNameSlot();
+    auto_names_(auto_name_top_).clear();
+    TakeHoldSlot(level);
+  }
+  if (made > 0) auto_name_top_ = -1;
+  if (!result) return;
+  // The i-th temporary (from 0) took the name after "Autodf<i>".
+  for (std::size_t i = made; i-- > 0;) {
+    components::DataFieldObject* field = unwatched_made_[i];
+    if (static_cast<const contract::DataField*>(field) != result.get()) continue;
+    std::u16string name(kAutoPrefix);
+    automation::AppendDecimal(name, static_cast<std::int64_t>(i) + 1);
+    field->AssignName(name);
+    return;
+  }
 }
 
 // Kept: the two lookups of a pushed temporary (tests/interpreter_temporaries_test.cpp: Temporaries.PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldCheckedRaises91)

@@ -41,6 +41,11 @@ class InterpreterSeam {
   }
   void StopFailing() { i_.fault_injector_ = nullptr; }
 
+  // Unwatched runs: allowed (as by default) or not, and how many answered or declined.
+  void AllowUnwatched(bool allowed) { i_.unwatched_allowed_ = allowed; }
+  std::int32_t UnwatchedAnswered() const { return i_.unwatched_answered_; }
+  std::int32_t UnwatchedDeclined() const { return i_.unwatched_declined_; }
+
   // Lexer
   static constexpr std::int32_t kNoChar = Interpreter::kNoChar;
   std::int32_t GetNextChar(std::int16_t n) { return i_.GetNextChar(n); }

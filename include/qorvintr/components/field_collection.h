@@ -62,6 +62,10 @@ class FieldCollection : public contract::KeyedCollection {
   void Clear() noexcept;
 
   std::size_t size() const noexcept { return order_.size() - holes_; }
+  // Whether the key could be a name the interpreter gives its temporaries: it begins with their
+  // prefix as keys compare. How many held keys do is kept as they come and go.
+  static bool GeneratedLike(std::u16string_view key) noexcept;
+  std::size_t GeneratedLikeKeys() const noexcept { return generated_like_; }
   const_iterator begin() const noexcept {
     Compact();
     return order_.begin();
@@ -100,6 +104,7 @@ class FieldCollection : public contract::KeyedCollection {
   mutable std::vector<Meta> meta_;
   mutable std::vector<Slot> slots_;
   mutable std::size_t holes_ = 0;
+  std::size_t generated_like_ = 0;
 };
 using FieldCollectionRef = std::shared_ptr<FieldCollection>;
 

@@ -1,0 +1,265 @@
+// Unwatched runs: a run that only the interpreter's own code can see keeps its temporaries to
+// itself; everything else declines and the general run answers. Each test runs its script both
+// ways on the same host (ResetMemory between) and compares all the host can see.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qorvintr/components/defaults.h"
+#include "interpreter_fixture.h"
+
+namespace qorvintr::testing_support {
+namespace {
+
+using automation::Value;
+
+// What a host can see of one run.
+struct Seen {
+  std::u16string result;
+  std::vector<std::u16string> reported;
+  std::vector<std::u16string> log;
+  std::vector<std::u16string> fields;
+  bool operator==(const Seen&) const = default;
+};
+
+void PrintTo(const Seen& s, std::ostream* os) {
+  *os << automation::ToUtf8(s.result) << " reports " << s.reported.size() << " log "
+      << s.log.size() << " fields " << s.fields.size();
+}
+
+// A host's own kind of field: reading it may run the host's code.
+class HostOwnField : public components::DataFieldObject {};
+
+// A listener that only listens.
+class QuietListener : public engine::RunListener {
+ public:
+  void OnRunStart(std::int16_t, std::u16string_view) override {}
+  void OnRunEnd(std::int16_t, const contract::DataFieldRef&) override {}
+  void OnWord(std::int16_t, std::u16string_view) override {}
+  void OnPush(std::int16_t, std::u16string_view, const contract::DataFieldRef&, bool) override {}
+  void OnReduce(std::int16_t, const contract::DataFieldRef&, std::u16string_view,
+                const contract::DataFieldRef&, engine::UnifyRule, const Value&,
+                std::u16string_view) override {}
+  void OnCall(std::int16_t, std::u16string_view,
+              const std::vector<std::pair<std::u16string, std::u16string>>&) override {}
+  void OnBranch(std::int16_t, std::u16string_view, const Value&, std::u16string_view) override {}
+  void OnFailure(std::int16_t, std::int32_t, std::u16string_view, std::u16string_view) override {}
+  void OnRemove(std::int16_t, std::u16string_view) override {}
+};
+
+class Unwatched : public ScriptTest {
+ protected:
+  void SetUp() override {
+    ScriptTest::SetUp();
+    contract::UnregisterCreator(contract::kDataFieldProgId);
+    ASSERT_EQ(components::RegisterDefaultComponents(), 1);
+    AddField("Count", Value::Long(5), "Long");
+    interpreter->ResetMemory();
+  }
+
+  // One run as the host sees it.
+  Seen RunOnce(const char* script) {
+    const std::size_t reports_before = errors->Calls().size();
+    log->entries.clear();
+    contract::DataFieldRef result = Run(U(script));
+    Seen seen;
+    seen.result = u"Nothing";
+    if (result) {
+      seen.result = result->Name() + u"|" + result->DataType() + u"|" +
+                    (result->Data().IsObject() ? u"(object)" : automation::CStr(result->Data()));
+    }
+    for (std::size_t i = reports_before; i < errors->Calls().size(); ++i) {
+      seen.reported.push_back(automation::CStr(errors->Calls()[i][1]) + u" in " +
+                              errors->Calls()[i][10].GetString());
+    }
+    seen.log = log->entries;
+    for (const auto& entry : fields->Fields()) seen.fields.push_back(entry.key);
+    return seen;
+  }
+
+  // The script the general way, then with unwatched runs allowed, each after ResetMemory so that
+  // both start alike; both must look the same. Answers what the host saw.
+  Seen BothWays(const char* script) {
+    interpreter->ResetMemory();
+    seam().AllowUnwatched(false);
+    const Seen general = RunOnce(script);
+    const std::string general_tables = Tables();
+    interpreter->ResetMemory();
+    seam().AllowUnwatched(true);
+    const Seen unwatched = RunOnce(script);
+    EXPECT_EQ(unwatched, general) << script;
+    EXPECT_EQ(Tables(), general_tables) << script;
+    return unwatched;
+  }
+
+  // The name list and the hold table: tops, bounds and entries.
+  std::string Tables() {
+    InterpreterSeam s = seam();
+    std::string out = "names " + std::to_string(s.AutoNameTop()) + "/" +
+                      std::to_string(s.AutoNameListUBound());
+    for (std::int32_t i = 0; i <= s.AutoNameListUBound(); ++i) {
+      out += " [" + automation::ToUtf8(s.AutoName(i)) + "]";
+    }
+    out += " holds " + std::to_string(s.HoldArrayUBound(1)) + "x" +
+           std::to_string(s.HoldArrayUBound(2)) + " tops";
+    for (std::int32_t level = 0; level <= s.HoldTopUBound(); ++level) {
+      out += " " + std::to_string(s.HoldTop(level));
+      for (std::int32_t slot = 0; slot <= s.HoldArrayUBound(2); ++slot) {
+        if (!s.Hold(level, slot).empty()) out += "!" + automation::ToUtf8(s.Hold(level, slot));
+      }
+    }
+    return out + " instances " + std::to_string(s.InstanceCounter());
+  }
+
+  std::int32_t Answered() { return seam().UnwatchedAnswered(); }
+  std::int32_t Declined() { return seam().UnwatchedDeclined(); }
+};
+
+TEST_F(Unwatched, ARunOfOperatorsStaysUnwatchedAndEndsAsTheGeneralRun) {
+  const Seen seen = BothWays("(Count + 8 ) * 2");
+  EXPECT_EQ(Answered(), 1);
+  EXPECT_EQ(Declined(), 0);
+  // "(", "8", "+", Count + 8, "*", "2", then the product: the seventh temporary.
+  EXPECT_EQ(seen.result, u"Autodf7|Long|26");
+  EXPECT_TRUE(seen.reported.empty());
+}
+
+TEST_F(Unwatched, AHostFieldAloneAnswersItself) {
+  const Seen seen = BothWays("Count");
+  EXPECT_EQ(Answered(), 1);
+  EXPECT_EQ(seen.result, u"Count|Long|5");
+}
+
+TEST_F(Unwatched, ATypeMismatchMidScriptDeclinesAndTheGeneralRunReports) {
+  const Seen seen = BothWays("Count + \"abc\" * 2");
+  EXPECT_EQ(Answered(), 0);
+  EXPECT_EQ(Declined(), 1);
+  EXPECT_FALSE(seen.reported.empty());
+}
+
+TEST_F(Unwatched, ASyntaxErrorDeclinesAndTheGeneralRunLogsIt) {
+  const Seen seen = BothWays("5 6");
+  EXPECT_EQ(Declined(), 1);
+  EXPECT_FALSE(seen.log.empty());
+}
+
+TEST_F(Unwatched, AHostFieldThatIsNotStockDeclines) {
+  contract::DataFieldRef own = std::make_shared<HostOwnField>();
+  own->SetName(u"Own");
+  own->SetDataType(u"Long");
+  own->SetData(Value::Long(2));
+  ASSERT_EQ(fields->AddObject(own), 0);
+  const Seen seen = BothWays("Own + 1");
+  EXPECT_EQ(Answered(), 0);
+  EXPECT_EQ(Declined(), 1);
+  EXPECT_EQ(seen.result, u"Autodf3|Long|3");
+}
+
+TEST_F(Unwatched, AStockHostFieldHoldingAnObjectDeclines) {
+  AddField("Ref", Value::Object(Field(u"Count")), "Variant");
+  BothWays("Ref + 1");
+  EXPECT_EQ(Answered(), 0);
+  EXPECT_EQ(Declined(), 1);
+}
+
+TEST_F(Unwatched, AListenerKeepsRunsGeneral) {
+  QuietListener listener;
+  interpreter->SetListener(&listener);
+  BothWays("Count + 8");
+  interpreter->SetListener(nullptr);
+  EXPECT_EQ(Answered() + Declined(), 0);
+}
+
+TEST_F(Unwatched, AWordThatCouldNameATemporaryDeclines) {
+  BothWays("autodf1 + 1");
+  EXPECT_EQ(Declined(), 1);
+  BothWays("8 + AUTODF2");
+  EXPECT_EQ(Declined(), 2);
+  // The general run finds the temporary of that name: the "+" just made.
+  const Seen seen = BothWays("Count + Autodf1");
+  EXPECT_EQ(Declined(), 3);
+  EXPECT_EQ(seen.result, u"Autodf2|String|5+");
+  EXPECT_EQ(Answered(), 0);
+}
+
+TEST_F(Unwatched, AHostFieldNamedLikeATemporaryKeepsRunsGeneral) {
+  AddField("Autodf3", Value::Long(1), "Long");
+  const Seen seen = BothWays("Count + 8");
+  EXPECT_EQ(Answered() + Declined(), 0);
+  // The numbering skipped the host's name.
+  EXPECT_EQ(seen.result, u"Autodf4|Long|13");
+  std::u16string name = u"AUTODF3";
+  fields->Remove(name);
+  BothWays("Count + 8");
+  EXPECT_EQ(Answered(), 1);
+}
+
+TEST_F(Unwatched, ARunAtADeeperLevelKeepsRunsGeneral) {
+  seam().InstanceCounterRef() = 20;
+  seam().AllowUnwatched(true);
+  contract::DataFieldRef result = Run(u"Count + 8");
+  EXPECT_TRUE(IsError(result));
+  EXPECT_EQ(Answered() + Declined(), 0);
+  EXPECT_FALSE(log->entries.empty());
+}
+
+TEST_F(Unwatched, AnIfDeclines) {
+  // A built-in named in full is seen before the run and not tried.
+  const Seen seen = BothWays("IF Count > 1 THEN 1 ELSE 2 END IF");
+  EXPECT_EQ(Answered() + Declined(), 0);
+  EXPECT_EQ(seen.result.substr(0, 6), u"Autodf");
+  BothWays("8 + format Count, \"0.00\"");
+  EXPECT_EQ(Answered() + Declined(), 0);
+  // A piece of a built-in's name is a function word too, found only where it is read.
+  BothWays("8 + Cat");
+  EXPECT_EQ(Answered(), 0);
+  EXPECT_EQ(Declined(), 1);
+}
+
+TEST_F(Unwatched, ANonStockCreatorKeepsRunsGeneral) {
+  contract::UnregisterCreator(contract::kDataFieldProgId);
+  contract::RegisterCreator(contract::kDataFieldProgId,
+                            [] { return std::make_shared<components::DataFieldObject>(); });
+  BothWays("Count + 8");
+  EXPECT_EQ(Answered() + Declined(), 0);
+}
+
+TEST_F(Unwatched, TheTablesEndAsTheGeneralRunLeavesThemWhenTheyGrow) {
+  // 23 temporaries read and 11 reductions: the name list and the hold slots grow several times.
+  const char* script = "1 + 2 + 3 + 4 + 5 + 6 + 7 + 8 + 9 + 10 + 11 + 12";
+  const Seen seen = BothWays(script);
+  EXPECT_EQ(seen.result, u"Autodf34|Long|78");
+  EXPECT_GT(seam().AutoNameListUBound(), 30);
+  EXPECT_GT(seam().HoldArrayUBound(2), 30);
+  // Again without a reset between, from the grown tables, both ways.
+  seam().AllowUnwatched(false);
+  RunOnce(script);
+  const std::string general = Tables();
+  seam().AllowUnwatched(true);
+  const Seen again = RunOnce(script);
+  EXPECT_EQ(Tables(), general);
+  EXPECT_EQ(again, seen);
+  EXPECT_EQ(Answered(), 2);
+}
+
+TEST_F(Unwatched, TheCollectionCountsKeysThatBeginLikeATemporarysName) {
+  components::FieldCollection col;
+  auto field = std::make_shared<components::DataFieldObject>();
+  EXPECT_TRUE(col.TryAdd(field, u"AUTODF9"));
+  EXPECT_TRUE(col.TryAdd(field, u"autodfx"));
+  EXPECT_TRUE(col.TryAdd(field, u"Autod"));
+  EXPECT_TRUE(col.TryAdd(field, u"Count"));
+  EXPECT_FALSE(col.TryAdd(field, u"autoDF9"));
+  EXPECT_EQ(col.GeneratedLikeKeys(), 2u);
+  EXPECT_TRUE(col.TryRemove(u"autodf9"));
+  EXPECT_EQ(col.GeneratedLikeKeys(), 1u);
+  EXPECT_TRUE(col.TryRemove(u"Count"));
+  EXPECT_EQ(col.GeneratedLikeKeys(), 1u);
+  col.Clear();
+  EXPECT_EQ(col.GeneratedLikeKeys(), 0u);
+}
+
+}  // namespace
+}  // namespace qorvintr::testing_support
