@@ -28,6 +28,17 @@ std::uint64_t CreatorGeneration() noexcept;
 // The interpreter names its temporaries with this prefix and a number; here folded to lower
 // case, as the stock collection compares names.
 inline constexpr std::u16string_view kTemporaryNamePrefix = u"autodf";
+// Whether an ASCII text begins with that prefix in any case (beyond ASCII the collection's own
+// folding decides, which the interpreter does not carry).
+constexpr bool AsciiBeginsLikeATemporary(std::u16string_view text) noexcept {
+  if (text.size() < kTemporaryNamePrefix.size()) return false;
+  for (std::size_t i = 0; i < kTemporaryNamePrefix.size(); ++i) {
+    char16_t c = text[i];
+    if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c + (u'a' - u'A'));
+    if (c != kTemporaryNamePrefix[i]) return false;
+  }
+  return true;
+}
 
 // Direct members of a stock collection, by name without copies; each does what the member of
 // the same meaning in DataFields does, raising nothing: a missing name answers false or none.

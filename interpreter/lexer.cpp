@@ -5,7 +5,6 @@
 
 #include "automation/chars.h"
 #include "automation/text.h"
-#include "qorvintr/components/field_collection.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/limits.h"
 #include "interpreter/upper_word.h"
@@ -297,7 +296,7 @@ bool Interpreter::IsDataField(std::u16string_view word) {
     const std::u16string_view trimmed = automation::TrimView(word);
     // Departure: an unwatched run declines at a word that could name one of its temporaries, which the general run would find (tests/interpreter_unwatched_test.cpp: Unwatched.AWordThatCouldNameATemporaryDeclines)
     if (unwatched_ && (!automation::IsAsciiText(trimmed) ||
-                       components::FieldCollection::GeneratedLike(trimmed))) {
+                       contract::stock::AsciiBeginsLikeATemporary(trimmed))) {
       Decline();
     }
     // The stock collection compares names without regard to case, and ProperCase changes only
