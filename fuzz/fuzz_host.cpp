@@ -18,6 +18,7 @@
 #include "qorvintr/convert.h"
 #include "qorvintr/value.h"
 #include "qorvintr/components/data_field.h"
+#include "qorvintr/components/defaults.h"
 #include "qorvintr/components/error_recorder.h"
 #include "qorvintr/components/field_collection.h"
 #include "qorvintr/contract/creation.h"
@@ -106,6 +107,10 @@ struct Host {
   std::u16string ini_log_off;
   bool log_on = false;
   int runs_without_reset = 0;
+  // The same host again whose interpreter never runs a script unwatched (its temporaries kept to
+  // itself while nobody can look): every run goes through both and must end alike.
+  Host* twin = nullptr;
+  bool unwatched_allowed = true;
 };
 
 Host* g_host = nullptr;
@@ -150,6 +155,7 @@ void InitInterpreter(Host& host, bool fresh) {
     std::u16string system = u"Upload";
     std::u16string application = u"HL7";
     if (!host.interpreter->Init(f, e, system, application)) Fail("Init answered False");
+    InterpreterSeam(*host.interpreter).AllowUnwatched(host.unwatched_allowed);
   } catch (...) {  // any exception at all is a finding: the host must never see one
     Fail("an exception left the interpreter's creation or Init");
   }
@@ -162,8 +168,10 @@ Host& SetUpHost() {
   automation::SetClock([] { return kNow; });
   host.log = std::make_shared<CountingLog>();
   contract::RegisterCreator(contract::kLogProgId, [l = host.log] { return l; });
-  contract::RegisterCreator(contract::kDataFieldProgId,
-                            [] { return std::make_shared<components::DataFieldObject>(); });
+  // The stock data field creator, as every host that takes the library's defaults has it: the
+  // interpreter then makes its temporaries itself, and runs nobody can watch keep them to
+  // themselves (which the twin host checks).
+  components::RegisterDefaultComponents();
 
   std::error_code ec;
   std::filesystem::path folder =
@@ -177,11 +185,20 @@ Host& SetUpHost() {
   host.ini_log_on = WriteIni(folder, "on.ini", "[Upload]\r\nWriteDebugLog=True\r\n");
   host.ini_log_off = WriteIni(folder, "off.ini", "[Upload]\r\nWriteDebugLog=False\r\n");
 
-  host.fields = std::make_shared<components::DataFieldCollection>();
-  host.expected = HostFieldList();
-  for (const HostField& f : host.expected) host.fields->Add(f.name, f.data, f.type);
-  host.errors = std::make_shared<components::ErrorRecorder>();
+  static Host& twin = *new Host;
+  for (Host* h : {&host, &twin}) {
+    h->log = host.log;
+    h->ini_log_on = host.ini_log_on;
+    h->ini_log_off = host.ini_log_off;
+    h->fields = std::make_shared<components::DataFieldCollection>();
+    h->expected = HostFieldList();
+    for (const HostField& f : h->expected) h->fields->Add(f.name, f.data, f.type);
+    h->errors = std::make_shared<components::ErrorRecorder>();
+  }
+  twin.unwatched_allowed = false;
+  host.twin = &twin;
   InitInterpreter(host, true);
+  InitInterpreter(twin, true);
   return host;
 }
 
@@ -215,7 +232,18 @@ void CheckCollection(Host& host) {
   }
 }
 
-void RunOne(Host& host, std::u16string script) {
+// What a run left that the host can see, for the comparison of the twins.
+struct Seen {
+  contract::DataFieldRef result;
+  std::size_t log_entries = 0;
+  std::size_t log_characters = 0;
+  std::vector<components::ErrorRecorder::Call> reports;
+};
+
+Seen RunOne(Host& host, std::u16string script) {
+  Seen seen;
+  const std::size_t entries = host.log->entries;
+  const std::size_t characters = host.log->characters;
   Interpreter& interpreter = *host.interpreter;
   InterpreterSeam seam(interpreter);
   const std::int16_t counter = seam.InstanceCounter();
@@ -241,7 +269,52 @@ void RunOne(Host& host, std::u16string script) {
       Fail("the result field cannot be read");
     }
   }
+  seen.reports.assign(host.errors->Calls().begin(), host.errors->Calls().end());
   host.errors->Clear();
+  seen.result = std::move(result);
+  seen.log_entries = host.log->entries - entries;
+  seen.log_characters = host.log->characters - characters;
+  return seen;
+}
+
+bool SameFields(contract::DataField& a, contract::DataField& b, int depth);
+
+// Values alike: an object in each is alike when both are fields that are alike (each host has
+// objects of its own), or both are the same kind of other object.
+bool SameValues(const Value& a, const Value& b, int depth) {
+  if (!a.IsObject() && !b.IsObject()) return a.SameAs(b);
+  if (!a.IsObject() || !b.IsObject()) return false;
+  if (!a.GetObject() || !b.GetObject()) return !a.GetObject() == !b.GetObject();
+  auto* fa = dynamic_cast<contract::DataField*>(a.GetObject().get());
+  auto* fb = dynamic_cast<contract::DataField*>(b.GetObject().get());
+  if (!fa || !fb) return !fa == !fb;
+  // A field may hold itself: a few levels tell enough.
+  constexpr int kDeepest = 4;
+  return depth >= kDeepest || SameFields(*fa, *fb, depth + 1);
+}
+
+bool SameFields(contract::DataField& a, contract::DataField& b, int depth) {
+  return a.Name() == b.Name() && a.DataType() == b.DataType() &&
+         a.DataClass() == b.DataClass() && SameValues(a.Data(), b.Data(), depth);
+}
+
+void CompareTwins(const Seen& a, const Seen& b) {
+  if (static_cast<bool>(a.result) != static_cast<bool>(b.result)) {
+    Fail("an unwatched run answered a field where the general run answered none, or the reverse");
+  }
+  if (a.result && !SameFields(*a.result, *b.result, 0)) {
+    Fail("an unwatched run's answer differs from the general run's (Name, DataType, Data or DataClass)");
+  }
+  bool same_reports = a.reports.size() == b.reports.size();
+  for (std::size_t i = 0; same_reports && i < a.reports.size(); ++i) {
+    for (std::size_t k = 0; k < a.reports[i].arguments.size(); ++k) {
+      if (!SameValues(a.reports[i][k], b.reports[i][k], 0)) same_reports = false;
+    }
+  }
+  if (!same_reports) Fail("an unwatched run reported otherwise than the general run");
+  if (a.log_entries != b.log_entries || a.log_characters != b.log_characters) {
+    Fail("an unwatched run logged otherwise than the general run");
+  }
 }
 
 }  // namespace
@@ -287,31 +360,35 @@ const std::u16string* HostFieldNames(std::size_t& count) {
 }
 
 void Run(const RunMode& mode, std::u16string script) {
-  Host& host = *g_host;
-  if (mode.fresh || mode.log_on != host.log_on) {
-    host.log_on = mode.log_on;
-    InitInterpreter(host, mode.fresh);
-  }
   g_script = std::move(script);
   if (g_avoid_ffff) {
     for (char16_t& c : g_script) {
       if (c == 0xFFFF) c = 0xFFFE;
     }
   }
-  RunOne(host, g_script);
-
-  if (!mode.keep_state || ++host.runs_without_reset >= kMaxRunsWithoutReset) {
-    try {
-      host.interpreter->ResetMemory();
-    } catch (...) {  // any exception at all is a finding: the host must never see one
-      Fail("an exception left ResetMemory");
+  Host& host = *g_host;
+  Seen seen[2];
+  int n = 0;
+  for (Host* h : {&host, host.twin}) {
+    if (mode.fresh || mode.log_on != h->log_on) {
+      h->log_on = mode.log_on;
+      InitInterpreter(*h, mode.fresh);
     }
-    host.runs_without_reset = 0;
-    // After a reset no instance is open.
-    if (InterpreterSeam(*host.interpreter).InstanceCounter() != -1) {
-      Fail("ResetMemory left an instance open");
+    seen[n++] = RunOne(*h, g_script);
+    if (!mode.keep_state || ++h->runs_without_reset >= kMaxRunsWithoutReset) {
+      try {
+        h->interpreter->ResetMemory();
+      } catch (...) {  // any exception at all is a finding: the host must never see one
+        Fail("an exception left ResetMemory");
+      }
+      h->runs_without_reset = 0;
+      // After a reset no instance is open.
+      if (InterpreterSeam(*h->interpreter).InstanceCounter() != -1) {
+        Fail("ResetMemory left an instance open");
+      }
     }
   }
+  CompareTwins(seen[0], seen[1]);
 }
 
 }  // namespace qorvintr::fuzzing

@@ -7,7 +7,10 @@
 //   - the instance counter is back where it was;
 //   - the host's collection holds exactly the host's fields, in order, with their values;
 //   - the result is a data field; no field only for a blank script or after a failed built-in
-//     (see NoFieldAllowed).
+//     (see NoFieldAllowed);
+//   - a twin host whose interpreter never runs a script unwatched (temporaries kept to itself
+//     while nobody can look) runs the same script with the same mode: the answers (Name,
+//     DataType, Data, DataClass), the ReportError calls and the debug log entries are the same.
 #pragma once
 
 #include <cstddef>
