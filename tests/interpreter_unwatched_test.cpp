@@ -218,6 +218,16 @@ TEST_F(Unwatched, AnIfDeclines) {
   EXPECT_EQ(Declined(), 1);
 }
 
+TEST_F(Unwatched, OnlyAWholeNameOfTheFunctionListKeepsAScriptFromBeingTried) {
+  BothWays("8 + DATECOMPARE");
+  EXPECT_EQ(Answered() + Declined(), 0);
+  // A word that only holds a name, or a piece of one, is tried and declines where it is read.
+  BothWays("8 + Count + Formats");
+  EXPECT_EQ(Answered() + Declined(), 1);
+  BothWays("8 + Count + Compare");
+  EXPECT_EQ(Answered() + Declined(), 2);
+}
+
 TEST_F(Unwatched, ANonStockCreatorKeepsRunsGeneral) {
   contract::UnregisterCreator(contract::kDataFieldProgId);
   contract::RegisterCreator(contract::kDataFieldProgId,
