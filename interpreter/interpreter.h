@@ -167,6 +167,8 @@ class Interpreter {
 
   // ---- Expression evaluator -------------------------------------------------------------
   bool EvaluateExpression(std::int16_t level);
+  // The instance's stack as the reduction (reduce.h) runs on it.
+  struct FieldStackItems;
   static std::u16string StripStringDelimiters(std::u16string_view text);
   static std::u16string StripDateDelimiters(std::u16string_view text);
 

@@ -1,0 +1,184 @@
+#pragma once
+// Private to the interpreter: the evaluator's reduction, written once for every kind of stack it
+// runs on - an instance's stack of data fields, and the values of a recorded run replayed
+// (recorded.cpp). An Items type gives the stack and what is read from its items:
+//
+//   using Item = ...;                        // copyable; Item{} is the empty item
+//   static bool IsNone(const Item&);
+//   bool Empty(); Item Pop(); void Push(const Item&);
+//   const Value& Data(const Item&, Value& holder);                  // 91 for the empty item
+//   std::u16string_view DataType(const Item&, std::u16string& holder);  // the same
+//   // The reduction's value as a new temporary; false when none was made.
+//   bool Reduced(const Item& left, std::u16string_view op, const Item& right, UnifyRule rule,
+//                const Value& value);
+//   Item Latest();                           // the temporary the last Reduced made
+
+#include <string>
+#include <string_view>
+#include <typeinfo>
+
+#include "qorvintr/convert.h"
+#include "automation/text.h"
+#include "qorvintr/components/data_field.h"
+#include "qorvintr/contract/data_field.h"
+#include "interpreter/listener.h"
+
+namespace qorvintr::engine::reduce {
+
+using automation::Value;
+
+// A field that is exactly the stock one reads its members without copies (nothing the host
+// wrote runs on such a read); any other field is asked through its members, as always. The
+// type is told by its type_info's address: mingw-w64 compares unequal types' names with strcmp,
+// for every read of a host's or a COM field; a stock field of another module would only take
+// the members' way.
+inline const components::DataFieldObject* Stock(const contract::DataField& field) noexcept {
+  return &typeid(field) == &typeid(components::DataFieldObject)
+             ? static_cast<const components::DataFieldObject*>(&field)
+             : nullptr;
+}
+inline const Value& ReadData(contract::DataField& field, Value& holder) {
+  if (const components::DataFieldObject* stock = Stock(field)) return stock->DataRef();
+  holder = field.Data();
+  return holder;
+}
+inline const std::u16string& ReadDataType(contract::DataField& field, std::u16string& holder) {
+  if (const components::DataFieldObject* stock = Stock(field)) return stock->DataTypeRef();
+  holder = field.DataType();
+  return holder;
+}
+
+// Applies the operator to the unified values. "&" on anything but two texts leaves the result
+// as it was.
+void Apply(std::u16string_view op, const Value& lv, const Value& rv, Value& result);
+
+// Brings both operands to one kind before the operator applies. The first rule that applies
+// decides; when none of the numeric kinds is named, both values keep what they held (the
+// previous reduction's values, Empty at first).
+// Kept: no numeric kind named leaves both values as they were (tests/interpreter_evaluator_test.cpp: Evaluator.NumericTypesWithoutAKnownNameKeepTheValuesOfThePreviousReduction)
+template <class Items, class Item>
+UnifyRule Unify(Items& items, const Item& left, const Item& right, Value& lv, Value& rv) {
+  // The date test is made on the left item only (twice on the platform; once suffices, it has
+  // no side effects).
+  // Kept: only the left item is tested for a date (tests/interpreter_evaluator_test.cpp: Evaluator.ADateTextOnTheRightIsNotTestedSoTheTextsCompare)
+  Value left_holder;
+  Value right_holder;
+  const Value& left_data = items.Data(left, left_holder);
+  if (automation::IsDate(left_data)) {
+    lv = Value::Date(automation::CDate(left_data));
+    rv = Value::Date(automation::CDate(items.Data(right, right_holder)));
+    return UnifyRule::kDates;
+  }
+  std::u16string left_type_holder;
+  std::u16string right_type_holder;
+  const std::u16string_view left_type = items.DataType(left, left_type_holder);
+  const std::u16string_view right_type = items.DataType(right, right_type_holder);
+  if (left_type == right_type) {
+    lv = left_data;
+    rv = items.Data(right, right_holder);
+    return UnifyRule::kSameType;
+  }
+  if ((left_type == u"Date" && right_type != u"Date") || !automation::IsNumeric(left_data)) {
+    lv = Value::String(automation::CStr(left_data));
+    rv = Value::String(automation::CStr(items.Data(right, right_holder)));
+    return UnifyRule::kTexts;
+  }
+  const Value& right_data = items.Data(right, right_holder);
+  if (!automation::IsNumeric(right_data)) {
+    lv = Value::String(automation::CStr(left_data));
+    rv = Value::String(automation::CStr(right_data));
+    return UnifyRule::kRightNotNumber;
+  }
+  auto either = [&](std::u16string_view type) { return left_type == type || right_type == type; };
+  if (either(u"Double")) {
+    lv = Value::Double(automation::CDbl(left_data));
+    rv = Value::Double(automation::CDbl(right_data));
+    return UnifyRule::kDouble;
+  }
+  if (either(u"Single")) {
+    lv = Value::Single(automation::CSng(left_data));
+    rv = Value::Single(automation::CSng(right_data));
+    return UnifyRule::kSingle;
+  }
+  if (either(u"Long")) {
+    lv = Value::Long(automation::CLng(left_data));
+    rv = Value::Long(automation::CLng(right_data));
+    return UnifyRule::kLong;
+  }
+  if (either(u"Integer")) {
+    lv = Value::Integer(automation::CInt(left_data));
+    rv = Value::Integer(automation::CInt(right_data));
+    return UnifyRule::kInteger;
+  }
+  if (either(u"Boolean")) {
+    lv = Value::Boolean(automation::CBool(left_data));
+    rv = Value::Boolean(automation::CBool(right_data));
+    return UnifyRule::kBoolean;
+  }
+  return UnifyRule::kNone;
+}
+
+// Reduces the stack three items at a time (right operand, operator, left operand) until an item
+// that is no operator, a parenthesis or the bottom; result as EvaluateExpression answers it
+// (set on the way, so that a failure later in the loop leaves what was set).
+// Kept: no precedence, a run of operators groups from the right (tests/interpreter_evaluator_test.cpp: Evaluator.ARunOfOperatorsGroupsFromTheRight)
+template <class Items>
+void Reduce(Items& items, bool& result) {
+  using Item = typename Items::Item;
+  Item right{};
+  Item op{};
+  Item left{};
+  std::u16string op_text;
+  Value lv;
+  Value rv;
+  Value value;
+  bool has_latest = false;
+  bool done = false;
+  while (!done) {
+    if (!items.Empty()) right = items.Pop();
+    if (!items.Empty()) {
+      op = items.Pop();
+    } else {
+      op = Item{};
+    }
+    if (Items::IsNone(op)) {
+      items.Push(right);
+      done = true;
+      result = true;
+      continue;
+    }
+    Value data_holder;
+    std::u16string op_data = automation::CStr(items.Data(op, data_holder));
+    // Kept: a parenthesis ends the reduction, which then answers False (tests/interpreter_evaluator_test.cpp: Evaluator.AReductionStopsAtALeftParenthesisWhichIsDroppedAndTheResultIsFalse)
+    if (op_data == u")" || op_data == u"(") {
+      items.Push(right);
+      done = true;
+      continue;
+    }
+    // Kept: an operand in the operator's place drops the two items (tests/interpreter_evaluator_test.cpp: Evaluator.TwoOperandsWithNoOperatorLeaveOnlyTheUpperOne)
+    std::u16string type_holder;
+    if (items.DataType(op, type_holder) != u"Operator") {
+      op_text.clear();
+      continue;
+    }
+    op_text = std::move(op_data);
+    if (!items.Empty()) {
+      left = items.Pop();
+      if (!op_text.empty()) {
+        const UnifyRule rule = Unify(items, left, right, lv, rv);
+        Apply(op_text, lv, rv, value);
+        has_latest = items.Reduced(left, op_text, right, rule, value);
+      }
+    }
+    // Publish: the latest result of this call, or the right item when there is none yet.
+    // Kept: an operator without a left operand is dropped (tests/interpreter_evaluator_test.cpp: Evaluator.AnOperatorWithoutALeftOperandPushesTheRightItemBack)
+    if (!has_latest) {
+      items.Push(right);
+      result = true;
+    } else {
+      items.Push(items.Latest());
+    }
+  }
+}
+
+}  // namespace qorvintr::engine::reduce
