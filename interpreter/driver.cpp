@@ -94,9 +94,7 @@ void RequireCreated(const std::u16string& name) {
 contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& expression) {
   contract::DataFieldRef result;
   // Departure: a run nobody can watch keeps its temporaries to itself, and declines to the general run on anything that could show (tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
-  if (MayRunUnwatched() && !NamesABuiltIn(expression) && RunUnwatched(expression, result)) {
-    return result;
-  }
+  if (MayRunUnwatched() && RunUnwatched(expression, result)) return result;
 
   std::u16string word;
   std::int16_t level = 0;
@@ -219,6 +217,12 @@ void Interpreter::CheckUnwatchedRead(const contract::DataFieldRef& field) {
 }
 
 bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRef& result) {
+  // Trimmed in place as RunScript trims it, so that a recording is found by the run's own text.
+  const std::u16string_view trimmed = automation::TrimView(expression);
+  if (trimmed.size() != expression.size()) expression = std::u16string(trimmed);
+  // Departure: a script that ran unwatched before runs again from its recording, without the lexer (tests/interpreter_recorded_test.cpp: Recorded.EveryCorpusScriptAnswersAlikeFromItsRecording)
+  const RecordedRun* recorded = FindRecorded(expression);
+  if (recorded == nullptr && NamesABuiltIn(expression)) return false;
   std::int16_t level = 0;
   std::u16string word;
   const std::int16_t name_top = auto_name_top_;
@@ -226,19 +230,32 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   unwatched_made_.clear();
   declined_ = false;
   unwatched_ = true;
+  RecordedRun recording;
+  std::size_t made = 0;
   try {
-    RunScript(expression, level, word, result);
+    if (recorded != nullptr) {
+      ReplayScript(*recorded, expression, level, result, made);
+    } else {
+      recording_ = &recording;
+      RunScript(expression, level, word, result);
+      made = unwatched_made_.size();
+      if (!declined_) recording.end_position = ReadPosition(level);
+    }
   } catch (...) {
     // Any error at all, a decline included: nothing has been reported or logged, and the general
     // run meets it again and answers for it.
     declined_ = true;
   }
+  // A recording that could not follow some step is none.
+  const bool recorded_fully = recording_ != nullptr;
+  recording_ = nullptr;
   unwatched_ = false;
   unwatched_last_.reset();
   if (!declined_ && level != 0) declined_ = true;
   if (!declined_) {
     try {
-      SettleUnwatched(level, result);
+      SettleUnwatched(level, made);
+      if (recorded == nullptr) NameUnwatchedResult(result);
     } catch (...) {
       // Only memory can fail here: the tables are grown as far as the general run grows them
       // anyway, and the rest is set back below.
@@ -261,9 +278,13 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
     });
     result.reset();
     declined_ = false;
+  } else if (recorded == nullptr && recorded_fully) {
+    // Keeping it is no part of the run: a failure only means the script is not kept.
+    support::IgnoreErrors([&] { KeepRecorded(expression, std::move(recording)); });
   }
   unwatched_made_.clear();
   CountUnwatched(answered);
+  if (answered && recorded != nullptr) CountReplayed();
   return answered;
 }
 
@@ -274,26 +295,31 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     RequireCreated(name);
     depth = Add16(depth, 1);
     PushHeld(name, level);
+    if (recording_ != nullptr) RecordMade();
     return DriverState::kOperandExpected;
   }
   if (IsStringLiteral(word)) {
     std::u16string name = CreateStringDataField(word);
     RequireCreated(name);
     PushHeld(name, level);
+    if (recording_ != nullptr) RecordMade();
   } else if (IsDateLiteral(word)) {
     std::u16string name = CreateDateDataField(word);
     RequireCreated(name);
     PushHeld(name, level);
+    if (recording_ != nullptr) RecordStep(RecordedStep::Kind::kDateLiteral, word);
   } else if (std::int32_t whole = 0; SmallWholeNumber(word, whole) ||
                                       automation::ParseNumber(word).has_value()) {
     // IsNumeric of the text, uncopied (a short run of digits is a number without the scan).
     std::u16string name = CreateNumericDataField(word);
     RequireCreated(name);
     PushHeld(name, level);
+    if (recording_ != nullptr) RecordMade();
   } else if (IsDataField(word)) {
     // The host's own field: nothing to release later.
     PushItem(word, level);
     Notify([&](RunListener& l) { l.OnPush(level, word, InstanceStack(level).PeekStack(), false); });
+    if (recording_ != nullptr) RecordStep(RecordedStep::Kind::kField, word);
   } else if (IsFunction(word)) {
     // Departure: an unwatched run declines at a function, whose steps may log or be the host's (tests/interpreter_unwatched_test.cpp: Unwatched.AnIfDeclines)
     // Told by the flag rather than thrown: the driver stops after this word (a throw would cost a
@@ -320,6 +346,7 @@ DriverState Interpreter::ReadOperator(std::int16_t level, std::u16string& word,
   if (IsRightParenthesis(word)) {
     if (depth <= 0) RaiseSyntaxError(kDriverSource);
     EvaluateExpression(level);
+    if (recording_ != nullptr) RecordStep(RecordedStep::Kind::kReduce);
     depth = Add16(depth, -1);
     return DriverState::kOperatorExpected;
   }
@@ -332,10 +359,14 @@ DriverState Interpreter::ReadOperator(std::int16_t level, std::u16string& word,
       if (c != kNoChar) word += static_cast<char16_t>(c);
     }
     // Kept: "=" first reduces everything left of it (tests/interpreter_driver_test.cpp: Scripts.EverythingLeftOfEqualsIsReducedBeforeEquals)
-    if (word == u"=") EvaluateExpression(level);
+    if (word == u"=") {
+      EvaluateExpression(level);
+      if (recording_ != nullptr) RecordStep(RecordedStep::Kind::kReduce);
+    }
     std::u16string name = CreateOperatorDataField(word);
     RequireCreated(name);
     PushHeld(name, level);
+    if (recording_ != nullptr) RecordMade();
     return DriverState::kOperandExpected;
   }
   if (word.empty() || word == u" " || word == kEndOfLine) return DriverState::kOperatorExpected;

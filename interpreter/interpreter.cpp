@@ -139,6 +139,7 @@ bool Interpreter::Init(const contract::DataFieldsRef& data_fields,
 // ---- Tables ---------------------------------------------------------------------------------
 
 bool Interpreter::AddOperator(std::u16string operators) {
+  ForgetRecorded();
   return Trapped(u"AddOperator", kNoReport, false, [&] {
     // Each append either happens whole or not at all: the set follows the list exactly.
     operator_list_ += u", ";
@@ -150,6 +151,7 @@ bool Interpreter::AddOperator(std::u16string operators) {
 }
 
 bool Interpreter::AddDelimiter(std::u16string delimiters) {
+  ForgetRecorded();
   return Trapped(u"AddDelimiter", kNoReport, false, [&] {
     delimiter_list_ += u", ";
     delimiter_chars_.Mark(u", ");
@@ -160,6 +162,7 @@ bool Interpreter::AddDelimiter(std::u16string delimiters) {
 }
 
 bool Interpreter::AddFunction(std::u16string functions) {
+  ForgetRecorded();
   return Trapped(u"AddFunction", kNoReport, false, [&] {
     function_list_ += u", ";
     // Kept: the names are listed in ProperCase form, "Formathl7datetime" (tests/interpreter_object_test.cpp: InterpreterTest.AddFunctionAppendsTheWordInProperCaseAndAddOperatorUnchanged)

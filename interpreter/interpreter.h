@@ -13,6 +13,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "qorvintr/components/data_field.h"
@@ -158,12 +159,65 @@ class Interpreter {
   // driver to stop after the word) unless reading it runs nothing.
   void CheckUnwatchedRead(const contract::DataFieldRef& field);
   // The temporaries' tables as the general run leaves them after making and removing that many
-  // temporaries at the level, and the result's name when it is one of them.
-  void SettleUnwatched(std::int16_t level, const contract::DataFieldRef& result);
+  // temporaries at the level.
+  void SettleUnwatched(std::int16_t level, std::size_t made);
+  // The result's name, when it is one of the temporaries the run made.
+  void NameUnwatchedResult(const contract::DataFieldRef& result);
+  // Names a field as the temporary made after that many others at a level-0 run from Autodf1.
+  static void NameAsTemporary(components::DataFieldObject& field, std::size_t made_before);
   // The steps that take the next name slot and the next hold slot, tables grown as they must.
   void TakeAutoNameSlot();
   void TakeHoldSlot(std::int16_t level);
   struct Declined {};
+  // Far below the 16-bit limits of the tables and the names, which the general run meets with
+  // its errors.
+  static constexpr std::size_t kMostUnwatched = 30000;
+
+  // ---- Recorded runs --------------------------------------------------------------------
+  // What an unwatched run did, kept per script text so that the same script runs again without
+  // the lexer: the temporaries its words made (a date literal's is made again, its value may
+  // depend on the clock), the host fields it pushed by name, and where it reduced. The reduction
+  // itself runs again on the values of the day (reduce.h), as the general run would; anything
+  // that does not go exactly as recorded (a field gone or no longer a stock one, an error)
+  // declines to the general run.
+  struct RecordedStep {
+    enum class Kind : std::uint8_t { kTemporary, kDateLiteral, kField, kReduce };
+    Kind kind = Kind::kReduce;
+    std::u16string_view type;  // kTemporary: its DataType, one of the fixed words
+    automation::Value data;    // kTemporary: its Data
+    std::u16string text;       // kDateLiteral: the word; kField: the field's name
+  };
+  struct RecordedRun {
+    std::vector<RecordedStep> steps;
+    std::int16_t end_position = 0;  // where the reader stopped
+  };
+  // A replay's stack item: a host field (held by the collection, which nothing changes during
+  // the replay) or the replay's temporary of that number; neither is the empty item.
+  struct ReplayItem {
+    const contract::DataFieldRef* host = nullptr;
+    std::int32_t temp = -1;
+  };
+  // A replay's temporary: what the field would hold (its DataClass is always "Auto").
+  struct ReplayTemporary {
+    std::u16string_view type;
+    automation::Value data;
+    void SetDataType(std::u16string_view word) noexcept { type = word; }
+    void SetData(automation::Value value) { data = std::move(value); }
+    void SetDataClass(std::u16string_view) noexcept {}
+  };
+  struct RecordedItems;
+  // The recorded run of the (trimmed) script, or none.
+  const RecordedRun* FindRecorded(const std::u16string& expression) const;
+  // Runs a recorded script at a new level as RunScript would; made counts its temporaries.
+  void ReplayScript(const RecordedRun& run, std::u16string& expression, std::int16_t& level,
+                    contract::DataFieldRef& result, std::size_t& made);
+  // The driver's steps, written down while a run is being recorded.
+  void RecordMade();
+  void RecordStep(RecordedStep::Kind kind, std::u16string_view text = {});
+  // Keeps the run just recorded, within the room the recordings may take.
+  void KeepRecorded(const std::u16string& expression, RecordedRun&& run);
+  // The recordings depend on the lists of words: any change of them drops every one.
+  void ForgetRecorded() noexcept;
 
   // ---- Expression evaluator -------------------------------------------------------------
   bool EvaluateExpression(std::int16_t level);
@@ -355,6 +409,14 @@ class Interpreter {
   bool declined_ = false;
   std::vector<components::DataFieldObject*> unwatched_made_;
   contract::DataFieldRef unwatched_last_;
+  // The recorded runs by script text, how much room they take (roughly, in bytes), and the
+  // recording under way (none: not recording).
+  std::unordered_map<std::u16string, RecordedRun> recorded_;
+  std::size_t recorded_bytes_ = 0;
+  RecordedRun* recording_ = nullptr;
+  // A replay's stack and temporaries, kept for the next one.
+  std::vector<ReplayItem> replay_stack_;
+  std::vector<ReplayTemporary> replay_temps_;
   // Tells the listener, when there is one; otherwise one test of a null pointer.
   template <class Step>
   void Notify(Step&& step) {
@@ -377,11 +439,14 @@ class Interpreter {
   void CountUnwatched(bool answered) noexcept {
     ++(answered ? unwatched_answered_ : unwatched_declined_);
   }
+  std::int32_t recorded_replayed_ = 0;
+  void CountReplayed() noexcept { ++recorded_replayed_; }
 #else
   static void InjectFault(std::u16string_view) noexcept {}
   static constexpr bool FaultsInjected() noexcept { return false; }
   static constexpr bool UnwatchedAllowed() noexcept { return true; }
   static void CountUnwatched(bool) noexcept {}
+  static void CountReplayed() noexcept {}
 #endif
 };
 

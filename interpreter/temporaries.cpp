@@ -10,6 +10,7 @@
 #include "qorvintr/contract/creation.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/limits.h"
+#include "interpreter/temporary_members.h"
 #include "interpreter/trap.h"
 #include "support/tools.h"
 
@@ -19,17 +20,7 @@ using automation::Value;
 namespace modTools = support::modTools;
 
 namespace {
-constexpr std::u16string_view kAuto = u"Auto";
-
-// Kept: the closing delimiter comes off only after an opening one (tests/interpreter_temporaries_test.cpp: Temporaries.StringCreationStripsBlanksAndOnePairOfQuotes)
-std::u16string StripDelimiters(std::u16string_view text, char16_t delimiter) {
-  std::u16string_view t = automation::TrimView(text);
-  if (!t.empty() && t.front() == delimiter) {
-    t.remove_prefix(1);
-    if (!t.empty() && t.back() == delimiter) t.remove_suffix(1);
-  }
-  return std::u16string(t);
-}
+using members::kAuto;
 
 // Temporary names are the prefix and a number; the first one follows "Autodf0".
 constexpr std::u16string_view kAutoPrefix = u"Autodf";
@@ -66,11 +57,11 @@ bool Interpreter::SmallWholeNumber(std::u16string_view text, std::int32_t& value
 }
 
 std::u16string Interpreter::StripStringDelimiters(std::u16string_view text) {
-  return StripDelimiters(text, u'"');
+  return members::StripDelimiters(text, u'"');
 }
 
 std::u16string Interpreter::StripDateDelimiters(std::u16string_view text) {
-  return StripDelimiters(text, u'#');
+  return members::StripDelimiters(text, u'#');
 }
 
 bool Interpreter::StockCreator() {
@@ -232,57 +223,13 @@ std::u16string Interpreter::CreateNumericDataField(std::u16string_view text) {
 }
 
 std::u16string Interpreter::CreateDateDataField(std::u16string_view text) {
-  return CreateTemporary(u"CreateDateDataField", [&](NewField& field) {
-    field.SetDataType(u"Date");
-    field.SetDataClass(kAuto);
-    field.SetData(Value::Date(automation::CDate(Value::String(StripDateDelimiters(text)))));
-  });
+  return CreateTemporary(u"CreateDateDataField",
+                         [&](NewField& field) { members::FromDateLiteral(field, text); });
 }
 
 std::u16string Interpreter::CreateDataFieldFromVariant(const Value& value) {
-  return CreateTemporary(u"CreateDataFieldFromVariant", [&](NewField& field) {
-    // The type name decides; an object's type name is its class name, so objects, Empty and
-    // Null are kept unchanged as "Variant".
-    // Kept: an object, Empty or Null becomes a "Variant" holding it (tests/interpreter_temporaries_test.cpp: Temporaries.FromVariantKeepsAnObjectAsVariant)
-    switch (value.Type()) {
-      case automation::VarType::String:
-        field.SetDataType(u"String");
-        field.SetData(Value::String(StripStringDelimiters(value.GetString())));
-        break;
-      case automation::VarType::Long:
-        field.SetDataType(u"Long");
-        field.SetData(value);
-        break;
-      case automation::VarType::Integer:
-        field.SetDataType(u"Integer");
-        field.SetData(value);
-        break;
-      case automation::VarType::Boolean:
-        field.SetDataType(u"Boolean");
-        field.SetData(value);
-        break;
-      case automation::VarType::Single:
-        field.SetDataType(u"Single");
-        field.SetData(value);
-        break;
-      case automation::VarType::Double:
-        field.SetDataType(u"Double");
-        field.SetData(value);
-        break;
-      case automation::VarType::Date: {
-        // Kept: a date makes a round trip through its text, to whole seconds (tests/interpreter_temporaries_test.cpp: Temporaries.FromVariantDateRoundTripsThroughTextToWholeSeconds)
-        std::u16string text = StripDateDelimiters(automation::DateToText(value.GetDate()));
-        field.SetDataType(u"Date");
-        field.SetData(Value::Date(automation::CDate(Value::String(std::move(text)))));
-        break;
-      }
-      default:
-        field.SetDataType(u"Variant");
-        field.SetData(value);
-        break;
-    }
-    field.SetDataClass(kAuto);
-  });
+  return CreateTemporary(u"CreateDataFieldFromVariant",
+                         [&](NewField& field) { members::FromVariant(field, value); });
 }
 
 std::u16string Interpreter::GetNewDataFieldName() { return NextAutoDataFieldName(); }
@@ -414,35 +361,38 @@ void Interpreter::PushHeld(std::u16string& name, std::int16_t level) {
 }
 
 void Interpreter::KeepUnwatched(const NewField& field) {
-  // Far below the 16-bit limits of the tables and the names, which the general run meets with
-  // its errors.
-  constexpr std::size_t kMostUnwatched = 30000;
   if (!field.stock || unwatched_made_.size() >= kMostUnwatched) Decline();
   unwatched_made_.push_back(field.stock);
   unwatched_last_ = field.ref;
 }
 
-void Interpreter::SettleUnwatched(std::int16_t level, const contract::DataFieldRef& result) {
+void Interpreter::SettleUnwatched(std::int16_t level, std::size_t made) {
   // Each temporary took a name slot and a hold slot; the closing gave every name back (the slots
   // are left empty and the top at -1, the first name having been taken at 0), and it clears the
   // hold slots and their top itself. A run that made none leaves the list as it was.
-  const std::size_t made = unwatched_made_.size();
   for (std::size_t i = 0; i < made; ++i) {
     TakeAutoNameSlot();
     auto_names_(auto_name_top_).clear();
     TakeHoldSlot(level);
   }
   if (made > 0) auto_name_top_ = -1;
+}
+
+void Interpreter::NameUnwatchedResult(const contract::DataFieldRef& result) {
   if (!result) return;
   // The i-th temporary (from 0) took the name after "Autodf<i>".
-  for (std::size_t i = made; i-- > 0;) {
+  for (std::size_t i = unwatched_made_.size(); i-- > 0;) {
     components::DataFieldObject* field = unwatched_made_[i];
     if (static_cast<const contract::DataField*>(field) != result.get()) continue;
-    std::u16string name(kAutoPrefix);
-    automation::AppendDecimal(name, static_cast<std::int64_t>(i) + 1);
-    field->AssignName(name);
+    NameAsTemporary(*field, i);
     return;
   }
+}
+
+void Interpreter::NameAsTemporary(components::DataFieldObject& field, std::size_t made_before) {
+  std::u16string name(kAutoPrefix);
+  automation::AppendDecimal(name, static_cast<std::int64_t>(made_before) + 1);
+  field.AssignName(name);
 }
 
 // Kept: the two lookups of a pushed temporary (tests/interpreter_temporaries_test.cpp: Temporaries.PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldCheckedRaises91)

@@ -45,6 +45,10 @@ class InterpreterSeam {
   void AllowUnwatched(bool allowed) { i_.unwatched_allowed_ = allowed; }
   std::int32_t UnwatchedAnswered() const { return i_.unwatched_answered_; }
   std::int32_t UnwatchedDeclined() const { return i_.unwatched_declined_; }
+  // Recorded runs: how many answered from a recording, how many scripts are kept, their room.
+  std::int32_t RecordedReplayed() const { return i_.recorded_replayed_; }
+  std::size_t RecordedScripts() const { return i_.recorded_.size(); }
+  std::size_t RecordedBytes() const { return i_.recorded_bytes_; }
 
   // Lexer
   static constexpr std::int32_t kNoChar = Interpreter::kNoChar;

@@ -3,6 +3,7 @@
 // ways on the same host (ResetMemory between) and compares all the host can see.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -269,6 +270,137 @@ TEST_F(Unwatched, TheCollectionCountsKeysThatBeginLikeATemporarysName) {
   EXPECT_EQ(col.GeneratedLikeKeys(), 1u);
   col.Clear();
   EXPECT_EQ(col.GeneratedLikeKeys(), 0u);
+}
+
+// Recorded runs: a script that ran unwatched once runs again from its recording. Each test
+// records a script, changes what the host holds, and compares the next run with the general run
+// of the same moment (BothWays runs the general way first, then the recording).
+class Recorded : public Unwatched {
+ protected:
+  // Runs the script once unwatched, so that it is recorded.
+  void Record(const char* script) {
+    interpreter->ResetMemory();
+    seam().AllowUnwatched(true);
+    RunOnce(script);
+    ASSERT_GT(seam().RecordedScripts(), 0u) << script;
+  }
+  std::int32_t Replayed() { return seam().RecordedReplayed(); }
+};
+
+TEST_F(Recorded, TheSecondRunOfAScriptIsReplayedAndEndsAsTheGeneralRun) {
+  Record("(Count + 8 ) * 2");
+  EXPECT_EQ(Replayed(), 0);
+  const Seen seen = BothWays("(Count + 8 ) * 2");
+  EXPECT_EQ(Replayed(), 1);
+  EXPECT_EQ(seen.result, u"Autodf7|Long|26");
+  // Blanks around the script are trimmed before it is looked up.
+  BothWays("  (Count + 8 ) * 2 ");
+  EXPECT_EQ(Replayed(), 2);
+}
+
+TEST_F(Recorded, EachReplayAnswersAFieldOfItsOwn) {
+  Record("Count * 3");
+  contract::DataFieldRef first = Run(u"Count * 3");
+  contract::DataFieldRef second = Run(u"Count * 3");
+  EXPECT_EQ(Replayed(), 2);
+  ASSERT_TRUE(first && second);
+  EXPECT_NE(first.get(), second.get());
+  EXPECT_EQ(Line(first), u"Autodf|Long|15");
+  first->SetData(Value::Long(0));
+  EXPECT_EQ(Line(second), u"Autodf|Long|15");
+  EXPECT_EQ(first->DataClass(), u"Auto");
+  EXPECT_EQ(second->DataClass(), u"Auto");
+}
+
+TEST_F(Recorded, TheFieldsValuesAndKindsOfTheDayDecide) {
+  Record("Count & \"x\" + 1");
+  Field(u"Count")->SetData(Value::String(u"7"));
+  Field(u"Count")->SetDataType(u"String");
+  const Seen seen = BothWays("Count & \"x\" + 1");
+  EXPECT_EQ(Replayed(), 1);
+  EXPECT_TRUE(seen.reported.empty());
+  Field(u"Count")->SetData(Value::Double(2.5));
+  Field(u"Count")->SetDataType(u"Double");
+  BothWays("Count & \"x\" + 1");
+  EXPECT_EQ(Replayed() + Declined(), 2);
+}
+
+TEST_F(Recorded, AFieldGoneSinceDeclinesAndTheGeneralRunAnswers) {
+  AddField("Gone", Value::Long(1), "Long");
+  Record("Gone + 1");
+  std::u16string name = u"Gone";
+  fields->Remove(name);
+  const Seen seen = BothWays("Gone + 1");
+  EXPECT_EQ(Replayed(), 0);
+  EXPECT_EQ(seen.result, u"Error|Boolean|False");
+  EXPECT_FALSE(seen.log.empty());
+}
+
+TEST_F(Recorded, AFieldThatNowHoldsAnObjectOrIsTheHostsOwnDeclines) {
+  AddField("Ref", Value::Long(1), "Long");
+  Record("Ref + 1");
+  Field(u"Ref")->SetData(Value::Object(Field(u"Count")));
+  BothWays("Ref + 1");
+  EXPECT_EQ(Replayed(), 0);
+  std::u16string name = u"Ref";
+  fields->Remove(name);
+  contract::DataFieldRef own = std::make_shared<HostOwnField>();
+  own->SetName(u"Ref");
+  own->SetDataType(u"Long");
+  own->SetData(Value::Long(2));
+  ASSERT_EQ(fields->AddObject(own), 0);
+  const Seen seen = BothWays("Ref + 1");
+  EXPECT_EQ(Replayed(), 0);
+  EXPECT_EQ(seen.result, u"Autodf3|Long|3");
+}
+
+TEST_F(Recorded, AnErrorOnTheValuesOfTheDayIsReportedByTheGeneralRun) {
+  AddField("Divisor", Value::Long(4), "Long");
+  Record("Count / Divisor");
+  Field(u"Divisor")->SetData(Value::Long(0));
+  const Seen seen = BothWays("Count / Divisor");
+  EXPECT_EQ(Replayed(), 0);
+  EXPECT_FALSE(seen.reported.empty());
+}
+
+TEST_F(Recorded, ADateLiteralIsReadAgainAtEachRun) {
+  // A date without a year takes the clock's.
+  automation::SetClock([] { return 36526.0; });  // 1/1/2000
+  Record("#3/14# + 1");
+  automation::SetClock([] { return 38353.0; });  // 1/1/2005
+  const Seen seen = BothWays("#3/14# + 1");
+  EXPECT_EQ(Replayed(), 1);
+  EXPECT_EQ(seen.result, u"Autodf4|Date|3/15/2005");
+}
+
+TEST_F(Recorded, AHostFieldNamedLikeATemporaryStillKeepsRunsGeneral) {
+  Record("Count + 8");
+  AddField("Autodf3", Value::Long(1), "Long");
+  const Seen seen = BothWays("Count + 8");
+  EXPECT_EQ(Replayed(), 0);
+  EXPECT_EQ(seen.result, u"Autodf4|Long|13");
+}
+
+TEST_F(Recorded, ANewWordInTheListsForgetsEveryRecording) {
+  Record("Count + 8");
+  EXPECT_EQ(seam().RecordedScripts(), 1u);
+  EXPECT_TRUE(seam().AddOperator(u"^"));
+  EXPECT_EQ(seam().RecordedScripts(), 0u);
+}
+
+TEST_F(Recorded, TheRecordingsKeepToTheirRoom) {
+  // Long distinct scripts, far more than the room holds: it is emptied and filled again.
+  std::string chain = "Count";
+  for (int i = 0; i < 200; ++i) chain += " + 1";
+  std::size_t most = 0;
+  for (int i = 0; i < 3000; ++i) {
+    RunOnce((chain + " + " + std::to_string(i + 1)).c_str());
+    most = std::max(most, seam().RecordedBytes());
+    interpreter->ResetMemory();
+  }
+  EXPECT_GT(most, std::size_t{1} << 20);
+  EXPECT_LE(most, std::size_t{8} << 20);
+  EXPECT_LT(seam().RecordedScripts(), 3000u);
 }
 
 }  // namespace

@@ -1,0 +1,180 @@
+// Recorded runs: a script that ran unwatched once runs again from what its words did, without
+// the lexer, the literals' parsing or a field per temporary. Hosts run the same field scripts
+// for every message, so most runs are the second or later run of their script.
+#include <string>
+#include <utility>
+
+#include "qorvintr/convert.h"
+#include "interpreter/interpreter.h"
+#include "interpreter/limits.h"
+#include "interpreter/reduce.h"
+#include "interpreter/temporary_members.h"
+#include "interpreter/trap.h"
+
+namespace qorvintr::engine {
+
+using automation::Value;
+
+namespace {
+
+// The room all recordings may take, and one of them (a script near the length limit records
+// about a megabyte).
+constexpr std::size_t kMostRecordedBytes = std::size_t{8} << 20;
+constexpr std::size_t kMostBytesOfOneRun = std::size_t{2} << 20;
+
+template <class Steps>
+std::size_t BytesOf(const std::u16string& expression, const Steps& steps) {
+  std::size_t bytes = 64 + expression.size() * sizeof(char16_t) +
+                      steps.size() * sizeof(typename Steps::value_type);
+  for (const auto& step : steps) {
+    bytes += step.text.capacity() * sizeof(char16_t);
+    if (step.data.IsString()) bytes += step.data.GetString().size() * sizeof(char16_t);
+  }
+  return bytes;
+}
+
+}  // namespace
+
+// A replay's stack as the reduction runs on it.
+struct Interpreter::RecordedItems {
+  using Item = ReplayItem;
+  std::vector<ReplayItem>& stack;
+  std::vector<ReplayTemporary>& temps;
+  std::int32_t latest = -1;
+
+  static bool IsNone(const Item& item) noexcept { return item.host == nullptr && item.temp < 0; }
+  bool Empty() const noexcept { return stack.empty(); }
+  Item Pop() {
+    Item top = stack.back();
+    stack.pop_back();
+    return top;
+  }
+  void Push(const Item& item) { stack.push_back(item); }
+  const Value& Data(const Item& item, Value& holder) const {
+    if (item.temp >= 0) return temps[static_cast<std::size_t>(item.temp)].data;
+    if (item.host == nullptr) automation::Raise(automation::err::ObjectVariableNotSet);
+    return reduce::ReadData(**item.host, holder);
+  }
+  std::u16string_view DataType(const Item& item, std::u16string& holder) const {
+    if (item.temp >= 0) return temps[static_cast<std::size_t>(item.temp)].type;
+    if (item.host == nullptr) automation::Raise(automation::err::ObjectVariableNotSet);
+    return reduce::ReadDataType(**item.host, holder);
+  }
+  bool Reduced(const Item&, std::u16string_view, const Item&, UnifyRule, const Value& value) {
+    Push(ReplayTemporary{}, [&](ReplayTemporary& made) { members::FromVariant(made, value); });
+    latest = static_cast<std::int32_t>(temps.size() - 1);
+    return true;
+  }
+  Item Latest() const noexcept { return Item{nullptr, latest}; }
+
+  // A new temporary, filled, as the next one made.
+  template <class Fill>
+  void Push(ReplayTemporary made, Fill&& fill) {
+    if (temps.size() >= kMostUnwatched) throw Declined{};
+    fill(made);
+    temps.push_back(std::move(made));
+  }
+};
+
+const Interpreter::RecordedRun* Interpreter::FindRecorded(const std::u16string& expression) const {
+  if (recorded_.empty()) return nullptr;
+  const auto found = recorded_.find(expression);
+  return found == recorded_.end() ? nullptr : &found->second;
+}
+
+void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expression,
+                               std::int16_t& level, contract::DataFieldRef& result,
+                               std::size_t& made) {
+  // As RunScript begins (the text is trimmed already: it was found by its trimmed text).
+  last_added_.reset();
+  level = AddInstance(expression);
+  if (level != 0) Decline();
+  replay_stack_.clear();
+  replay_temps_.clear();
+  RecordedItems items{replay_stack_, replay_temps_};
+  bool reduced = false;
+  for (const RecordedStep& step : run.steps) {
+    switch (step.kind) {
+      case RecordedStep::Kind::kTemporary:
+        items.Push(ReplayTemporary{step.type, step.data}, [](ReplayTemporary&) {});
+        break;
+      case RecordedStep::Kind::kDateLiteral:
+        items.Push(ReplayTemporary{},
+                   [&](ReplayTemporary& date) { members::FromDateLiteral(date, step.text); });
+        break;
+      case RecordedStep::Kind::kField: {
+        // The field the word named when recorded must still be there, and read nothing but
+        // itself.
+        const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, step.text);
+        if (field == nullptr) Decline();
+        CheckUnwatchedRead(*field);
+        if (declined_) Decline();
+        items.Push(ReplayItem{field, -1});
+        continue;
+      }
+      case RecordedStep::Kind::kReduce:
+        reduce::Reduce(items, reduced);
+        continue;
+    }
+    items.Push(ReplayItem{nullptr, static_cast<std::int32_t>(replay_temps_.size() - 1)});
+  }
+  // The driver's last reduction, and the value it leaves on top (an empty stack is 91).
+  reduce::Reduce(items, reduced);
+  if (items.Empty()) Decline();
+  const ReplayItem top = items.Pop();
+  ReadPosition(level) = run.end_position;
+  made = replay_temps_.size();
+  if (top.temp >= 0) {
+    const ReplayTemporary& value = replay_temps_[static_cast<std::size_t>(top.temp)];
+    NewField field = NewTemporary(true);
+    if (field.stock == nullptr) Decline();
+    NameAsTemporary(*field.stock, static_cast<std::size_t>(top.temp));
+    field.stock->AssignDataType(value.type);
+    field.stock->AssignDataClass(members::kAuto);
+    field.stock->DataSlot() = value.data;
+    result = std::move(field.ref);
+  } else if (top.host != nullptr) {
+    result = *top.host;
+  } else {
+    result.reset();
+  }
+}
+
+void Interpreter::RecordMade() {
+  // The temporary the word just made, as it is now: the reduction never changes a temporary.
+  const std::u16string_view type =
+      unwatched_made_.empty() ? std::u16string_view{}
+                              : members::FixedTypeWord(unwatched_made_.back()->DataTypeRef());
+  if (type.empty()) {
+    recording_ = nullptr;
+    return;
+  }
+  RecordedStep step;
+  step.kind = RecordedStep::Kind::kTemporary;
+  step.type = type;
+  step.data = unwatched_made_.back()->DataRef();
+  recording_->steps.push_back(std::move(step));
+}
+
+void Interpreter::RecordStep(RecordedStep::Kind kind, std::u16string_view text) {
+  RecordedStep step;
+  step.kind = kind;
+  step.text = std::u16string(text);
+  recording_->steps.push_back(std::move(step));
+}
+
+void Interpreter::KeepRecorded(const std::u16string& expression, RecordedRun&& run) {
+  const std::size_t bytes = BytesOf(expression, run.steps);
+  if (bytes > kMostBytesOfOneRun) return;
+  // Full: start again with the scripts that come next (a host's scripts come round again).
+  if (recorded_bytes_ + bytes > kMostRecordedBytes) ForgetRecorded();
+  recorded_.emplace(expression, std::move(run));
+  recorded_bytes_ += bytes;
+}
+
+void Interpreter::ForgetRecorded() noexcept {
+  recorded_.clear();
+  recorded_bytes_ = 0;
+}
+
+}  // namespace qorvintr::engine
