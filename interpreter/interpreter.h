@@ -159,7 +159,17 @@ class Interpreter {
   void CheckUnwatchedRead(const contract::DataFieldRef& field);
   // The temporaries' tables as the general run leaves them after making and removing that many
   // temporaries at the level, and the result's name when it is one of them.
-  void SettleUnwatched(std::int16_t level, const contract::DataFieldRef& result);
+  void SettleUnwatched(std::int16_t level, contract::DataFieldRef& result);
+  // The conditions on the collection and the creator: the stock ones, or the library's own
+  // reached through another module (the COM servers'), with no host key named like a temporary.
+  bool UnwatchedFieldsReady();
+  bool UnwatchedCreatorReady();
+  // A host field of a collection of the second kind, read in an unwatched run: declines unless
+  // reading it runs nothing of the host's.
+  contract::DataFieldRef UnwatchedHostField(std::u16string_view name);
+  // The result temporary as the host gets it when the creator is not the stock one: a field of
+  // the registered creator with the pooled field's members.
+  contract::DataFieldRef UnwatchedResult(components::DataFieldObject& field);
   // The steps that take the next name slot and the next hold slot, tables grown as they must.
   void TakeAutoNameSlot();
   void TakeHoldSlot(std::int16_t level);
@@ -327,6 +337,11 @@ class Interpreter {
   std::vector<support::StackRef> spare_stacks_;  // emptied Stacks for AddInstance to reuse
   contract::DataFieldsRef data_fields_;
   contract::stock::FieldsView stock_fields_;  // set when data_fields_ is the stock collection
+  // Set when data_fields_ is the library's own collection behind another module's interface.
+  contract::stock::OwnFieldsView own_fields_;
+  // The quiet test of the registered creator of data fields, as of a registry generation.
+  std::uint64_t own_creator_generation_ = ~std::uint64_t{0};
+  contract::stock::QuietTest own_creator_test_ = nullptr;
   contract::HostErrorRef error_object_;
   // Whether the registered creator of data fields is the stock one, as of a registry generation.
   std::uint64_t creator_generation_ = ~std::uint64_t{0};

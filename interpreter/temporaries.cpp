@@ -90,7 +90,8 @@ constexpr std::size_t kPoolLooks = 8;
 }  // namespace
 
 Interpreter::NewField Interpreter::NewTemporary(bool members_written) {
-  if (!StockCreator()) {
+  // An unwatched run's temporaries are always pooled: only its result reaches the host.
+  if (!unwatched_ && !StockCreator()) {
     return NewField{contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId)};
   }
   const std::size_t size = field_pool_.size();
@@ -404,6 +405,8 @@ void Interpreter::PushItem(std::u16string& name, std::int16_t level) {
     // Departure: an unwatched run declines at a host field whose reading could run the host's code (tests/interpreter_unwatched_test.cpp: Unwatched.AHostFieldThatIsNotStockDeclines)
     if (unwatched_) CheckUnwatchedRead(*field);
     stack.Push(*field);
+  } else if (unwatched_) {
+    stack.Push(UnwatchedHostField(name));
   } else {
     stack.Push(HostFields()->Item(name));
   }
@@ -422,7 +425,7 @@ void Interpreter::KeepUnwatched(const NewField& field) {
   unwatched_last_ = field.ref;
 }
 
-void Interpreter::SettleUnwatched(std::int16_t level, const contract::DataFieldRef& result) {
+void Interpreter::SettleUnwatched(std::int16_t level, contract::DataFieldRef& result) {
   // Each temporary took a name slot and a hold slot; the closing gave every name back (the slots
   // are left empty and the top at -1, the first name having been taken at 0), and it clears the
   // hold slots and their top itself. A run that made none leaves the list as it was.
@@ -441,8 +444,23 @@ void Interpreter::SettleUnwatched(std::int16_t level, const contract::DataFieldR
     std::u16string name(kAutoPrefix);
     automation::AppendDecimal(name, static_cast<std::int64_t>(i) + 1);
     field->AssignName(name);
+    // Under the stock creator the pooled field itself is what the host gets.
+    // Departure: under any other creator that runs nothing of the host's, an unwatched run's result is made through it at the end (tests/com/com_unwatched.cpp: OwnObjectsRunUnwatched)
+    if (!StockCreator()) result = UnwatchedResult(*field);
     return;
   }
+}
+
+contract::DataFieldRef Interpreter::UnwatchedResult(components::DataFieldObject& field) {
+  // The members the general run writes; the field is the library's own, so their order does not
+  // show.
+  contract::DataFieldRef made =
+      contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
+  made->SetName(field.NameRef());
+  made->SetDataType(field.DataTypeRef());
+  made->SetDataClass(field.DataClassRef());
+  made->SetData(field.DataRef());
+  return made;
 }
 
 // Kept: the two lookups of a pushed temporary (tests/interpreter_temporaries_test.cpp: Temporaries.PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldCheckedRaises91)
