@@ -11,6 +11,7 @@
 #include "com/dispatch_client.h"
 #include "com/variant.h"
 #include "qorvintr/contract/creation.h"
+#include "contract/stock.h"
 #include "support/thread_pointer.h"
 
 namespace qorvintr::com {
@@ -136,6 +137,14 @@ automation::ObjectRef CreateAdapter(std::u16string_view prog_id) {
   return std::make_shared<Adapter>(dispatch.get(), k.ids);
 }
 
+// Whether the creator of QorvDFld.DataField goes straight to QorvDFld's own factory of this
+// build on this thread (it has been found there once), so that creating runs nothing of the
+// host's. Until then runs are never tried unwatched.
+bool OwnFieldFactoryKnown() noexcept {
+  const ThreadClasses* known = Classes();
+  return known != nullptr && known->field_factory != nullptr;
+}
+
 }  // namespace
 
 void InterpreterCreated() noexcept {
@@ -169,12 +178,14 @@ void InterpreterDestroyed() noexcept {
 void RegisterComCreators() {
   static std::once_flag once;
   std::call_once(once, [] {
-    contract::RegisterCreator(contract::kDataFieldProgId, [] {
-      return CreateAdapter<DispatchDataField>(contract::kDataFieldProgId);
-    });
+    contract::stock::RegisterOwnCreator(
+        contract::kDataFieldProgId,
+        [] { return CreateAdapter<DispatchDataField>(contract::kDataFieldProgId); },
+        OwnFieldFactoryKnown);
     contract::RegisterCreator(contract::kLogProgId, [] {
       return CreateAdapter<DispatchLogWriter>(contract::kLogProgId);
     });
+    InstallOwnFieldsProbe();
   });
 }
 

@@ -4,6 +4,7 @@
 
 #include <new>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 
 #include "qorvintr/convert.h"
@@ -11,6 +12,7 @@
 #include "com/errors.h"
 #include "com/native_dispatch.h"
 #include "com/variant.h"
+#include "contract/stock.h"
 
 namespace qorvintr::com {
 
@@ -373,6 +375,19 @@ void DirectDataFields::Remove(std::u16string& name) {
   CheckDirect(fields_->Remove(name.data(), SizeOf(name), &info), info);
 }
 
+std::size_t DirectDataFields::GeneratedLikeKeys(void* fields) {
+  return static_cast<DirectDataFields*>(fields)->fields_->GeneratedLikeKeys();
+}
+
+contract::DataFieldRef DirectDataFields::FindQuiet(void* fields, std::u16string_view name) {
+  auto* self = static_cast<DirectDataFields*>(fields);
+  IOwnObject* own = self->fields_->QuietItem(name.data(), SizeOf(name));
+  if (own == nullptr) return nullptr;
+  ComRef<IOwnObject> held(own);
+  // A field the collection answered is of the collection's module and build (see FieldAnswer).
+  return std::make_shared<DirectDataField>(own);
+}
+
 contract::KeyedCollectionRef DirectDataFields::mCol() {
   IDispatch* answer = nullptr;
   EXCEPINFO info{};
@@ -548,5 +563,21 @@ contract::HostErrorRef AdaptHostError(IDispatch* dispatch) {
 contract::KeyedCollectionRef AdaptKeyedCollection(IDispatch* dispatch) {
   return Adapt<contract::KeyedCollection, DispatchKeyedCollection>(dispatch);
 }
+
+namespace {
+
+contract::stock::OwnFieldsView OwnFieldsOf(contract::DataFields& fields) {
+  // The class is final: its type_info's address tells it (no name compare).
+  if (&typeid(fields) != &typeid(DirectDataFields)) return {};
+  contract::stock::OwnFieldsView view;
+  view.collection = static_cast<DirectDataFields*>(&fields);
+  view.generated_like_keys = DirectDataFields::GeneratedLikeKeys;
+  view.find_quiet = DirectDataFields::FindQuiet;
+  return view;
+}
+
+}  // namespace
+
+void InstallOwnFieldsProbe() noexcept { contract::stock::SetOwnFieldsProbe(OwnFieldsOf); }
 
 }  // namespace qorvintr::com

@@ -188,6 +188,8 @@ class OwnClient : public ComBacked {
   OwnClient(const OwnClient&) = delete;
   OwnClient& operator=(const OwnClient&) = delete;
   IDispatch* BackingDispatch() const noexcept override { return own_->DispatchOf(); }
+  // The object (not AddRef'd).
+  IOwnObject* Own() const noexcept { return own_; }
 
  protected:
   template <class Direct>
@@ -241,6 +243,10 @@ class DirectDataFields final : public contract::DataFields, public OwnClient {
   contract::KeyedCollectionRef mCol() override;
   std::u16string ClassName() const override { return u"DataFields"; }
 
+  // What a run nobody can watch asks of the collection (contract/stock.h, OwnFieldsView).
+  static std::size_t GeneratedLikeKeys(void* fields);
+  static contract::DataFieldRef FindQuiet(void* fields, std::u16string_view name);
+
  private:
   com::DirectFields* fields_;
 };
@@ -267,5 +273,9 @@ contract::DataFieldRef AdaptDataField(IDispatch* dispatch);
 contract::DataFieldsRef AdaptDataFields(IDispatch* dispatch);
 contract::HostErrorRef AdaptHostError(IDispatch* dispatch);
 contract::KeyedCollectionRef AdaptKeyedCollection(IDispatch* dispatch);
+
+// Lets the interpreter of this module run scripts unwatched over QorvDFld.DataFields of this
+// build (contract/stock.h, SetOwnFieldsProbe); once per process.
+void InstallOwnFieldsProbe() noexcept;
 
 }  // namespace qorvintr::com

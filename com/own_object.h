@@ -19,6 +19,7 @@
 #include <windows.h>
 #include <oleauto.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -64,6 +65,8 @@ struct DirectField {
   ~DirectField() = default;
 };
 
+struct IOwnObject;
+
 struct DirectFields {
   // The answers of Item, Exists, AddObject, Remove and mCol for a text key.
   virtual HRESULT STDMETHODCALLTYPE Item(const char16_t* key, std::uint32_t size,
@@ -75,6 +78,12 @@ struct DirectFields {
   virtual HRESULT STDMETHODCALLTYPE Remove(const char16_t* key, std::uint32_t size,
                                            EXCEPINFO* info) = 0;
   virtual HRESULT STDMETHODCALLTYPE MCol(IDispatch** out, EXCEPINFO* info) = 0;
+  // For runs nobody can watch; neither raises nor runs anything of the host's.
+  // How many held keys begin like a temporary's name ("autodf" in any case, as keys compare).
+  virtual std::size_t STDMETHODCALLTYPE GeneratedLikeKeys() = 0;
+  // The field of the key (AddRef'd) when it is one of this module's own fields and its Data
+  // holds no object; otherwise null (a missing key included).
+  virtual IOwnObject* STDMETHODCALLTYPE QuietItem(const char16_t* key, std::uint32_t size) = 0;
 
  protected:
   ~DirectFields() = default;
@@ -88,8 +97,6 @@ struct DirectCollection {
  protected:
   ~DirectCollection() = default;
 };
-
-struct IOwnObject;
 
 struct DirectFieldFactory {
   // A new QorvDFld.DataField, as CreateInstance(IID_IDispatch) makes it, as its IOwnObject.

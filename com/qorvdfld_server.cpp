@@ -11,6 +11,7 @@
 #include <memory>
 #include <new>
 #include <span>
+#include <typeinfo>
 #include <string>
 #include <utility>
 #include <vector>
@@ -124,6 +125,8 @@ class DataFieldObject final : public DualObject<_DataField>,
 
   // The name under which the collection keeps this field (what Name answers).
   const std::u16string& NameRef() const noexcept { return field_->NameRef(); }
+  // Reading an object in Data would run its default member.
+  bool HoldsObject() const noexcept { return field_->DataRef().IsObject(); }
 
   HRESULT STDMETHODCALLTYPE get_Data(VARIANT* ret) override {
     if (!ret) return E_POINTER;
@@ -237,6 +240,17 @@ AddedField AdaptAdded(IDispatch* field) {
     }
   }
   return AddedField{AdaptDataField(field)};
+}
+
+// The field of this DLL behind a held field, when AdaptAdded made its adapter; null for any
+// other (a caller's own field, or a field of ours adapted as a caller's object).
+DataFieldObject* OwnFieldOf(const contract::DataField& held) noexcept {
+  // Told by the type_info's address (the adapter class is final and this module made it): no
+  // name compare per lookup.
+  if (&typeid(held) != &typeid(DirectDataField)) return nullptr;
+  IOwnObject* own = static_cast<const DirectDataField&>(held).Own();
+  if (own->ModuleTag() != OwnModuleTag() || own->Kind() != OwnKind::DataField) return nullptr;
+  return static_cast<DataFieldObject*>(own);
 }
 
 // AddObject of the collection: 0 when added under the field's Name, 457 when that name is
@@ -506,6 +520,17 @@ class DataFieldsObject final : public DualObject<_DataFields>,
   HRESULT STDMETHODCALLTYPE MCol(IDispatch** out, EXCEPINFO* info) override {
     *out = nullptr;
     return DirectGuard(info, [&] { *out = TheCollection(); });
+  }
+  std::size_t STDMETHODCALLTYPE GeneratedLikeKeys() override {
+    return fields_->GeneratedLikeKeys();
+  }
+  IOwnObject* STDMETHODCALLTYPE QuietItem(const char16_t* key, std::uint32_t size) override {
+    const contract::DataFieldRef* held = fields_->FindRef(std::u16string_view(key, size));
+    DataFieldObject* own = held ? OwnFieldOf(**held) : nullptr;
+    if (own == nullptr || own->HoldsObject()) return nullptr;
+    IOwnObject* answer = own;
+    answer->AddRef();
+    return answer;
   }
 
   HRESULT STDMETHODCALLTYPE Item(VARIANT name, IDispatch** ret) override {

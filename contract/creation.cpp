@@ -23,6 +23,7 @@ struct Entry {
   std::u16string prog_id;
   std::shared_ptr<const Creator> creator;
   bool stock = false;
+  stock::QuietTest quiet = nullptr;
 };
 
 // A handful of identifiers at most: a flat list scanned under a shared lock is the cheapest
@@ -59,6 +60,7 @@ void RegisterCreator(std::u16string_view prog_id, Creator creator) {
   if (Entry* e = r.Find(prog_id)) {
     e->creator = std::move(shared);
     e->stock = false;
+    e->quiet = nullptr;
   } else {
     r.entries.push_back(Entry{std::u16string(prog_id), std::move(shared)});
   }
@@ -135,6 +137,7 @@ std::uint64_t CreatorGeneration() noexcept {
 
 namespace {
 std::atomic<FieldsProbe> g_fields_probe{nullptr};
+std::atomic<OwnFieldsProbe> g_own_fields_probe{nullptr};
 }  // namespace
 
 void SetFieldsProbe(FieldsProbe probe) noexcept {
@@ -143,6 +146,31 @@ void SetFieldsProbe(FieldsProbe probe) noexcept {
 
 FieldsView ProbeFields(DataFields* fields) noexcept {
   FieldsProbe probe = g_fields_probe.load(std::memory_order_acquire);
+  if (fields == nullptr || probe == nullptr) return {};
+  return probe(*fields);
+}
+
+void RegisterOwnCreator(std::u16string_view prog_id, Creator creator, QuietTest quiet) {
+  RegisterCreator(prog_id, std::move(creator));
+  Registry& r = TheRegistry();
+  std::unique_lock lock(r.mutex);
+  if (Entry* e = r.Find(prog_id)) e->quiet = quiet;
+  r.generation.fetch_add(1, std::memory_order_release);
+}
+
+QuietTest OwnCreatorTest(std::u16string_view prog_id) {
+  Registry& r = TheRegistry();
+  std::shared_lock lock(r.mutex);
+  const Entry* e = r.Find(prog_id);
+  return e != nullptr ? e->quiet : nullptr;
+}
+
+void SetOwnFieldsProbe(OwnFieldsProbe probe) noexcept {
+  g_own_fields_probe.store(probe, std::memory_order_release);
+}
+
+OwnFieldsView ProbeOwnFields(DataFields* fields) noexcept {
+  OwnFieldsProbe probe = g_own_fields_probe.load(std::memory_order_acquire);
   if (fields == nullptr || probe == nullptr) return {};
   return probe(*fields);
 }

@@ -61,4 +61,32 @@ using FieldsProbe = FieldsView (*)(DataFields& fields);
 void SetFieldsProbe(FieldsProbe probe) noexcept;
 FieldsView ProbeFields(DataFields* fields) noexcept;
 
+// ---- The library's own objects behind another module's interfaces ---------------------------
+
+// Answers whether a creator runs nothing of the host's right now (a COM creator: while the class
+// it would make is the library's own, of this build).
+using QuietTest = bool (*)() noexcept;
+// Registers the identifier's creator (as RegisterCreator) with that test; any later
+// registration of the identifier takes the test away.
+void RegisterOwnCreator(std::u16string_view prog_id, Creator creator, QuietTest quiet);
+// The test registered with the identifier's creator, or null.
+QuietTest OwnCreatorTest(std::u16string_view prog_id);
+
+// What an unwatched run asks of a collection that is the library's own but reached through
+// another module (the COM servers' collection): only answers that run nothing of the host's.
+struct OwnFieldsView {
+  void* collection = nullptr;  // none: not such a collection
+  // How many held names begin with kTemporaryNamePrefix, as names compare.
+  std::size_t (*generated_like_keys)(void* collection) = nullptr;
+  // The held field of the name when reading its members runs nothing of the host's; none for a
+  // missing name, for a field of any other kind and for one whose Data holds an object.
+  DataFieldRef (*find_quiet)(void* collection, std::u16string_view name) = nullptr;
+
+  explicit operator bool() const noexcept { return collection != nullptr; }
+};
+
+using OwnFieldsProbe = OwnFieldsView (*)(DataFields& fields);
+void SetOwnFieldsProbe(OwnFieldsProbe probe) noexcept;
+OwnFieldsView ProbeOwnFields(DataFields* fields) noexcept;
+
 }  // namespace qorvintr::contract::stock

@@ -172,9 +172,10 @@ void Interpreter::RunScript(std::u16string& expression, std::int16_t& level, std
   result = InstanceStack(level).Pop();
 }
 
-// Departure: only a level-0 run over the stock collection and creator, with no listener, no fault injection and no host field named like a temporary, is tried unwatched (tests/interpreter_unwatched_test.cpp: Unwatched.AListenerKeepsRunsGeneral, Unwatched.ANonStockCreatorKeepsRunsGeneral, Unwatched.AHostFieldNamedLikeATemporaryKeepsRunsGeneral, Unwatched.ARunAtADeeperLevelKeepsRunsGeneral)
+// Departure: only a level-0 run over the stock collection and creator (or the library's own behind another module), with no listener, no fault injection and no host field named like a temporary, is tried unwatched (tests/interpreter_unwatched_test.cpp: Unwatched.AListenerKeepsRunsGeneral, Unwatched.ANonStockCreatorKeepsRunsGeneral, Unwatched.AHostFieldNamedLikeATemporaryKeepsRunsGeneral, Unwatched.ARunAtADeeperLevelKeepsRunsGeneral)
 bool Interpreter::MayRunUnwatched() {
-  if (!UnwatchedAllowed() || listener_ != nullptr || FaultsInjected() || !stock_fields_) {
+  if (!UnwatchedAllowed() || listener_ != nullptr || FaultsInjected() ||
+      !UnwatchedFieldsReady()) {
     return false;
   }
   // A run at level 0 whose temporaries would be named from Autodf1 on: the list is empty (after
@@ -183,8 +184,7 @@ bool Interpreter::MayRunUnwatched() {
   // so that no generated name is skipped.
   if (instance_counter_ != -1) return false;
   if (auto_name_top_ != -1 && (auto_name_top_ != 0 || auto_names_.IsDimensioned())) return false;
-  if (stock_fields_.generated_like_keys(stock_fields_.collection) != 0) return false;
-  if (!StockCreator()) return false;
+  if (!UnwatchedCreatorReady()) return false;
   // The hold table in the shape every run leaves it: sixteen rows, level 0's top at -1 and its
   // slots empty (the closing would remove any name left in one).
   if (!hold_array_.IsDimensioned() || !hold_top_.IsDimensioned()) return false;
@@ -198,6 +198,29 @@ bool Interpreter::MayRunUnwatched() {
     if (!hold_array_(0, slot).empty()) return false;
   }
   return !auto_names_.IsDimensioned() || auto_names_.LBound() == 0;
+}
+
+bool Interpreter::UnwatchedFieldsReady() {
+  if (stock_fields_) return stock_fields_.generated_like_keys(stock_fields_.collection) == 0;
+  return own_fields_ && own_fields_.generated_like_keys(own_fields_.collection) == 0;
+}
+
+bool Interpreter::UnwatchedCreatorReady() {
+  if (StockCreator()) return true;
+  const std::uint64_t generation = contract::stock::CreatorGeneration();
+  if (generation != own_creator_generation_) {
+    own_creator_test_ = contract::stock::OwnCreatorTest(contract::kDataFieldProgId);
+    own_creator_generation_ = generation;
+  }
+  return own_creator_test_ != nullptr && own_creator_test_();
+}
+
+contract::DataFieldRef Interpreter::UnwatchedHostField(std::u16string_view name) {
+  // Departure: an unwatched run declines at a host field of the library's own collection behind another module unless reading it runs nothing of the host's (tests/com/com_unwatched.cpp: HostObjectsKeepRunsGeneral)
+  contract::DataFieldRef field;
+  if (own_fields_) field = own_fields_.find_quiet(own_fields_.collection, name);
+  if (!field) Decline();
+  return field;
 }
 
 void Interpreter::Decline() {
@@ -283,6 +306,9 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
     support::IgnoreErrors([&] { KeepRecorded(expression, std::move(recording)); });
   }
   unwatched_made_.clear();
+  // Nothing of the run stays held: a host field may go, and its module with it.
+  replay_hosts_.clear();
+  replay_temps_.clear();
   CountUnwatched(answered);
   if (answered && recorded != nullptr) CountReplayed();
   return answered;

@@ -247,6 +247,8 @@ void Interpreter::ResetMemory() noexcept {
 void Interpreter::KeepDataFields(contract::DataFieldsRef data_fields) {
   last_added_.reset();
   stock_fields_ = contract::stock::ProbeFields(data_fields.get());
+  own_fields_ = stock_fields_ ? contract::stock::OwnFieldsView{}
+                              : contract::stock::ProbeOwnFields(data_fields.get());
   data_fields_ = std::move(data_fields);
 }
 

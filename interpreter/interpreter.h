@@ -161,10 +161,21 @@ class Interpreter {
   // The temporaries' tables as the general run leaves them after making and removing that many
   // temporaries at the level.
   void SettleUnwatched(std::int16_t level, std::size_t made);
-  // The result's name, when it is one of the temporaries the run made.
-  void NameUnwatchedResult(const contract::DataFieldRef& result);
+  // The result's name, when it is one of the temporaries the run made, and the field the host
+  // gets for it.
+  void NameUnwatchedResult(contract::DataFieldRef& result);
   // Names a field as the temporary made after that many others at a level-0 run from Autodf1.
   static void NameAsTemporary(components::DataFieldObject& field, std::size_t made_before);
+  // The conditions on the collection and the creator: the stock ones, or the library's own
+  // reached through another module (the COM servers'), with no host key named like a temporary.
+  bool UnwatchedFieldsReady();
+  bool UnwatchedCreatorReady();
+  // A host field of a collection of the second kind, read in an unwatched run: declines unless
+  // reading it runs nothing of the host's.
+  contract::DataFieldRef UnwatchedHostField(std::u16string_view name);
+  // The result temporary as the host gets it when the creator is not the stock one: a field of
+  // the registered creator with the pooled field's members.
+  contract::DataFieldRef UnwatchedResult(components::DataFieldObject& field);
   // The steps that take the next name slot and the next hold slot, tables grown as they must.
   void TakeAutoNameSlot();
   void TakeHoldSlot(std::int16_t level);
@@ -191,10 +202,10 @@ class Interpreter {
     std::vector<RecordedStep> steps;
     std::int16_t end_position = 0;  // where the reader stopped
   };
-  // A replay's stack item: a host field (held by the collection, which nothing changes during
-  // the replay) or the replay's temporary of that number; neither is the empty item.
+  // A replay's stack item: the replay's host field or temporary of that number; neither is the
+  // empty item.
   struct ReplayItem {
-    const contract::DataFieldRef* host = nullptr;
+    std::int32_t host = -1;
     std::int32_t temp = -1;
   };
   // A replay's temporary: what the field would hold (its DataClass is always "Auto").
@@ -383,6 +394,11 @@ class Interpreter {
   std::vector<support::StackRef> spare_stacks_;  // emptied Stacks for AddInstance to reuse
   contract::DataFieldsRef data_fields_;
   contract::stock::FieldsView stock_fields_;  // set when data_fields_ is the stock collection
+  // Set when data_fields_ is the library's own collection behind another module's interface.
+  contract::stock::OwnFieldsView own_fields_;
+  // The quiet test of the registered creator of data fields, as of a registry generation.
+  std::uint64_t own_creator_generation_ = ~std::uint64_t{0};
+  contract::stock::QuietTest own_creator_test_ = nullptr;
   contract::HostErrorRef error_object_;
   // Whether the registered creator of data fields is the stock one, as of a registry generation.
   std::uint64_t creator_generation_ = ~std::uint64_t{0};
@@ -416,6 +432,7 @@ class Interpreter {
   RecordedRun* recording_ = nullptr;
   // A replay's stack and temporaries, kept for the next one.
   std::vector<ReplayItem> replay_stack_;
+  std::vector<contract::DataFieldRef> replay_hosts_;
   std::vector<ReplayTemporary> replay_temps_;
   // Tells the listener, when there is one; otherwise one test of a null pointer.
   template <class Step>

@@ -39,10 +39,11 @@ std::size_t BytesOf(const std::u16string& expression, const Steps& steps) {
 struct Interpreter::RecordedItems {
   using Item = ReplayItem;
   std::vector<ReplayItem>& stack;
+  std::vector<contract::DataFieldRef>& hosts;
   std::vector<ReplayTemporary>& temps;
   std::int32_t latest = -1;
 
-  static bool IsNone(const Item& item) noexcept { return item.host == nullptr && item.temp < 0; }
+  static bool IsNone(const Item& item) noexcept { return item.host < 0 && item.temp < 0; }
   bool Empty() const noexcept { return stack.empty(); }
   Item Pop() {
     Item top = stack.back();
@@ -52,20 +53,20 @@ struct Interpreter::RecordedItems {
   void Push(const Item& item) { stack.push_back(item); }
   const Value& Data(const Item& item, Value& holder) const {
     if (item.temp >= 0) return temps[static_cast<std::size_t>(item.temp)].data;
-    if (item.host == nullptr) automation::Raise(automation::err::ObjectVariableNotSet);
-    return reduce::ReadData(**item.host, holder);
+    if (item.host < 0) automation::Raise(automation::err::ObjectVariableNotSet);
+    return reduce::ReadData(*hosts[static_cast<std::size_t>(item.host)], holder);
   }
   std::u16string_view DataType(const Item& item, std::u16string& holder) const {
     if (item.temp >= 0) return temps[static_cast<std::size_t>(item.temp)].type;
-    if (item.host == nullptr) automation::Raise(automation::err::ObjectVariableNotSet);
-    return reduce::ReadDataType(**item.host, holder);
+    if (item.host < 0) automation::Raise(automation::err::ObjectVariableNotSet);
+    return reduce::ReadDataType(*hosts[static_cast<std::size_t>(item.host)], holder);
   }
   bool Reduced(const Item&, std::u16string_view, const Item&, UnifyRule, const Value& value) {
     Push(ReplayTemporary{}, [&](ReplayTemporary& made) { members::FromVariant(made, value); });
     latest = static_cast<std::int32_t>(temps.size() - 1);
     return true;
   }
-  Item Latest() const noexcept { return Item{nullptr, latest}; }
+  Item Latest() const noexcept { return Item{-1, latest}; }
 
   // A new temporary, filled, as the next one made.
   template <class Fill>
@@ -90,8 +91,9 @@ void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expressio
   level = AddInstance(expression);
   if (level != 0) Decline();
   replay_stack_.clear();
+  replay_hosts_.clear();
   replay_temps_.clear();
-  RecordedItems items{replay_stack_, replay_temps_};
+  RecordedItems items{replay_stack_, replay_hosts_, replay_temps_};
   bool reduced = false;
   for (const RecordedStep& step : run.steps) {
     switch (step.kind) {
@@ -105,18 +107,24 @@ void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expressio
       case RecordedStep::Kind::kField: {
         // The field the word named when recorded must still be there, and read nothing but
         // itself.
-        const contract::DataFieldRef* field = stock_fields_.find(stock_fields_.collection, step.text);
-        if (field == nullptr) Decline();
-        CheckUnwatchedRead(*field);
-        if (declined_) Decline();
-        items.Push(ReplayItem{field, -1});
+        if (stock_fields_) {
+          const contract::DataFieldRef* field =
+              stock_fields_.find(stock_fields_.collection, step.text);
+          if (field == nullptr) Decline();
+          CheckUnwatchedRead(*field);
+          if (declined_) Decline();
+          replay_hosts_.push_back(*field);
+        } else {
+          replay_hosts_.push_back(UnwatchedHostField(step.text));
+        }
+        items.Push(ReplayItem{static_cast<std::int32_t>(replay_hosts_.size() - 1), -1});
         continue;
       }
       case RecordedStep::Kind::kReduce:
         reduce::Reduce(items, reduced);
         continue;
     }
-    items.Push(ReplayItem{nullptr, static_cast<std::int32_t>(replay_temps_.size() - 1)});
+    items.Push(ReplayItem{-1, static_cast<std::int32_t>(replay_temps_.size() - 1)});
   }
   // The driver's last reduction, and the value it leaves on top (an empty stack is 91).
   reduce::Reduce(items, reduced);
@@ -133,8 +141,9 @@ void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expressio
     field.stock->AssignDataClass(members::kAuto);
     field.stock->DataSlot() = value.data;
     result = std::move(field.ref);
-  } else if (top.host != nullptr) {
-    result = *top.host;
+    if (!StockCreator()) result = UnwatchedResult(*field.stock);
+  } else if (top.host >= 0) {
+    result = replay_hosts_[static_cast<std::size_t>(top.host)];
   } else {
     result.reset();
   }

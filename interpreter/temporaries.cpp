@@ -81,7 +81,8 @@ constexpr std::size_t kPoolLooks = 8;
 }  // namespace
 
 Interpreter::NewField Interpreter::NewTemporary(bool members_written) {
-  if (!StockCreator()) {
+  // An unwatched run's temporaries are always pooled: only its result reaches the host.
+  if (!unwatched_ && !StockCreator()) {
     return NewField{contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId)};
   }
   const std::size_t size = field_pool_.size();
@@ -351,6 +352,8 @@ void Interpreter::PushItem(std::u16string& name, std::int16_t level) {
     // Departure: an unwatched run declines at a host field whose reading could run the host's code (tests/interpreter_unwatched_test.cpp: Unwatched.AHostFieldThatIsNotStockDeclines)
     if (unwatched_) CheckUnwatchedRead(*field);
     stack.Push(*field);
+  } else if (unwatched_) {
+    stack.Push(UnwatchedHostField(name));
   } else {
     stack.Push(HostFields()->Item(name));
   }
@@ -378,13 +381,16 @@ void Interpreter::SettleUnwatched(std::int16_t level, std::size_t made) {
   if (made > 0) auto_name_top_ = -1;
 }
 
-void Interpreter::NameUnwatchedResult(const contract::DataFieldRef& result) {
+void Interpreter::NameUnwatchedResult(contract::DataFieldRef& result) {
   if (!result) return;
   // The i-th temporary (from 0) took the name after "Autodf<i>".
   for (std::size_t i = unwatched_made_.size(); i-- > 0;) {
     components::DataFieldObject* field = unwatched_made_[i];
     if (static_cast<const contract::DataField*>(field) != result.get()) continue;
     NameAsTemporary(*field, i);
+    // Under the stock creator the pooled field itself is what the host gets.
+    // Departure: under any other creator that runs nothing of the host's, an unwatched run's result is made through it at the end (tests/com/com_unwatched.cpp: OwnObjectsRunUnwatched)
+    if (!StockCreator()) result = UnwatchedResult(*field);
     return;
   }
 }
@@ -393,6 +399,18 @@ void Interpreter::NameAsTemporary(components::DataFieldObject& field, std::size_
   std::u16string name(kAutoPrefix);
   automation::AppendDecimal(name, static_cast<std::int64_t>(made_before) + 1);
   field.AssignName(name);
+}
+
+contract::DataFieldRef Interpreter::UnwatchedResult(components::DataFieldObject& field) {
+  // The members the general run writes; the field is the library's own, so their order does not
+  // show.
+  contract::DataFieldRef made =
+      contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
+  made->SetName(field.NameRef());
+  made->SetDataType(field.DataTypeRef());
+  made->SetDataClass(field.DataClassRef());
+  made->SetData(field.DataRef());
+  return made;
 }
 
 // Kept: the two lookups of a pushed temporary (tests/interpreter_temporaries_test.cpp: Temporaries.PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldCheckedRaises91)
