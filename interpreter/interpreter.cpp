@@ -212,17 +212,42 @@ void Interpreter::ResetMemory() noexcept {
   using support::IgnoreErrors;
   IgnoreErrors([&] { instance_counter_ = -1; });
   IgnoreErrors([&] { auto_name_top_ = -1; });
-  IgnoreErrors([&] { expression_texts_.ReDim(0, kFirstUpperBound); });
-  IgnoreErrors([&] { read_positions_.ReDim(0, kFirstUpperBound); });
-  IgnoreErrors([&] { auto_names_.ReDim(0, kFirstUpperBound); });
+  // A ReDim leaves its elements at their default value, the marks -1 where a table has them; only
+  // a table whose ReDim failed keeps what it held, to be cleared entry by entry.
+  bool texts = false;
+  bool positions = false;
+  bool names = false;
+  bool tops = false;
+  IgnoreErrors([&] {
+    expression_texts_.ReDim(0, kFirstUpperBound);
+    texts = true;
+  });
+  IgnoreErrors([&] {
+    read_positions_.ReDimAll(0, kFirstUpperBound, -1);
+    positions = true;
+  });
+  IgnoreErrors([&] {
+    auto_names_.ReDim(0, kFirstUpperBound);
+    names = true;
+  });
   IgnoreErrors([&] { hold_array_.ReDim(0, kDeepestLevel, 0, kFirstHoldSlotUpperBound); });
-  IgnoreErrors([&] { hold_top_.ReDim(0, kDeepestLevel); });
-  for (std::int32_t i = 0; i <= kFirstUpperBound; ++i) {
-    IgnoreErrors([&] { expression_texts_(i).clear(); });
-    IgnoreErrors([&] { read_positions_(i) = -1; });
-    IgnoreErrors([&] { auto_names_(i).clear(); });
+  IgnoreErrors([&] {
+    hold_top_.ReDimAll(0, kDeepestLevel, -1);
+    tops = true;
+  });
+  // An element out of range is the only way these steps fail: it is passed over.
+  if (!texts || !positions || !names) {
+    for (std::int32_t i = 0; i <= kFirstUpperBound; ++i) {
+      if (std::u16string* text = expression_texts_.Find(i)) text->clear();
+      if (std::int16_t* position = read_positions_.Find(i)) *position = -1;
+      if (std::u16string* name = auto_names_.Find(i)) name->clear();
+    }
   }
-  for (std::int32_t i = 0; i <= kDeepestLevel; ++i) IgnoreErrors([&] { hold_top_(i) = -1; });
+  if (!tops) {
+    for (std::int32_t i = 0; i <= kDeepestLevel; ++i) {
+      if (std::int16_t* top = hold_top_.Find(i)) *top = -1;
+    }
+  }
   // Entries never used hold no stack; emptying one would fail and be skipped, so they are
   // simply passed over.
   if (stacks_.IsDimensioned()) {

@@ -372,13 +372,28 @@ void Interpreter::KeepUnwatched(const NewField& field) {
 void Interpreter::SettleUnwatched(std::int16_t level, std::size_t made) {
   // Each temporary took a name slot and a hold slot; the closing gave every name back (the slots
   // are left empty and the top at -1, the first name having been taken at 0), and it clears the
-  // hold slots and their top itself. A run that made none leaves the list as it was.
-  for (std::size_t i = 0; i < made; ++i) {
-    TakeAutoNameSlot();
-    auto_names_(auto_name_top_).clear();
-    TakeHoldSlot(level);
+  // hold slots and their top itself. A run that made none leaves the list as it was. The first
+  // slot of each is taken the general way (it may dimension the table); the others only raise
+  // the top, and the tables grow as the steps would have grown them on the way: by kGrowth past
+  // the top that went beyond the bound.
+  if (made == 0) return;
+  TakeAutoNameSlot();
+  TakeHoldSlot(level);
+  const std::int32_t last_name = auto_name_top_ + static_cast<std::int32_t>(made - 1);
+  const std::int32_t last_hold = hold_top_(level) + static_cast<std::int32_t>(made - 1);
+  Checked16(last_name);
+  Checked16(last_hold);
+  while (auto_names_.UBound() < last_name) {
+    auto_names_.ReDimPreserve(0, Add16(static_cast<std::int16_t>(auto_names_.UBound() + 1), kGrowth));
   }
-  if (made > 0) auto_name_top_ = -1;
+  for (std::int32_t slot = auto_name_top_; slot <= last_name; ++slot) auto_names_(slot).clear();
+  auto_name_top_ = -1;
+  while (hold_array_.UBound(2) < last_hold) {
+    hold_array_.ReDimPreserve(0, kDeepestLevel, 0,
+                              Add16(static_cast<std::int16_t>(hold_array_.UBound(2)), kGrowth));
+    hold_top_.ReDimPreserve(0, kDeepestLevel);
+  }
+  hold_top_(level) = static_cast<std::int16_t>(last_hold);
 }
 
 void Interpreter::NameUnwatchedResult(contract::DataFieldRef& result) {

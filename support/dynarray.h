@@ -88,6 +88,11 @@ class DynArray {
     dimensioned_ = true;
   }
   void ReDim(std::int32_t upper) { ReDim(0, upper); }
+  // ReDim, then every element set to value (a table that marks its unused entries).
+  void ReDimAll(std::int32_t lower, std::int32_t upper, const T& value) {
+    ReDim(lower, upper);
+    for (T& item : items_) item = value;
+  }
 
   // ReDim Preserve a(lower To upper): keeps the elements that stay in range. The lower bound
   // cannot change (9). An array never dimensioned is simply dimensioned.
