@@ -243,7 +243,7 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   // Trimmed in place as RunScript trims it, so that a recording is found by the run's own text.
   const std::u16string_view trimmed = automation::TrimView(expression);
   if (trimmed.size() != expression.size()) expression = std::u16string(trimmed);
-  // Departure: a script that ran unwatched before runs again from its recording, without the lexer (tests/interpreter_recorded_test.cpp: Recorded.EveryCorpusScriptAnswersAlikeFromItsRecording)
+  // Departure: a script that ran unwatched before runs again from its recording, without the lexer (tests/interpreter_unwatched_test.cpp: Recorded.TheSecondRunOfAScriptIsReplayedAndEndsAsTheGeneralRun; tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
   const RecordedRun* recorded = FindRecorded(expression);
   if (recorded == nullptr && NamesABuiltIn(expression)) return false;
   std::int16_t level = 0;
