@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <typeinfo>
 #include <unistd.h>
 #include <vector>
 
@@ -67,6 +68,15 @@ struct HostField {
   const char16_t* name;
   Value data;
   const char16_t* type;
+  bool other_kind = false;  // held by an OtherField instead of a stock field
+};
+
+// A data field of another kind than the stock one: its Data runs the host's own code (here
+// answering what the stock field holds), which a run nobody can watch must not call.
+class OtherField final : public components::DataFieldObject {
+ public:
+  using DataFieldObject::DataFieldObject;
+  Value Data() override { return DataRef(); }
 };
 
 // The host's own fields: what upload scripts typically read, and one at least of every
@@ -97,6 +107,67 @@ std::vector<HostField> HostFieldList() {
   };
 }
 
+// How a host field may change between an input's two runs, so that the second run meets values
+// and kinds other than those its script's recording was made with.
+struct FieldChange {
+  enum class Kind {
+    kValue,      // the stock field gets the Data and DataType given
+    kObject,     // its Data becomes a field object of its own
+    kOtherKind,  // the stock field is replaced by an OtherField with the same members
+    kGone,       // the field is taken out of the collection
+  };
+  Kind kind;
+  const char16_t* name;
+  Value data;
+  const char16_t* type;
+  const char* what;  // for the failure message
+};
+
+const std::vector<FieldChange>& FieldChanges() {
+  using K = FieldChange::Kind;
+  static const std::vector<FieldChange> changes = {
+      {K::kValue, u"Count", Value::Long(0), u"Long", "Count holds Long 0"},
+      {K::kValue, u"Count", Value::String(u"abc"), u"String", "Count holds String \"abc\""},
+      {K::kValue, u"Count", Value::Long(42), u"String", "Count's DataType becomes String"},
+      {K::kValue, u"Count", Value::Long(42), u"Operator", "Count's DataType becomes Operator"},
+      {K::kValue, u"Count", Value::Integer(42), u"Integer", "Count holds Integer 42"},
+      {K::kValue, u"Count", Value::Double(42.5), u"Double", "Count holds Double 42.5"},
+      {K::kValue, u"Count", Value::Missing(), u"Variant", "Count holds the Error value Missing"},
+      {K::kValue, u"Small", Value::Integer(32767), u"Integer", "Small holds Integer 32767"},
+      {K::kValue, u"Amount", Value::String(u"12.5"), u"Double", "Amount holds String \"12.5\""},
+      {K::kValue, u"Amount", Value::Double(-0.5), u"Double", "Amount holds Double -0.5"},
+      {K::kValue, u"Amount", Value::Single(12.5f), u"Single", "Amount holds Single 12.5"},
+      {K::kValue, u"Name", Value::Long(7), u"Long", "Name holds Long 7"},
+      {K::kValue, u"Name", Value(), u"Variant", "Name holds Empty"},
+      {K::kValue, u"Name", Value::Null(), u"Variant", "Name holds Null"},
+      {K::kValue, u"VisitDate", Value::Date(kNow), u"Date", "VisitDate holds a Date"},
+      {K::kValue, u"VisitDate", Value::String(u"bad"), u"Date", "VisitDate holds String \"bad\""},
+      {K::kValue, u"Admitted", Value::String(u"3/14/2002"), u"String", "Admitted holds String \"3/14/2002\""},
+      {K::kValue, u"Flag", Value::Long(-1), u"Long", "Flag holds Long -1"},
+      {K::kValue, u"Flag", Value::Boolean(false), u"Boolean", "Flag holds False"},
+      {K::kValue, u"Sep", Value::String(u"+"), u"String", "Sep holds String \"+\""},
+      {K::kValue, u"Op", Value::String(u"*"), u"Operator", "Op holds Operator \"*\""},
+      {K::kValue, u"Op", Value::String(u"+"), u"String", "Op's DataType becomes String"},
+      {K::kValue, u"Blank", Value::String(u"0"), u"String", "Blank holds String \"0\""},
+      {K::kValue, u"Code", Value::String(u""), u"String", "Code holds String \"\""},
+      {K::kValue, u"Zone", Value::Long(-500), u"Long", "Zone holds Long -500"},
+      {K::kValue, u"Ratio", Value::Double(1e308), u"Single", "Ratio holds Double 1E308"},
+      {K::kValue, u"Neg", Value::Long(2147483647), u"Long", "Neg holds Long 2147483647"},
+      {K::kValue, u"Big", Value::Double(0), u"Double", "Big holds Double 0"},
+      {K::kValue, u"Void", Value::Long(1), u"Variant", "Void holds Long 1"},
+      {K::kValue, u"Unknown", Value::String(u""), u"Variant", "Unknown holds String \"\""},
+      {K::kValue, u"Pic", Value::String(u"#,##0"), u"String", "Pic holds String \"#,##0\""},
+      {K::kValue, u"Stamp", Value::Date(kNow), u"Date", "Stamp holds a Date"},
+      {K::kObject, u"Count", Value(), nullptr, "Count holds a field object"},
+      {K::kObject, u"Name", Value(), nullptr, "Name holds a field object"},
+      {K::kOtherKind, u"Count", Value(), nullptr, "Count is held by a field of another kind"},
+      {K::kOtherKind, u"Name", Value(), nullptr, "Name is held by a field of another kind"},
+      {K::kGone, u"Count", Value(), nullptr, "Count is taken out of the collection"},
+      {K::kGone, u"Name", Value(), nullptr, "Name is taken out of the collection"},
+  };
+  return changes;
+}
+
 struct Host {
   std::shared_ptr<components::DataFieldCollection> fields;
   std::shared_ptr<components::ErrorRecorder> errors;
@@ -111,6 +182,9 @@ struct Host {
   // itself while nobody can look): every run goes through both and must end alike.
   Host* twin = nullptr;
   bool unwatched_allowed = true;
+  // While a field change holds: the fields and the expectations to go back to.
+  std::vector<components::FieldCollection::Entry> saved_entries;
+  std::vector<HostField> saved_expected;
 };
 
 Host* g_host = nullptr;
@@ -119,10 +193,15 @@ bool g_strict = false;
 // finding (the reader takes the character U+FFFF for its own "no character").
 bool g_avoid_ffff = false;
 std::u16string g_script;  // the script of the current run, for the failure message
+const char* g_run = "first";                // which of the input's two runs, for the message
+const char* g_change = "none";              // the host field change in force, for the message
+qorvintr::fuzzing::RunCounts g_counts;
 
 [[noreturn]] void Fail(const char* what) {
-  std::fprintf(stderr, "\n*** QorvIntr fuzz check failed: %s\n*** script (%zu code units): %s\n",
-               what, g_script.size(), automation::ToUtf8(g_script).c_str());
+  std::fprintf(stderr,
+               "\n*** QorvIntr fuzz check failed: %s\n*** %s run, host field change: %s\n"
+               "*** script (%zu code units): %s\n",
+               what, g_run, g_change, g_script.size(), automation::ToUtf8(g_script).c_str());
   std::fflush(stderr);
   std::abort();
 }
@@ -226,10 +305,75 @@ void CheckCollection(Host& host) {
     if (entry.key != want.name) Fail("the host's collection holds a name that is not the host's");
     if (!entry.field) Fail("the host's collection holds no object under a host name");
     auto* field = dynamic_cast<components::DataFieldObject*>(entry.field.get());
-    if (!field) Fail("a host field was replaced by another object");
+    if (!field || want.other_kind != (typeid(*field) == typeid(OtherField))) {
+      Fail("a host field was replaced by another object");
+    }
     if (!field->DataRef().SameAs(want.data)) Fail("a host field's value changed");
     if (field->NameRef() != want.name) Fail("a host field's name changed");
+    if (field->DataTypeRef() != want.type) Fail("a host field's DataType changed");
   }
+}
+
+std::size_t ExpectedIndex(const Host& host, std::u16string_view name) {
+  for (std::size_t i = 0; i < host.expected.size(); ++i) {
+    if (host.expected[i].name == name) return i;
+  }
+  Fail("a field change names no host field");
+}
+
+// Changes one host field as the change says, and what the collection checks expect with it.
+void ApplyChange(Host& host, const FieldChange& change) {
+  components::FieldCollection& col = host.fields->Fields();
+  host.saved_expected = host.expected;
+  host.saved_entries.assign(col.begin(), col.end());
+  const std::size_t index = ExpectedIndex(host, change.name);
+  HostField& want = host.expected[index];
+  auto* field = dynamic_cast<components::DataFieldObject*>(col.Find(change.name).get());
+  if (!field) Fail("a host field was replaced by another object before its change");
+  switch (change.kind) {
+    case FieldChange::Kind::kValue:
+      field->SetData(change.data);
+      field->SetDataType(change.type);
+      want.data = change.data;
+      want.type = change.type;
+      break;
+    case FieldChange::Kind::kObject:
+      want.data = Value::Object(components::MakeDataField(u"Inner", Value::Long(5), u"Long"));
+      field->SetData(want.data);
+      break;
+    case FieldChange::Kind::kOtherKind:
+      // In its place in the order: the collection is filled again.
+      col.Clear();
+      for (const auto& entry : host.saved_entries) {
+        if (entry.key == change.name) {
+          col.Add(std::make_shared<OtherField>(want.name, want.data, want.type), entry.key);
+        } else {
+          col.Add(entry.field, entry.key);
+        }
+      }
+      want.other_kind = true;
+      break;
+    case FieldChange::Kind::kGone:
+      col.Remove(change.name);
+      host.expected.erase(host.expected.begin() + static_cast<std::ptrdiff_t>(index));
+      break;
+  }
+}
+
+// Back to the host's own fields: the same objects, in the same order, with their values.
+void UndoChange(Host& host) {
+  components::FieldCollection& col = host.fields->Fields();
+  col.Clear();
+  for (std::size_t i = 0; i < host.saved_entries.size(); ++i) {
+    auto* field = dynamic_cast<components::DataFieldObject*>(host.saved_entries[i].field.get());
+    if (!field) Fail("a host field was replaced by another object before its change");
+    field->SetData(host.saved_expected[i].data);
+    field->SetDataType(host.saved_expected[i].type);
+    col.Add(host.saved_entries[i].field, host.saved_entries[i].key);
+  }
+  host.expected = std::move(host.saved_expected);
+  host.saved_expected.clear();
+  host.saved_entries.clear();
 }
 
 // What a run left that the host can see, for the comparison of the twins.
@@ -317,16 +461,89 @@ void CompareTwins(const Seen& a, const Seen& b) {
   }
 }
 
+// One of an input's runs on both hosts (the first after the fresh interpreter or re-Init the
+// mode asks for), each followed by its ResetMemory unless the mode keeps the state; the twins
+// must end alike. What the unwatched host did is counted.
+struct RunCounted {
+  bool answered = false;  // answered unwatched
+  bool replayed = false;  // ... from a recording
+  bool recorded = false;  // a recording was kept
+  bool reset = false;     // ResetMemory followed
+};
+
+RunCounted RunBoth(Host& host, const qorvintr::fuzzing::RunMode& mode, bool first) {
+  RunCounted counted;
+  Seen seen[2];
+  int n = 0;
+  for (Host* h : {&host, host.twin}) {
+    if (first && (mode.fresh || mode.log_on != h->log_on)) {
+      h->log_on = mode.log_on;
+      InitInterpreter(*h, mode.fresh);
+    }
+    InterpreterSeam seam(*h->interpreter);
+    const std::int32_t answered = seam.UnwatchedAnswered();
+    const std::int32_t replayed = seam.RecordedReplayed();
+    const std::size_t recorded = seam.RecordedScripts();
+    seen[n++] = RunOne(*h, g_script);
+    bool reset = false;
+    if (!mode.keep_state || ++h->runs_without_reset >= kMaxRunsWithoutReset) {
+      try {
+        h->interpreter->ResetMemory();
+      } catch (...) {  // any exception at all is a finding: the host must never see one
+        Fail("an exception left ResetMemory");
+      }
+      h->runs_without_reset = 0;
+      reset = true;
+      // After a reset no instance is open.
+      if (InterpreterSeam(*h->interpreter).InstanceCounter() != -1) {
+        Fail("ResetMemory left an instance open");
+      }
+    }
+    if (h == &host) {
+      counted.answered = seam.UnwatchedAnswered() != answered;
+      counted.replayed = seam.RecordedReplayed() != replayed;
+      counted.recorded = seam.RecordedScripts() > recorded;
+      counted.reset = reset;
+    } else if (seam.UnwatchedAnswered() != 0) {
+      Fail("the twin host's interpreter ran a script unwatched");
+    }
+  }
+  CompareTwins(seen[0], seen[1]);
+  return counted;
+}
+
+void Count(const RunCounted& counted, std::uint64_t& unwatched, std::uint64_t& replayed) {
+  unwatched += counted.answered ? 1 : 0;
+  replayed += counted.replayed ? 1 : 0;
+}
+
 }  // namespace
 
 namespace qorvintr::fuzzing {
 
-RunMode ModeFromByte(std::uint8_t b) {
+RunMode ModeOfInput(const std::uint8_t* data, std::size_t size) {
   RunMode mode;
+  if (size == 0) return mode;
+  const std::uint8_t b = data[0];
   mode.fresh = (b & 0x04) != 0;
   mode.keep_state = (b & 0x08) != 0;
   mode.log_on = (b & 0x10) != 0;
+  if ((b & 0x20) != 0 && size >= 2) {
+    mode.change = static_cast<int>(data[size - 1] % FieldChanges().size());
+  }
   return mode;
+}
+
+const RunCounts& Counts() { return g_counts; }
+
+std::string CountsLine() {
+  const RunCounts& c = g_counts;
+  return "fuzz host: " + std::to_string(c.inputs) + " inputs run twice (" +
+         std::to_string(c.changed) + " with a host field changed between); unwatched: first runs " +
+         std::to_string(c.first_unwatched) + " (" + std::to_string(c.first_replayed) +
+         " replayed), second runs " + std::to_string(c.second_unwatched) + " (" +
+         std::to_string(c.second_replayed) + " replayed); replays required " +
+         std::to_string(c.replays_required) + ", all made";
 }
 
 void SetUp() {
@@ -335,6 +552,7 @@ void SetUp() {
   const char* avoid = std::getenv("QORVINTR_FUZZ_AVOID_FFFF");
   g_avoid_ffff = avoid && *avoid == '1';
   g_host = &SetUpHost();
+  std::atexit([] { std::fprintf(stderr, "%s\n", CountsLine().c_str()); });
 }
 
 std::string HostFieldsFile() {
@@ -367,28 +585,38 @@ void Run(const RunMode& mode, std::u16string script) {
     }
   }
   Host& host = *g_host;
-  Seen seen[2];
-  int n = 0;
-  for (Host* h : {&host, host.twin}) {
-    if (mode.fresh || mode.log_on != h->log_on) {
-      h->log_on = mode.log_on;
-      InitInterpreter(*h, mode.fresh);
-    }
-    seen[n++] = RunOne(*h, g_script);
-    if (!mode.keep_state || ++h->runs_without_reset >= kMaxRunsWithoutReset) {
-      try {
-        h->interpreter->ResetMemory();
-      } catch (...) {  // any exception at all is a finding: the host must never see one
-        Fail("an exception left ResetMemory");
-      }
-      h->runs_without_reset = 0;
-      // After a reset no instance is open.
-      if (InterpreterSeam(*h->interpreter).InstanceCounter() != -1) {
-        Fail("ResetMemory left an instance open");
-      }
+  ++g_counts.inputs;
+  g_run = "first";
+  g_change = "none";
+  const RunCounted first = RunBoth(host, mode, true);
+  Count(first, g_counts.first_unwatched, g_counts.first_replayed);
+  const FieldChange* change =
+      mode.change >= 0 ? &FieldChanges()[static_cast<std::size_t>(mode.change)] : nullptr;
+  if (change != nullptr) {
+    ++g_counts.changed;
+    g_change = change->what;
+    ApplyChange(host, *change);
+    ApplyChange(*host.twin, *change);
+  }
+  g_run = "second";
+  const RunCounted second = RunBoth(host, mode, false);
+  Count(second, g_counts.second_unwatched, g_counts.second_replayed);
+  // The recording a first run that answered unwatched left (or replayed) is found again by the
+  // same text after the reset, over the same fields: the second run must answer from it.
+  if (first.answered && (first.replayed || first.recorded) && first.reset && change == nullptr) {
+    ++g_counts.replays_required;
+    if (!second.replayed) {
+      Fail("the second run of a script that answered unwatched did not answer from its recording");
     }
   }
-  CompareTwins(seen[0], seen[1]);
+  if (change != nullptr) {
+    UndoChange(host);
+    UndoChange(*host.twin);
+    CheckCollection(host);
+    CheckCollection(*host.twin);
+  }
+  g_run = "first";
+  g_change = "none";
 }
 
 }  // namespace qorvintr::fuzzing

@@ -46,7 +46,7 @@ std::u16string qorvintr::fuzzing::ScriptOfInput(const std::uint8_t* data, std::s
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  qorvintr::fuzzing::Run(qorvintr::fuzzing::ModeFromByte(data[0]),
+  qorvintr::fuzzing::Run(qorvintr::fuzzing::ModeOfInput(data, size),
                          qorvintr::fuzzing::ScriptOfInput(data, size));
   return 0;
 }

@@ -292,6 +292,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   std::u16string script = qorvintr::fuzzing::ScriptOfInput(data, size);
   if (g_print) std::fprintf(stderr, "%s\n", qorvintr::automation::ToUtf8(script).c_str());
-  qorvintr::fuzzing::Run(qorvintr::fuzzing::ModeFromByte(data[0]), std::move(script));
+  qorvintr::fuzzing::Run(qorvintr::fuzzing::ModeOfInput(data, size), std::move(script));
   return 0;
 }
