@@ -55,8 +55,8 @@ struct BuiltInNames {
   }
 };
 
-// Whether a word of the text (a run of ASCII letters and digits) is the name of a built-in, in
-// any case. Such a script would decline at the name; this only spares the attempt, for a word it
+// Whether a word of the text (a run of ASCII letters and digits) is the name of a built-in other
+// than If (the function list's first), in any case. Such a script would decline at the name; this only spares the attempt, for a word it
 // misses (a piece of a name, say) declines where it is read.
 bool NamesABuiltIn(std::u16string_view text) noexcept {
   static const BuiltInNames built_ins;
@@ -72,7 +72,8 @@ bool NamesABuiltIn(std::u16string_view text) noexcept {
     std::size_t end = i + 1;
     while (end < text.size() && is_word_unit(text[end])) ++end;
     const std::u16string_view word = text.substr(i, end - i);
-    for (std::size_t n = 0; n < built_ins.count; ++n) {
+    // IF is taken unwatched; the others decline.
+    for (std::size_t n = 1; n < built_ins.count; ++n) {
       const std::u16string_view name = built_ins.names[n];
       if (name.size() != word.size()) continue;
       std::size_t k = 0;
@@ -82,6 +83,13 @@ bool NamesABuiltIn(std::u16string_view text) noexcept {
     i = end;
   }
   return false;
+}
+
+// The word PerformFunction takes for IF: any case, blanks around.
+bool IsIfWord(std::u16string_view word) noexcept {
+  const std::u16string_view trimmed = automation::TrimView(word);
+  return trimmed.size() == 2 && automation::AsciiUpper(trimmed[0]) == u'I' &&
+         automation::AsciiUpper(trimmed[1]) == u'F';
 }
 
 // A temporary the collection refused (its name empty) is "Object required".
@@ -102,6 +110,12 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
   // The driver's own handler instead of a report: log with the script and the word, answer the
   // "Error" field. It never raises.
   auto on_error = [&](const support::TrappedError& error) {
+    // A nested run (an IF's) inside a run nobody watches: the outer run declines, and its
+    // general run meets the error again and answers for it.
+    if (unwatched_) {
+      declined_ = true;
+      return;
+    }
     last_added_.reset();  // the log may run the host's code
     Notify([&](RunListener& l) { l.OnFailure(level, error.number, error.description, word); });
     // A failing log must not keep the host from its answer.
@@ -251,6 +265,12 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   const std::int16_t name_top = auto_name_top_;
   const bool names_made = auto_names_.IsDimensioned();
   unwatched_made_.clear();
+  unwatched_numbers_.clear();
+  unwatched_live_ = 0;
+  for (std::int32_t& held : unwatched_held_) held = 0;
+  unwatched_most_live_ = 0;
+  unwatched_most_held_ = 0;
+  unwatched_nested_ = false;
   declined_ = false;
   unwatched_ = true;
   RecordedRun recording;
@@ -277,8 +297,14 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   if (!declined_ && level != 0) declined_ = true;
   if (!declined_) {
     try {
-      SettleUnwatched(level, made);
-      if (recorded == nullptr) NameUnwatchedResult(result);
+      if (recorded != nullptr) {
+        SettleUnwatched(level, made, made, made);
+      } else {
+        SettleUnwatched(level, static_cast<std::size_t>(unwatched_held_[0]),
+                        static_cast<std::size_t>(unwatched_most_live_),
+                        static_cast<std::size_t>(unwatched_most_held_));
+        NameUnwatchedResult(result);
+      }
     } catch (...) {
       // Only memory can fail here: the tables are grown as far as the general run grows them
       // anyway, and the rest is set back below.
@@ -351,8 +377,14 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     // Told by the flag rather than thrown: the driver stops after this word (a throw would cost a
     // script of its own).
     if (unwatched_) {
-      declined_ = true;
-      return DriverState::kOperatorExpected;
+      // Departure: an IF in a run nobody watches runs its condition and branch as nested runs nobody watches either (tests/interpreter_unwatched_test.cpp: Unwatched.AnIfStaysUnwatchedAndEndsAsTheGeneralRun)
+      // An IF's nested runs are not recorded: the run is not kept.
+      if (!IsIfWord(word)) {
+        declined_ = true;
+        return DriverState::kOperatorExpected;
+      }
+      recording_ = nullptr;
+      unwatched_nested_ = true;
     }
     // The function reads its own arguments and pushes its own value.
     // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
@@ -404,6 +436,8 @@ DriverState Interpreter::ReadOperator(std::int16_t level, std::u16string& word,
 // Departure: closing continues after a failing step (tests/interpreter_driver_test.cpp: Scripts.ClosingGoesOnAfterAFailingStep)
 template <class OnError>
 void Interpreter::CloseInstance(std::int16_t level, OnError& on_error) {
+  // A nested level of a run nobody watches gives back the names its temporaries would have had.
+  if (unwatched_) NoteUnwatchedClose(level);
   auto close_step = [&](auto&& step) {
     support::RunTrapped<support::OnHandlerError::kDrop>(
         false,

@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "qorvintr/components/data_field.h"
@@ -158,14 +159,20 @@ class Interpreter {
   // A host field about to be read in an unwatched run: declines (by the flag alone, for the
   // driver to stop after the word) unless reading it runs nothing.
   void CheckUnwatchedRead(const contract::DataFieldRef& field);
-  // The temporaries' tables as the general run leaves them after making and removing that many
-  // temporaries at the level.
-  void SettleUnwatched(std::int16_t level, std::size_t made);
-  // The result's name, when it is one of the temporaries the run made, and the field the host
-  // gets for it.
+  // The temporaries' tables as the general run leaves them: held_here temporaries held at the
+  // level (removed by its closing, which follows), at most most_names names in the list and most
+  // most_holds slots held by one level at a time on the way.
+  void SettleUnwatched(std::int16_t level, std::size_t held_here, std::size_t most_names,
+                       std::size_t most_holds);
+  // A temporary just made is held at the level (an unwatched run only counts it), and a nested
+  // level closes (its temporaries' names go back).
+  void NoteUnwatchedHold(std::int16_t level);
+  void NoteUnwatchedClose(std::int16_t level) noexcept;
+  // The names of the temporaries the run made (every one when the run nested: a result may hold
+  // another in its Data; else the result alone), and the field the host gets for the result.
   void NameUnwatchedResult(contract::DataFieldRef& result);
-  // Names a field as the temporary made after that many others at a level-0 run from Autodf1.
-  static void NameAsTemporary(components::DataFieldObject& field, std::size_t made_before);
+  // Names a field as the temporary whose name would have had that number.
+  static void NameAsTemporary(components::DataFieldObject& field, std::size_t number);
   // The conditions on the collection and the creator: the stock ones, or the library's own
   // reached through another module (the COM servers'), with no host key named like a temporary.
   bool UnwatchedFieldsReady();
@@ -176,6 +183,9 @@ class Interpreter {
   // The result temporary as the host gets it when the creator is not the stock one: a field of
   // the registered creator with the pooled field's members.
   contract::DataFieldRef UnwatchedResult(components::DataFieldObject& field);
+  // The same for a temporary held in a Data: the one field made for each pooled field.
+  using MadeForPooled = std::vector<std::pair<const automation::Object*, contract::DataFieldRef>>;
+  contract::DataFieldRef UnwatchedResult(components::DataFieldObject& field, MadeForPooled& made);
   // The steps that take the next name slot and the next hold slot, tables grown as they must.
   void TakeAutoNameSlot();
   void TakeHoldSlot(std::int16_t level);
@@ -425,6 +435,16 @@ class Interpreter {
   bool declined_ = false;
   std::vector<components::DataFieldObject*> unwatched_made_;
   contract::DataFieldRef unwatched_last_;
+  // What the general run's name list and hold table would have held: the number each temporary's
+  // name would have had (parallel to unwatched_made_), how many names would be in the list and
+  // how many slots each level would hold now, the most of each on the way, and whether the run
+  // went into a nested level (an IF).
+  std::vector<std::int32_t> unwatched_numbers_;
+  std::int32_t unwatched_live_ = 0;
+  std::int32_t unwatched_held_[kDeepestLevel + 1] = {};
+  std::int32_t unwatched_most_live_ = 0;
+  std::int32_t unwatched_most_held_ = 0;
+  bool unwatched_nested_ = false;
   // The recorded runs by script text, how much room they take (roughly, in bytes), and the
   // recording under way (none: not recording).
   std::unordered_map<std::u16string, RecordedRun> recorded_;

@@ -136,7 +136,7 @@ void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expressio
     const ReplayTemporary& value = replay_temps_[static_cast<std::size_t>(top.temp)];
     NewField field = NewTemporary(true);
     if (field.stock == nullptr) Decline();
-    NameAsTemporary(*field.stock, static_cast<std::size_t>(top.temp));
+    NameAsTemporary(*field.stock, static_cast<std::size_t>(top.temp) + 1);
     field.stock->AssignDataType(value.type);
     field.stock->AssignDataClass(members::kAuto);
     field.stock->DataSlot() = value.data;

@@ -1,6 +1,7 @@
 // Temporary data fields: every intermediate value is an "Auto" data field in the host's
 // collection, named Autodf1, Autodf2, ..., and recorded in the hold table of the level that made
 // it so that the level can remove it again.
+#include <algorithm>
 #include <string>
 
 #include "qorvintr/convert.h"
@@ -294,6 +295,7 @@ std::u16string Interpreter::AddNameToHoldArray(const std::u16string& name, std::
   if (unwatched_) {
     // Departure: an unwatched run holds nothing; its end sets the hold table as the removals leave it (tests/interpreter_unwatched_test.cpp: Unwatched.TheTablesEndAsTheGeneralRunLeavesThemWhenTheyGrow)
     if (name != kUnwatchedName) Decline();
+    NoteUnwatchedHold(level);
     return name;
   }
   return Trapped(u"AddNameToHoldArray", u"AddNameToHoldArray", std::u16string{}, [&] {
@@ -326,6 +328,7 @@ void Interpreter::HoldAndPush(std::u16string& name, std::int16_t level, Push&& p
     // The temporary just made, which the lookup would find.
     // Departure: an unwatched run pushes its temporary without holding it or looking it up (tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
     if (name != kUnwatchedName || !unwatched_last_) Decline();
+    NoteUnwatchedHold(level);
     InstanceStack(level).Push(unwatched_last_);
     return;
   }
@@ -369,18 +372,19 @@ void Interpreter::KeepUnwatched(const NewField& field) {
   unwatched_last_ = field.ref;
 }
 
-void Interpreter::SettleUnwatched(std::int16_t level, std::size_t made) {
-  // Each temporary took a name slot and a hold slot; the closing gave every name back (the slots
-  // are left empty and the top at -1, the first name having been taken at 0), and it clears the
-  // hold slots and their top itself. A run that made none leaves the list as it was. The first
-  // slot of each is taken the general way (it may dimension the table); the others only raise
-  // the top, and the tables grow as the steps would have grown them on the way: by kGrowth past
-  // the top that went beyond the bound.
-  if (made == 0) return;
+void Interpreter::SettleUnwatched(std::int16_t level, std::size_t held_here,
+                                  std::size_t most_names, std::size_t most_holds) {
+  // Each temporary took a name slot and a hold slot; every closing gave its level's names back
+  // (their slots left empty, the top back where it was, -1 at the end, the first name having been
+  // taken at 0), and cleared the level's hold slots and top; this level's closing follows. A run
+  // that made none leaves the tables as they were. The first name slot is taken the general way
+  // (it may dimension the list); the tables grow as the slot steps would have grown them on the
+  // way, by kGrowth past the top that went beyond the bound, as far as the most at a time.
+  if (most_names == 0) return;
+  if (!hold_array_.IsDimensioned() || hold_top_(level) != -1) Decline();
   TakeAutoNameSlot();
-  TakeHoldSlot(level);
-  const std::int32_t last_name = auto_name_top_ + static_cast<std::int32_t>(made - 1);
-  const std::int32_t last_hold = hold_top_(level) + static_cast<std::int32_t>(made - 1);
+  const std::int32_t last_name = auto_name_top_ + static_cast<std::int32_t>(most_names - 1);
+  const std::int32_t last_hold = static_cast<std::int32_t>(most_holds) - 1;
   Checked16(last_name);
   Checked16(last_hold);
   while (auto_names_.UBound() < last_name) {
@@ -393,16 +397,40 @@ void Interpreter::SettleUnwatched(std::int16_t level, std::size_t made) {
                               Add16(static_cast<std::int16_t>(hold_array_.UBound(2)), kGrowth));
     hold_top_.ReDimPreserve(0, kDeepestLevel);
   }
-  hold_top_(level) = static_cast<std::int16_t>(last_hold);
+  hold_top_(level) = Checked16(static_cast<std::int64_t>(held_here) - 1);
+}
+
+void Interpreter::NoteUnwatchedHold(std::int16_t level) {
+  if (level < 0 || level > kDeepestLevel || unwatched_made_.empty()) Decline();
+  // The temporary just made took the next name and a slot of its level.
+  ++unwatched_live_;
+  unwatched_most_live_ = std::max(unwatched_most_live_, unwatched_live_);
+  const std::int32_t held = ++unwatched_held_[level];
+  unwatched_most_held_ = std::max(unwatched_most_held_, held);
+  unwatched_numbers_.resize(unwatched_made_.size());
+  unwatched_numbers_.back() = unwatched_live_;
+}
+
+void Interpreter::NoteUnwatchedClose(std::int16_t level) noexcept {
+  if (level < 0 || level > kDeepestLevel) return;
+  unwatched_live_ -= unwatched_held_[level];
+  unwatched_held_[level] = 0;
 }
 
 void Interpreter::NameUnwatchedResult(contract::DataFieldRef& result) {
+  // Each temporary's name is the number it would have had; a field that served twice (dropped,
+  // then made again) takes the later one's.
+  const std::size_t made = std::min(unwatched_made_.size(), unwatched_numbers_.size());
+  if (unwatched_nested_) {
+    for (std::size_t i = 0; i < made; ++i) {
+      NameAsTemporary(*unwatched_made_[i], static_cast<std::size_t>(unwatched_numbers_[i]));
+    }
+  }
   if (!result) return;
-  // The i-th temporary (from 0) took the name after "Autodf<i>".
-  for (std::size_t i = unwatched_made_.size(); i-- > 0;) {
+  for (std::size_t i = made; i-- > 0;) {
     components::DataFieldObject* field = unwatched_made_[i];
     if (static_cast<const contract::DataField*>(field) != result.get()) continue;
-    NameAsTemporary(*field, i);
+    NameAsTemporary(*field, static_cast<std::size_t>(unwatched_numbers_[i]));
     // Under the stock creator the pooled field itself is what the host gets.
     // Departure: under any other creator that runs nothing of the host's, an unwatched run's result is made through it at the end (tests/com/com_unwatched.cpp: OwnObjectsRunUnwatched)
     if (!StockCreator()) result = UnwatchedResult(*field);
@@ -410,22 +438,46 @@ void Interpreter::NameUnwatchedResult(contract::DataFieldRef& result) {
   }
 }
 
-void Interpreter::NameAsTemporary(components::DataFieldObject& field, std::size_t made_before) {
+void Interpreter::NameAsTemporary(components::DataFieldObject& field, std::size_t number) {
   std::u16string name(kAutoPrefix);
-  automation::AppendDecimal(name, static_cast<std::int64_t>(made_before) + 1);
+  automation::AppendDecimal(name, static_cast<std::int64_t>(number));
   field.AssignName(name);
 }
 
 contract::DataFieldRef Interpreter::UnwatchedResult(components::DataFieldObject& field) {
+  MadeForPooled made;
+  return UnwatchedResult(field, made);
+}
+
+contract::DataFieldRef Interpreter::UnwatchedResult(components::DataFieldObject& field,
+                                                    MadeForPooled& made) {
+  for (const auto& [pooled, ref] : made) {
+    if (pooled == &field) return ref;
+  }
   // The members the general run writes; the field is the library's own, so their order does not
-  // show.
-  contract::DataFieldRef made =
+  // show. A Data holding one of the run's temporaries (an IF's value) holds its field too.
+  contract::DataFieldRef result =
       contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
-  made->SetName(field.NameRef());
-  made->SetDataType(field.DataTypeRef());
-  made->SetDataClass(field.DataClassRef());
-  made->SetData(field.DataRef());
-  return made;
+  made.emplace_back(&field, result);
+  result->SetName(field.NameRef());
+  result->SetDataType(field.DataTypeRef());
+  result->SetDataClass(field.DataClassRef());
+  const Value& data = field.DataRef();
+  components::DataFieldObject* inner = nullptr;
+  if (data.IsObject()) {
+    for (components::DataFieldObject* temporary : unwatched_made_) {
+      if (static_cast<const automation::Object*>(temporary) == data.GetObject().get()) {
+        inner = temporary;
+        break;
+      }
+    }
+  }
+  if (inner != nullptr) {
+    result->SetData(Value::Object(UnwatchedResult(*inner, made)));
+  } else {
+    result->SetData(data);
+  }
+  return result;
 }
 
 // Kept: the two lookups of a pushed temporary (tests/interpreter_temporaries_test.cpp: Temporaries.PushHeldPushesTheCollectionsAnswerAsItComesAndPushHeldCheckedRaises91)
