@@ -367,7 +367,10 @@ class Interpreter {
   contract::DataFieldsRef HostFields() const;
   // The host's field of that name (the name by reference, as the collection takes it); an
   // answer of no object raises 91 too.
-  contract::DataFieldRef HostField(std::u16string& name) const;
+  contract::DataFieldRef HostField(std::u16string& name);
+  // The host's field of that name as an unwatched run reads it: declines unless it is there and
+  // reading it runs nothing of the host's.
+  contract::DataFieldRef QuietHostField(std::u16string_view name);
   // The same through the collection underneath (its mCol).
   contract::DataFieldRef MColField(std::u16string_view name);
   support::Stack& InstanceStack(std::int16_t level);

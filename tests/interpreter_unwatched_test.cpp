@@ -235,23 +235,50 @@ TEST_F(Unwatched, AnIfStaysUnwatchedAndEndsAsTheGeneralRun) {
   EXPECT_FALSE(seen.reported.empty());
 }
 
-TEST_F(Unwatched, AnyOtherBuiltInDeclines) {
-  // A built-in named in full is seen before the run and not tried.
+TEST_F(Unwatched, BuiltInsStayUnwatchedButDateCompare) {
+  AddField("Name", Value::String(u"Smith, John"), "String");
+  AddField("D", Value::String(u"3/14/2002"), "Date");
+  AddField("T", Value::String(u"9:30 AM"), "String");
   BothWays("8 + format Count, \"0.00\"");
-  EXPECT_EQ(Answered() + Declined(), 0);
-  BothWays("IF Count > 1 THEN Replace \"ab\", \"a\", \"c\" ELSE 2 END IF");
-  EXPECT_EQ(Answered() + Declined(), 0);
-  // A piece of a built-in's name is a function word too, found only where it is read, in an IF's
-  // branch as well.
-  BothWays("8 + Cat");
-  EXPECT_EQ(Answered(), 0);
+  EXPECT_EQ(BothWays("Replace Name, \",\" , \"^\"").result, u"Autodf1|String|Smith^ John");
+  BothWays("IF Count > 1 THEN 1 ELSE 2 END IF + format Count, \"0.00\"");
+  EXPECT_EQ(BothWays("FormatHL7DateTime D, T, /, True, True, -0500").result,
+            u"Autodf1|String|20020314093000-0500");
+  EXPECT_EQ(BothWays("DateCat D T").result, u"Autodf1|Date|3/14/2002 9:30:00 AM");
+  EXPECT_EQ(Answered(), 5);
+  EXPECT_EQ(Declined(), 0);
+  // DateCompare writes its steps to the debug log: a script naming it is not tried.
+  BothWays("IF DateCompare \"1/1/2000\" \"1/2/2000\" = 1 THEN 1 ELSE 2 END IF");
+  EXPECT_EQ(Answered() + Declined(), 5);
+  // A piece of a built-in's name is a function word too: it fails, and the general run reports.
+  const Seen seen = BothWays("8 + Cat");
   EXPECT_EQ(Declined(), 1);
-  BothWays("IF Count > 1 THEN Cat ELSE 2 END IF");
-  EXPECT_EQ(Answered(), 0);
+  EXPECT_FALSE(seen.log.empty());
+  // An IF's branch that fails logs its error and the IF goes on: the run declines, and the
+  // general run logs it (the branch ends at the comma: "ReplaceName," is no word it knows).
+  const Seen failed = BothWays("IF Count > 1 THEN Replace Name, \",\" , \"^\" ELSE 2 END IF");
   EXPECT_EQ(Declined(), 2);
+  EXPECT_FALSE(failed.log.empty());
+  EXPECT_EQ(failed.result, u"Autodf1|Variant|{Error|Boolean|False}");
 }
 
-TEST_F(Unwatched, OnlyAWholeNameOfTheFunctionListKeepsAScriptFromBeingTried) {
+TEST_F(Unwatched, ABuiltInReadingAFieldThatCouldRunTheHostsCodeDeclines) {
+  AddField("Ref", Value::Object(Field(u"Count")), "Variant");
+  BothWays("Format Ref, \"0.00\"");
+  EXPECT_EQ(Answered(), 0);
+  EXPECT_EQ(Declined(), 1);
+  contract::DataFieldRef own = std::make_shared<HostOwnField>();
+  own->SetName(u"Own");
+  own->SetDataType(u"String");
+  own->SetData(Value::String(u"a,b"));
+  ASSERT_EQ(fields->AddObject(own), 0);
+  const Seen seen = BothWays("Replace Own, \",\" , \"^\"");
+  EXPECT_EQ(Answered(), 0);
+  EXPECT_EQ(Declined(), 2);
+  EXPECT_EQ(seen.result, u"Autodf1|String|a^b");
+}
+
+TEST_F(Unwatched, OnlyTheWholeNameDateCompareKeepsAScriptFromBeingTried) {
   BothWays("8 + DATECOMPARE");
   EXPECT_EQ(Answered() + Declined(), 0);
   // A word that only holds a name, or a piece of one, is tried and declines where it is read.
