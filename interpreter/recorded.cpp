@@ -18,9 +18,9 @@ using automation::Value;
 namespace {
 
 // The room all recordings may take, and one of them (a script near the length limit records
-// about a megabyte).
-constexpr std::size_t kMostRecordedBytes = std::size_t{8} << 20;
-constexpr std::size_t kMostBytesOfOneRun = std::size_t{2} << 20;
+// about two megabytes).
+constexpr std::size_t kMostRecordedBytes = std::size_t{16} << 20;
+constexpr std::size_t kMostBytesOfOneRun = std::size_t{4} << 20;
 
 template <class Steps>
 std::size_t BytesOf(const std::u16string& expression, const Steps& steps) {

@@ -458,7 +458,7 @@ TEST_F(Recorded, TheRecordingsKeepToTheirRoom) {
     interpreter->ResetMemory();
   }
   EXPECT_GT(most, std::size_t{1} << 20);
-  EXPECT_LE(most, std::size_t{8} << 20);
+  EXPECT_LE(most, std::size_t{16} << 20);
   EXPECT_LT(seam().RecordedScripts(), 3000u);
 }
 
