@@ -120,6 +120,15 @@ class Unwatched : public ScriptTest {
     return out + " instances " + std::to_string(s.InstanceCounter());
   }
 
+  // A host's own kind of field in the collection.
+  void AddOwnField(std::u16string name, std::u16string type, Value data) {
+    contract::DataFieldRef own = std::make_shared<HostOwnField>();
+    own->SetName(std::move(name));
+    own->SetDataType(std::move(type));
+    own->SetData(std::move(data));
+    ASSERT_EQ(fields->AddObject(own), 0);
+  }
+
   std::int32_t Answered() { return seam().UnwatchedAnswered(); }
   std::int32_t Declined() { return seam().UnwatchedDeclined(); }
 };
@@ -153,11 +162,8 @@ TEST_F(Unwatched, ASyntaxErrorDeclinesAndTheGeneralRunLogsIt) {
 }
 
 TEST_F(Unwatched, AHostFieldThatIsNotStockDeclines) {
-  contract::DataFieldRef own = std::make_shared<HostOwnField>();
-  own->SetName(u"Own");
-  own->SetDataType(u"Long");
-  own->SetData(Value::Long(2));
-  ASSERT_EQ(fields->AddObject(own), 0);
+  AddOwnField(u"Own", u"Long", Value::Long(2));
+  if (HasFatalFailure()) return;
   const Seen seen = BothWays("Own + 1");
   EXPECT_EQ(Answered(), 0);
   EXPECT_EQ(Declined(), 1);
@@ -267,11 +273,8 @@ TEST_F(Unwatched, ABuiltInReadingAFieldThatCouldRunTheHostsCodeDeclines) {
   BothWays("Format Ref, \"0.00\"");
   EXPECT_EQ(Answered(), 0);
   EXPECT_EQ(Declined(), 1);
-  contract::DataFieldRef own = std::make_shared<HostOwnField>();
-  own->SetName(u"Own");
-  own->SetDataType(u"String");
-  own->SetData(Value::String(u"a,b"));
-  ASSERT_EQ(fields->AddObject(own), 0);
+  AddOwnField(u"Own", u"String", Value::String(u"a,b"));
+  if (HasFatalFailure()) return;
   const Seen seen = BothWays("Replace Own, \",\" , \"^\"");
   EXPECT_EQ(Answered(), 0);
   EXPECT_EQ(Declined(), 2);
@@ -403,11 +406,8 @@ TEST_F(Recorded, AFieldThatNowHoldsAnObjectOrIsTheHostsOwnDeclines) {
   EXPECT_EQ(Replayed(), 0);
   std::u16string name = u"Ref";
   fields->Remove(name);
-  contract::DataFieldRef own = std::make_shared<HostOwnField>();
-  own->SetName(u"Ref");
-  own->SetDataType(u"Long");
-  own->SetData(Value::Long(2));
-  ASSERT_EQ(fields->AddObject(own), 0);
+  AddOwnField(u"Ref", u"Long", Value::Long(2));
+  if (HasFatalFailure()) return;
   const Seen seen = BothWays("Ref + 1");
   EXPECT_EQ(Replayed(), 0);
   EXPECT_EQ(seen.result, u"Autodf3|Long|3");
