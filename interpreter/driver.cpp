@@ -79,6 +79,13 @@ bool NamesADecliningBuiltIn(std::u16string_view text) noexcept {
   return false;
 }
 
+// The caller's script trimmed in place (the same text as Trim gives, without a new one when
+// nothing goes).
+void TrimInPlace(std::u16string& expression) {
+  const std::u16string_view trimmed = automation::TrimView(expression);
+  if (trimmed.size() != expression.size()) expression = std::u16string(trimmed);
+}
+
 // A temporary the collection refused (its name empty) is "Object required".
 void RequireCreated(const std::u16string& name) {
   if (name.empty()) RaiseObjectRequired();
@@ -132,9 +139,7 @@ void Interpreter::RunScript(std::u16string& expression, std::int16_t& level, std
                             contract::DataFieldRef& result) {
   // The host may have changed its collection since the last temporary was added.
   last_added_.reset();
-  // Trimmed in place (the same text as Trim gives, without a new one when nothing goes).
-  const std::u16string_view trimmed = automation::TrimView(expression);
-  if (trimmed.size() != expression.size()) expression = std::u16string(trimmed);
+  TrimInPlace(expression);
   // AddInstance answers 0 on failure, which the run then takes for instance 0; any other answer
   // is a slot it has just written, so never below 0.
   level = AddInstance(expression);
@@ -241,9 +246,8 @@ void Interpreter::CheckUnwatchedRead(const contract::DataFieldRef& field) {
 }
 
 bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRef& result) {
-  // Trimmed in place as RunScript trims it, so that a recording is found by the run's own text.
-  const std::u16string_view trimmed = automation::TrimView(expression);
-  if (trimmed.size() != expression.size()) expression = std::u16string(trimmed);
+  // Trimmed as RunScript trims it, so that a recording is found by the run's own text.
+  TrimInPlace(expression);
   // Departure: a script that ran unwatched before runs again from its recording, without the lexer (tests/interpreter_unwatched_test.cpp: Recorded.TheSecondRunOfAScriptIsReplayedAndEndsAsTheGeneralRun; tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
   const RecordedRun* recorded = FindRecorded(expression);
   if (recorded == nullptr && NamesADecliningBuiltIn(expression)) return false;
@@ -257,7 +261,7 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   for (std::int32_t& held : unwatched_held_) held = 0;
   unwatched_most_live_ = 0;
   unwatched_most_held_ = 0;
-  unwatched_nested_ = false;
+  unwatched_name_all_ = false;
   declined_ = false;
   unwatched_ = true;
   RecordedRun recording;
@@ -370,7 +374,7 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
         return DriverState::kOperatorExpected;
       }
       recording_ = nullptr;
-      unwatched_nested_ = true;
+      unwatched_name_all_ = true;
     }
     // The function reads its own arguments and pushes its own value.
     // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)

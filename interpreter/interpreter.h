@@ -168,7 +168,7 @@ class Interpreter {
   // level closes (its temporaries' names go back).
   void NoteUnwatchedHold(std::int16_t level);
   void NoteUnwatchedClose(std::int16_t level) noexcept;
-  // The names of the temporaries the run made (every one when the run nested: a result may hold
+  // The names of the temporaries the run made (every one after a built-in: a result may hold
   // another in its Data; else the result alone), and the field the host gets for the result.
   void NameUnwatchedResult(contract::DataFieldRef& result);
   // Names a field as the temporary whose name would have had that number.
@@ -440,14 +440,15 @@ class Interpreter {
   contract::DataFieldRef unwatched_last_;
   // What the general run's name list and hold table would have held: the number each temporary's
   // name would have had (parallel to unwatched_made_), how many names would be in the list and
-  // how many slots each level would hold now, the most of each on the way, and whether the run
-  // went into a nested level (an IF).
+  // how many slots each level would hold now, the most of each on the way, and whether every
+  // temporary is to be named at the end (the run called a built-in: an IF's value holds the
+  // field its branch answered).
   std::vector<std::int32_t> unwatched_numbers_;
   std::int32_t unwatched_live_ = 0;
   std::int32_t unwatched_held_[kDeepestLevel + 1] = {};
   std::int32_t unwatched_most_live_ = 0;
   std::int32_t unwatched_most_held_ = 0;
-  bool unwatched_nested_ = false;
+  bool unwatched_name_all_ = false;
   // The recorded runs by script text, how much room they take (roughly, in bytes), and the
   // recording under way (none: not recording).
   std::unordered_map<std::u16string, RecordedRun> recorded_;

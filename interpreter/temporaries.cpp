@@ -2,6 +2,7 @@
 // collection, named Autodf1, Autodf2, ..., and recorded in the hold table of the level that made
 // it so that the level can remove it again.
 #include <algorithm>
+#include <charconv>
 #include <string>
 
 #include "qorvintr/convert.h"
@@ -421,7 +422,7 @@ void Interpreter::NameUnwatchedResult(contract::DataFieldRef& result) {
   // Each temporary's name is the number it would have had; a field that served twice (dropped,
   // then made again) takes the later one's.
   const std::size_t made = std::min(unwatched_made_.size(), unwatched_numbers_.size());
-  if (unwatched_nested_) {
+  if (unwatched_name_all_) {
     for (std::size_t i = 0; i < made; ++i) {
       NameAsTemporary(*unwatched_made_[i], static_cast<std::size_t>(unwatched_numbers_[i]));
     }
@@ -430,7 +431,9 @@ void Interpreter::NameUnwatchedResult(contract::DataFieldRef& result) {
   for (std::size_t i = made; i-- > 0;) {
     components::DataFieldObject* field = unwatched_made_[i];
     if (static_cast<const contract::DataField*>(field) != result.get()) continue;
-    NameAsTemporary(*field, static_cast<std::size_t>(unwatched_numbers_[i]));
+    if (!unwatched_name_all_) {
+      NameAsTemporary(*field, static_cast<std::size_t>(unwatched_numbers_[i]));
+    }
     // Under the stock creator the pooled field itself is what the host gets.
     // Departure: under any other creator that runs nothing of the host's, an unwatched run's result is made through it at the end (tests/com/com_unwatched.cpp: OwnObjectsRunUnwatched)
     if (!StockCreator()) result = UnwatchedResult(*field);
@@ -439,9 +442,13 @@ void Interpreter::NameUnwatchedResult(contract::DataFieldRef& result) {
 }
 
 void Interpreter::NameAsTemporary(components::DataFieldObject& field, std::size_t number) {
-  std::u16string name(kAutoPrefix);
-  automation::AppendDecimal(name, static_cast<std::int64_t>(number));
-  field.AssignName(name);
+  // Written in place: a name of more than seven characters would be a heap text per result.
+  char16_t name[kAutoPrefix.size() + 20];
+  std::size_t size = kAutoPrefix.copy(name, kAutoPrefix.size());
+  char digits[20];
+  const char* end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+  for (const char* d = digits; d != end; ++d) name[size++] = static_cast<char16_t>(*d);
+  field.AssignName(std::u16string_view(name, size));
 }
 
 contract::DataFieldRef Interpreter::UnwatchedResult(components::DataFieldObject& field) {
