@@ -41,7 +41,8 @@ if [ ! -f "$prefix/system.reg" ]; then
   "${wine_env[@]}" wineboot -i >/dev/null 2>&1 || true
   "${wine_env[@]}" wineserver -w || true
 fi
-winpath() { "${wine_env[@]}" winepath -w "$1" 2>/dev/null; }
+. "$here/../../tests/com/wine_common.sh"
+winpath() { windows_path "$1"; }
 for d in QorvIntr QorvDFld QorvLog; do
   "${wine_env[@]}" wine regsvr32 /s "$(winpath "$dir/$d.dll")" \
     || { echo "regsvr32 $d.dll failed" >&2; exit 1; }

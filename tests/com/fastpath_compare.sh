@@ -19,7 +19,8 @@ while [ $# -gt 0 ]; do
 done
 mkdir -p "$work"
 wine_env=(env WINEPREFIX="$prefix" WINEDEBUG=-all LC_ALL=en_US.UTF-8 LANG=en_US.UTF-8)
-vbs=$("${wine_env[@]}" winepath -w "$here/fastpath_host.vbs" 2>/dev/null)
+. "$here/wine_common.sh"
+vbs=$(windows_path "$here/fastpath_host.vbs")
 failed=0
 for mode in 1 0; do
   "${wine_env[@]}" QORVINTR_COM_GENERIC_INVOKE=$mode wine "$dir/com_fastpath.exe" < /dev/null \

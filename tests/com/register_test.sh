@@ -77,7 +77,21 @@ exists() {
   done
   return 1
 }
-regsvr() { wine regsvr32 /s "$@" "$(winepath -w "$dir/$d.dll" 2>/dev/null)"; }
+# The DLL's path as Windows programs see it (Wine's drive Z: is the root).
+. "$(cd "$(dirname "$0")" && pwd)/wine_common.sh"
+dll_path() { windows_path "$dir/$d.dll"; }
+# regsvr32, tried up to three times: under a loaded Wine a registry call inside it fails now and
+# then (seen in parallel test runs, never in a quiet one); a retry is said, a third failure fails.
+regsvr() {
+  local try status=0
+  for try in 1 2 3; do
+    wine regsvr32 /s "$@" "$(dll_path)" && return 0
+    status=$?
+    echo "note: regsvr32 $* $d.dll: exit $status (try $try of 3)"
+    [ "$try" -lt 3 ] && sleep 1
+  done
+  return $status
+}
 
 all_present() {
   local d k
@@ -101,7 +115,7 @@ for d in "${dlls[@]}"; do regsvr || fail "regsvr32 $d.dll: exit $?"; done
 all_present
 # The class of each DLL points at that DLL, in the apartment model.
 inproc=$(wine reg query 'HKCR\CLSID\{942AD119-FDB3-463A-B7B8-BED4779577AE}\InprocServer32' | tr -d '\r')
-expected_path=$(winepath -w "$dir/QorvIntr.dll" 2>/dev/null)
+expected_path=$(d=QorvIntr; dll_path)
 grep -qF "REG_SZ    $expected_path" <<< "$inproc" || fail "InprocServer32 is not $expected_path: $inproc"
 grep -qE 'ThreadingModel +REG_SZ +Apartment' <<< "$inproc" || fail "ThreadingModel is not Apartment: $inproc"
 progid=$(wine reg query 'HKCR\QorvIntr.Interpreter\CLSID' | tr -d '\r')
