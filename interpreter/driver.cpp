@@ -65,16 +65,12 @@ bool NamesADecliningBuiltIn(std::u16string_view text) noexcept {
   auto is_word_unit = [](char16_t c) {
     return (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z');
   };
-  std::size_t i = 0;
-  while (i < text.size()) {
-    if (!is_word_unit(text[i])) {
-      ++i;
-      continue;
-    }
-    std::size_t end = i + 1;
-    while (end < text.size() && is_word_unit(text[end])) ++end;
-    if (SameIgnoringCase(text.substr(i, end - i), kDecliningBuiltIn)) return true;
-    i = end;
+  // Asked of every script that is not recorded: only where a "d" starts a word is it compared.
+  const std::size_t length = kDecliningBuiltIn.size();
+  for (std::size_t i = 0; i + length <= text.size(); ++i) {
+    if ((text[i] | 0x20) != u'd' || (i > 0 && is_word_unit(text[i - 1]))) continue;
+    if (i + length < text.size() && is_word_unit(text[i + length])) continue;
+    if (SameIgnoringCase(text.substr(i, length), kDecliningBuiltIn)) return true;
   }
   return false;
 }

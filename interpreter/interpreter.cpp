@@ -1,6 +1,8 @@
 // The interpreter object: creation, Init, version, instances, reset, teardown, the error trap.
 #include "interpreter/interpreter.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 
 #include "qorvintr/convert.h"
@@ -99,6 +101,7 @@ std::u16string Interpreter::Revision() const {
 
 void Interpreter::SetStrExpression(std::int16_t& index, std::u16string text) {
   expression_texts_(index) = std::move(text);
+  LevelTextChanged(index);
 }
 
 void Interpreter::SetOrlinaIniFilename(std::u16string& name) {
@@ -139,7 +142,7 @@ bool Interpreter::Init(const contract::DataFieldsRef& data_fields,
 // ---- Tables ---------------------------------------------------------------------------------
 
 bool Interpreter::AddOperator(std::u16string operators) {
-  ForgetRecorded();
+  WordListsChanged();
   return Trapped(u"AddOperator", kNoReport, false, [&] {
     // Each append either happens whole or not at all: the set follows the list exactly.
     operator_list_ += u", ";
@@ -151,7 +154,7 @@ bool Interpreter::AddOperator(std::u16string operators) {
 }
 
 bool Interpreter::AddDelimiter(std::u16string delimiters) {
-  ForgetRecorded();
+  WordListsChanged();
   return Trapped(u"AddDelimiter", kNoReport, false, [&] {
     delimiter_list_ += u", ";
     delimiter_chars_.Mark(u", ");
@@ -162,7 +165,7 @@ bool Interpreter::AddDelimiter(std::u16string delimiters) {
 }
 
 bool Interpreter::AddFunction(std::u16string functions) {
-  ForgetRecorded();
+  WordListsChanged();
   return Trapped(u"AddFunction", kNoReport, false, [&] {
     function_list_ += u", ";
     // Kept: the names are listed in ProperCase form, "Formathl7datetime" (tests/interpreter_object_test.cpp: InterpreterTest.AddFunctionAppendsTheWordInProperCaseAndAddOperatorUnchanged)
@@ -193,6 +196,7 @@ std::int16_t Interpreter::AddInstance(std::u16string_view expression) {
     }
     // Into the text the slot already has (a reset keeps its storage).
     expression_texts_(instance_counter_).assign(automation::TrimView(expression));
+    LevelTextChanged(instance_counter_);
     read_positions_(instance_counter_) = 0;
     support::StackRef& stack = stacks_(instance_counter_);
     if (stack && stack.use_count() == 1) {
@@ -212,6 +216,8 @@ void Interpreter::ResetMemory() noexcept {
   using support::IgnoreErrors;
   IgnoreErrors([&] { instance_counter_ = -1; });
   IgnoreErrors([&] { auto_name_top_ = -1; });
+  // Every level's text goes: its words are found again by the next text.
+  std::fill(std::begin(level_memos_), std::end(level_memos_), nullptr);
   // A ReDim leaves its elements at their default value, the marks -1 where a table has them; only
   // a table whose ReDim failed keeps what it held, to be cleared entry by entry.
   bool texts = false;

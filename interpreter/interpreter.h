@@ -110,6 +110,8 @@ class Interpreter {
   bool PutLastChar(std::int16_t level);
   std::int32_t PeekNextChar(std::int16_t level);
   std::u16string GetNextWord(std::int16_t level);
+  // GetNextWord's own reading, without the words already read.
+  std::u16string ReadNextWord(std::int16_t level);
   bool PutLastWord(std::int16_t level, std::u16string_view word);
   std::u16string PeekNextWord(std::int16_t level);
   std::u16string GetLiteralString(std::int16_t level);
@@ -239,6 +241,28 @@ class Interpreter {
   void KeepRecorded(const std::u16string& expression, RecordedRun&& run);
   // The recordings depend on the lists of words: any change of them drops every one.
   void ForgetRecorded() noexcept;
+
+  // ---- Words already read -----------------------------------------------------------------
+  // What GetNextWord reads is a function of the text, the position and the word lists, and
+  // hosts read the same texts again and again (the same scripts, an IF's condition and branches,
+  // a built-in's arguments): each word read from a position of a text is kept with the position
+  // the reading ended at. A reading during which any trap fired is not kept.
+  struct MemoWord {
+    std::u16string word;
+    std::int16_t end = 0;
+  };
+  struct WordMemo {
+    std::vector<std::int32_t> at;  // by start position: 1 + the index of its word; 0: not read
+    std::vector<MemoWord> words;
+  };
+  // The words of the level's text (found by the text on the level's first word), or none.
+  WordMemo* LevelWordMemo(std::int16_t level);
+  // The level's text is another one now.
+  void LevelTextChanged(std::int16_t level) noexcept;
+  void ForgetWordMemos() noexcept;
+  // The operator, delimiter or function list grew: what was read and recorded before may read
+  // otherwise now.
+  void WordListsChanged() noexcept;
 
   // ---- Expression evaluator -------------------------------------------------------------
   bool EvaluateExpression(std::int16_t level);
@@ -458,6 +482,12 @@ class Interpreter {
   std::vector<ReplayItem> replay_stack_;
   std::vector<contract::DataFieldRef> replay_hosts_;
   std::vector<ReplayTemporary> replay_temps_;
+  // The words read, by text; the room they take (roughly, in bytes); each level's words, found
+  // on its first word; and how many traps have fired (a reading that saw one is not kept).
+  std::unordered_map<std::u16string, WordMemo> word_memos_;
+  std::size_t word_memo_bytes_ = 0;
+  WordMemo* level_memos_[kDeepestLevel + 1] = {};
+  std::uint64_t traps_met_ = 0;
   // Tells the listener, when there is one; otherwise one test of a null pointer.
   template <class Step>
   void Notify(Step&& step) {

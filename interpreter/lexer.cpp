@@ -112,7 +112,80 @@ std::int32_t Interpreter::PeekNextChar(std::int16_t level) {
   });
 }
 
+namespace {
+// The room the words read may take, and the longest text whose words are kept.
+constexpr std::size_t kMostWordMemoBytes = std::size_t{8} << 20;
+constexpr std::size_t kLongestMemoText = 8192;
+}  // namespace
+
 std::u16string Interpreter::GetNextWord(std::int16_t level) {
+  // A test that makes procedures fail on purpose reads every word for itself.
+  WordMemo* memo = FaultsInjected() ? nullptr : LevelWordMemo(level);
+  const std::int16_t* position = memo != nullptr ? read_positions_.Find(level) : nullptr;
+  if (position == nullptr || *position < 0 ||
+      static_cast<std::size_t>(*position) >= memo->at.size()) {
+    return ReadNextWord(level);
+  }
+  const std::int16_t start = *position;
+  if (const std::int32_t known = memo->at[static_cast<std::size_t>(start)]; known > 0) {
+    const MemoWord& read = memo->words[static_cast<std::size_t>(known - 1)];
+    ReadPosition(level) = read.end;
+    return read.word;
+  }
+  const std::uint64_t traps = traps_met_;
+  std::u16string word = ReadNextWord(level);
+  // Kept only when nothing failed on the way and the level still reads the same text.
+  if (traps_met_ == traps && level_memos_[level] == memo) {
+    support::IgnoreErrors([&] {
+      const std::size_t bytes = sizeof(MemoWord) + word.capacity() * sizeof(char16_t);
+      if (word_memo_bytes_ + bytes > kMostWordMemoBytes) return;
+      memo->words.push_back(MemoWord{word, ReadPosition(level)});
+      memo->at[static_cast<std::size_t>(start)] = static_cast<std::int32_t>(memo->words.size());
+      word_memo_bytes_ += bytes;
+    });
+  }
+  return word;
+}
+
+Interpreter::WordMemo* Interpreter::LevelWordMemo(std::int16_t level) {
+  if (level < 0 || level > kDeepestLevel) return nullptr;
+  WordMemo*& memo = level_memos_[level];
+  if (memo != nullptr) return memo;
+  const std::u16string* text = expression_texts_.Find(level);
+  if (text == nullptr || text->size() > kLongestMemoText) return nullptr;
+  support::IgnoreErrors([&] {
+    auto found = word_memos_.find(*text);
+    if (found == word_memos_.end()) {
+      // Full: start again with the texts that come next (a host's scripts come round again).
+      const std::size_t bytes =
+          64 + text->size() * sizeof(char16_t) + (text->size() + 2) * sizeof(std::int32_t);
+      if (word_memo_bytes_ + bytes > kMostWordMemoBytes) ForgetWordMemos();
+      found = word_memos_.try_emplace(*text).first;
+      // Every position a word can start at, the one after the end included.
+      found->second.at.assign(text->size() + 2, 0);
+      word_memo_bytes_ += bytes;
+    }
+    memo = &found->second;
+  });
+  return memo;
+}
+
+void Interpreter::LevelTextChanged(std::int16_t level) noexcept {
+  if (level >= 0 && level <= kDeepestLevel) level_memos_[level] = nullptr;
+}
+
+void Interpreter::ForgetWordMemos() noexcept {
+  for (WordMemo*& memo : level_memos_) memo = nullptr;
+  word_memos_.clear();
+  word_memo_bytes_ = 0;
+}
+
+void Interpreter::WordListsChanged() noexcept {
+  ForgetRecorded();
+  ForgetWordMemos();
+}
+
+std::u16string Interpreter::ReadNextWord(std::int16_t level) {
   return Trapped(u"GetNextWord", u"GetNextWord", std::u16string{}, [&] {
     std::u16string buffer;
     bool done = false;

@@ -69,6 +69,7 @@ Result Interpreter::Trapped(const Title& title, const Reported& reported, Result
         return std::forward<Body>(body)();
       },
       [&](const support::TrappedError& error) {
+        ++traps_met_;
         // Departure: an unwatched run that meets an error reports nothing and declines, and the general run reports it (tests/interpreter_unwatched_test.cpp: Unwatched.ATypeMismatchMidScriptDeclinesAndTheGeneralRunReports)
         if (unwatched_) [[unlikely]] Decline();
         HandleError(std::u16string_view(title), std::u16string_view(reported), error);

@@ -274,5 +274,74 @@ TEST_F(Lexer, ParenthesisTestsCompareTheWholeUntrimmedWord) {
   EXPECT_FALSE(InterpreterSeam::IsRightParenthesis(u"A)"));
 }
 
+// Words already read are kept per text and position; the texts are read again as they stand.
+TEST_F(Lexer, ATextReadAgainGivesTheSameWordsAndPositionsFromTheWordsKept) {
+  const std::u16string text = u"Name & \"a b\" & #1/2/2003# + (Count <= 5)";
+  std::int16_t first = Open(text);
+  const W words = Words(first, 12);
+  const std::int16_t end = seam().ReadPosition(first);
+  EXPECT_EQ(words, (W{u"Name", u"&", u"\"a b\"", u"&", u"#1/2/2003#", u"+", u"(", u"Count",
+                      u"<=", u"5)", u"<EOL>", u"<EOL>"}));
+  EXPECT_EQ(seam().MemoTexts(), 1u);
+  const std::size_t kept = seam().MemoWords();
+  EXPECT_GE(kept, 11u);
+  std::int16_t second = Open(text);
+  EXPECT_EQ(Words(second, 12), words);
+  EXPECT_EQ(seam().ReadPosition(second), end);
+  // Nothing more was read the long way.
+  EXPECT_EQ(seam().MemoWords(), kept);
+  // A give-back and a look-ahead step over the kept words as over the text.
+  std::int16_t third = Open(text);
+  auto s = seam();
+  EXPECT_EQ(s.GetNextWord(third), u"Name");
+  EXPECT_EQ(s.PeekNextWord(third), u"&");
+  EXPECT_EQ(s.GetNextWord(third), u"&");
+  EXPECT_TRUE(s.PutLastWord(third, u"&"));
+  EXPECT_EQ(s.GetNextWord(third), u"&");
+}
+
+TEST_F(Lexer, AWordListThatGrowsReadsTheSameTextAnew) {
+  std::int16_t n = Open(u"A;B");
+  EXPECT_EQ(Words(n, 2), (W{u"A;B", u"<EOL>"}));
+  auto s = seam();
+  EXPECT_TRUE(s.AddDelimiter(u";"));
+  EXPECT_EQ(s.MemoTexts(), 0u);
+  // The delimiter now ends the word and stays on it, as a comma does.
+  n = Open(u"A;B");
+  EXPECT_EQ(Words(n, 3), (W{u"A;", u"B", u"<EOL>"}));
+  // An operator character is a word of its own.
+  EXPECT_TRUE(s.AddOperator(u"A"));
+  n = Open(u"A;B");
+  EXPECT_EQ(Words(n, 3), (W{u"A", u";", u"B"}));
+  EXPECT_EQ(s.MemoTexts(), 1u);
+}
+
+TEST_F(Lexer, ATextSetThroughStrExpressionIsReadAsItNowStands) {
+  std::int16_t n = Open(u"A + 1");
+  EXPECT_EQ(Words(n, 2), (W{u"A", u"+"}));
+  interpreter->SetStrExpression(n, u"B - 2");
+  seam().ReadPosition(n) = 0;
+  EXPECT_EQ(Words(n, 3), (W{u"B", u"-", u"2"}));
+}
+
+TEST_F(Lexer, AWordKeptIsReadAgainWhileAProcedureIsMadeToFail) {
+  std::int16_t n = Open(u"A + 1");
+  EXPECT_EQ(Words(n, 1), (W{u"A"}));
+  // The same text and position: the reading runs again, and its failing trap reports each time.
+  auto s = seam();
+  s.FailIn(u"GetNextChar", 5);
+  for (int i = 1; i <= 2; ++i) {
+    n = Open(u"A + 1");
+    (void)s.GetNextWord(n);
+    EXPECT_GE(errors->Calls().size(), static_cast<std::size_t>(i));
+  }
+  const std::size_t reported = errors->Calls().size();
+  EXPECT_EQ(reported % 2, 0u);
+  s.StopFailing();
+  n = Open(u"A + 1");
+  EXPECT_EQ(Words(n, 2), (W{u"A", u"+"}));
+  EXPECT_EQ(errors->Calls().size(), reported);
+}
+
 }  // namespace
 }  // namespace qorvintr::testing_support

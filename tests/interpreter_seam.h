@@ -49,6 +49,13 @@ class InterpreterSeam {
   std::int32_t RecordedReplayed() const { return i_.recorded_replayed_; }
   std::size_t RecordedScripts() const { return i_.recorded_.size(); }
   std::size_t RecordedBytes() const { return i_.recorded_bytes_; }
+  // Words already read: how many texts have their words kept, and how many words in all.
+  std::size_t MemoTexts() const { return i_.word_memos_.size(); }
+  std::size_t MemoWords() const {
+    std::size_t n = 0;
+    for (const auto& [text, memo] : i_.word_memos_) n += memo.words.size();
+    return n;
+  }
 
   // Lexer
   static constexpr std::int32_t kNoChar = Interpreter::kNoChar;

@@ -289,6 +289,15 @@ TEST_F(Unwatched, OnlyTheWholeNameDateCompareKeepsAScriptFromBeingTried) {
   EXPECT_EQ(Answered() + Declined(), 1);
   BothWays("8 + Count + Compare");
   EXPECT_EQ(Answered() + Declined(), 2);
+  BothWays("8 + Count + DateCompared");
+  EXPECT_EQ(Answered() + Declined(), 3);
+  BothWays("8 + Count + ADateCompare");
+  EXPECT_EQ(Answered() + Declined(), 4);
+  // The whole name between other characters, at the start or at the end.
+  BothWays("(dateCompare(Count, 8) )");
+  BothWays("\"x\"&DateCompare");
+  BothWays("DateCompare");
+  EXPECT_EQ(Answered() + Declined(), 4);
 }
 
 TEST_F(Unwatched, ANonStockCreatorKeepsRunsGeneral) {
