@@ -46,9 +46,11 @@ options=(batch --errors --now "3/14/2002 9:30:00 AM" --system Fuzz --application
 linux_status=$?
 
 mkdir -p "$prefix" && prefix=$(realpath "$prefix")
+. "$(cd "$(dirname "$0")" && pwd)/../tests/com/wine_common.sh"
+make_wine_prefix "$prefix" || exit 1
 wine_env=(env WINEPREFIX="$prefix" WINEDEBUG=-all LC_ALL=en_US.UTF-8 LANG=en_US.UTF-8)
-win_fields=$("${wine_env[@]}" winepath -w "$work/fields.txt" 2>/dev/null)
-win_scripts=$("${wine_env[@]}" winepath -w "$work/scripts.txt" 2>/dev/null)
+win_fields=$(windows_path "$work/fields.txt")
+win_scripts=$(windows_path "$work/scripts.txt")
 "${wine_env[@]}" wine "$windows" "${options[@]}" --fields "$win_fields" "$win_scripts" \
   </dev/null >"$work/windows.out.raw" 2>"$work/windows.err.raw"
 windows_status=$?

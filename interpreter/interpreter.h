@@ -502,7 +502,8 @@ class Interpreter {
     if (fault_injector_) fault_injector_(title);
   }
   bool FaultsInjected() const noexcept { return static_cast<bool>(fault_injector_); }
-  // Tests forbid unwatched runs to compare, and count how runs went.
+  // Tests forbid unwatched runs (and the words kept per text with them) to compare, and count
+  // how runs went.
   bool unwatched_allowed_ = true;
   std::int32_t unwatched_answered_ = 0;
   std::int32_t unwatched_declined_ = 0;

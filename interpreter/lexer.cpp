@@ -119,8 +119,9 @@ constexpr std::size_t kLongestMemoText = 8192;
 }  // namespace
 
 std::u16string Interpreter::GetNextWord(std::int16_t level) {
-  // A test that makes procedures fail on purpose reads every word for itself.
-  WordMemo* memo = FaultsInjected() ? nullptr : LevelWordMemo(level);
+  // A test that makes procedures fail on purpose reads every word for itself, and so does the
+  // host tests compare with, which takes no shortcut.
+  WordMemo* memo = FaultsInjected() || !UnwatchedAllowed() ? nullptr : LevelWordMemo(level);
   const std::int16_t* position = memo != nullptr ? read_positions_.Find(level) : nullptr;
   if (position == nullptr || *position < 0 ||
       static_cast<std::size_t>(*position) >= memo->at.size()) {

@@ -300,6 +300,18 @@ TEST_F(Lexer, ATextReadAgainGivesTheSameWordsAndPositionsFromTheWordsKept) {
   EXPECT_EQ(s.GetNextWord(third), u"&");
 }
 
+// The host the unwatched runs are compared with takes no shortcut: it reads every word itself.
+TEST_F(Lexer, AnInterpreterWithoutUnwatchedRunsKeepsNoWords) {
+  seam().AllowUnwatched(false);
+  std::int16_t n = Open(u"A + 1");
+  EXPECT_EQ(Words(n, 3), (W{u"A", u"+", u"1"}));
+  EXPECT_EQ(seam().MemoTexts(), 0u);
+  seam().AllowUnwatched(true);
+  n = Open(u"A + 1");
+  EXPECT_EQ(Words(n, 3), (W{u"A", u"+", u"1"}));
+  EXPECT_EQ(seam().MemoTexts(), 1u);
+}
+
 TEST_F(Lexer, AWordListThatGrowsReadsTheSameTextAnew) {
   std::int16_t n = Open(u"A;B");
   EXPECT_EQ(Words(n, 2), (W{u"A;B", u"<EOL>"}));

@@ -37,11 +37,8 @@ mkdir -p "$prefix"
 prefix=$(cd "$prefix" && pwd)
 # The platform's locale of the hosts and the servers: en-US.
 wine_env=(env WINEPREFIX="$prefix" WINEDEBUG=-all LC_ALL=en_US.UTF-8 LANG=en_US.UTF-8)
-if [ ! -f "$prefix/system.reg" ]; then
-  "${wine_env[@]}" wineboot -i >/dev/null 2>&1 || true
-  "${wine_env[@]}" wineserver -w || true
-fi
 . "$here/../../tests/com/wine_common.sh"
+make_wine_prefix "$prefix" || exit 1
 winpath() { windows_path "$1"; }
 for d in QorvIntr QorvDFld QorvLog; do
   "${wine_env[@]}" wine regsvr32 /s "$(winpath "$dir/$d.dll")" \

@@ -16,11 +16,8 @@ while [ $# -gt 0 ]; do
 done
 [ -n "$prefix" ] && [ -n "$dir" ] || { echo "usage: register_test.sh --prefix P --com-dir D" >&2; exit 2; }
 export WINEPREFIX=$prefix WINEDEBUG=-all
-if [ ! -f "$prefix/system.reg" ]; then
-  mkdir -p "$prefix"
-  wineboot -i >/dev/null 2>&1 || true
-  wineserver -w || true
-fi
+. "$(cd "$(dirname "$0")" && pwd)/wine_common.sh"
+make_wine_prefix "$prefix" || exit 1
 
 dlls=(QorvIntr QorvDFld QorvLog)
 for d in "${dlls[@]}"; do
@@ -78,7 +75,6 @@ exists() {
   return 1
 }
 # The DLL's path as Windows programs see it (Wine's drive Z: is the root).
-. "$(cd "$(dirname "$0")" && pwd)/wine_common.sh"
 dll_path() { windows_path "$dir/$d.dll"; }
 # regsvr32, tried up to three times: under a loaded Wine a registry call inside it fails now and
 # then (seen in parallel test runs, never in a quiet one); a retry is said, a third failure fails.

@@ -25,12 +25,11 @@ rm -rf "$prefix"
 mkdir -p "$prefix"
 # The platform's locale of the hosts and the servers: en-US.
 wine_env=(env WINEPREFIX="$prefix" WINEDEBUG=-all LC_ALL=en_US.UTF-8 LANG=en_US.UTF-8)
-"${wine_env[@]}" wineboot -i >/dev/null 2>&1 || true
-"${wine_env[@]}" wineserver -w || true
-[ -f "$prefix/system.reg" ] || fail "wineboot made no prefix in $prefix"
+. "$src/tests/com/wine_common.sh"
+make_wine_prefix "$prefix" || fail "wineboot made no working prefix in $prefix"
 (cd "$prefix/drive_c" && cmake -E tar xf "$win/$name.zip")
 dir="C:\\$name"
-vbs=$("${wine_env[@]}" winepath -w "$src/tests/package/check_com.vbs" 2>/dev/null)
+vbs=$(windows_path "$src/tests/package/check_com.vbs")
 run() { "${wine_env[@]}" wine "$@" < /dev/null 2>&1 | tr -d '\r'; }
 
 out=$(run cmd /c "$dir\\register.cmd") || fail "register.cmd failed: $out"
