@@ -119,6 +119,7 @@ constexpr std::size_t kLongestMemoText = 8192;
 }  // namespace
 
 std::u16string Interpreter::GetNextWord(std::int16_t level) {
+  // Departure: a word read before from the same text and position is answered from the words kept, without reading again (mechanism only) (tests/interpreter_lexer_test.cpp: Lexer.ATextReadAgainGivesTheSameWordsAndPositionsFromTheWordsKept, Lexer.AWordListThatGrowsReadsTheSameTextAnew; tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
   // A test that makes procedures fail on purpose reads every word for itself, and so does the
   // host tests compare with, which takes no shortcut.
   WordMemo* memo = FaultsInjected() || !UnwatchedAllowed() ? nullptr : LevelWordMemo(level);
