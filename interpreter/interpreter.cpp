@@ -165,7 +165,8 @@ bool Interpreter::AddDelimiter(std::u16string delimiters) {
 }
 
 bool Interpreter::AddFunction(std::u16string functions) {
-  WordListsChanged();
+  // The words read do not depend on this list; what a word is taken for does.
+  ForgetRecorded();
   return Trapped(u"AddFunction", kNoReport, false, [&] {
     function_list_ += u", ";
     // Kept: the names are listed in ProperCase form, "Formathl7datetime" (tests/interpreter_object_test.cpp: InterpreterTest.AddFunctionAppendsTheWordInProperCaseAndAddOperatorUnchanged)

@@ -260,8 +260,8 @@ class Interpreter {
   // The level's text is another one now.
   void LevelTextChanged(std::int16_t level) noexcept;
   void ForgetWordMemos() noexcept;
-  // The operator, delimiter or function list grew: what was read and recorded before may read
-  // otherwise now.
+  // The operator or delimiter list grew: what was read and recorded before may read otherwise
+  // now.
   void WordListsChanged() noexcept;
 
   // ---- Expression evaluator -------------------------------------------------------------

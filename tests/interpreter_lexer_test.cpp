@@ -328,6 +328,17 @@ TEST_F(Lexer, AWordListThatGrowsReadsTheSameTextAnew) {
   EXPECT_EQ(s.MemoTexts(), 1u);
 }
 
+// The function list decides what a word is taken for, not how it is read.
+TEST_F(Lexer, ANewFunctionNameKeepsTheWordsRead) {
+  std::int16_t n = Open(u"A + 1");
+  EXPECT_EQ(Words(n, 3), (W{u"A", u"+", u"1"}));
+  auto s = seam();
+  EXPECT_TRUE(s.AddFunction(u"Zap"));
+  EXPECT_EQ(s.MemoTexts(), 1u);
+  n = Open(u"A + 1");
+  EXPECT_EQ(Words(n, 3), (W{u"A", u"+", u"1"}));
+}
+
 TEST_F(Lexer, ATextSetThroughStrExpressionIsReadAsItNowStands) {
   std::int16_t n = Open(u"A + 1");
   EXPECT_EQ(Words(n, 2), (W{u"A", u"+"}));

@@ -454,6 +454,11 @@ TEST_F(Recorded, ANewWordInTheListsForgetsEveryRecording) {
   EXPECT_EQ(seam().RecordedScripts(), 1u);
   EXPECT_TRUE(seam().AddOperator(u"^"));
   EXPECT_EQ(seam().RecordedScripts(), 0u);
+  // A new function name changes what a word is taken for.
+  Record("Count + 8");
+  EXPECT_EQ(seam().RecordedScripts(), 1u);
+  EXPECT_TRUE(seam().AddFunction(u"Zap"));
+  EXPECT_EQ(seam().RecordedScripts(), 0u);
 }
 
 TEST_F(Recorded, TheRecordingsKeepToTheirRoom) {
