@@ -275,7 +275,9 @@ double Median(std::vector<double> values) {
 }
 
 int Usage() {
-  std::printf("usage: com_bench.exe FAMILIES.tsv SCRIPT_CONTROL_CODE.vbs [--count N] [--rounds R]\n");
+  std::printf("usage: com_bench.exe FAMILIES.tsv SCRIPT_CONTROL_CODE.vbs [--count N] [--rounds R]"
+              " [--only ours|control]\n"
+              "  --only SIDE  time one side alone (to profile it; the other shows 0)\n");
   return 2;
 }
 
@@ -283,9 +285,13 @@ int Run(int argc, char** argv) {
   int count = 500;
   int rounds = 5;
   std::vector<const char*> files;
+  std::string only;
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
-    if ((arg == "--count" || arg == "--rounds") && i + 1 < argc) {
+    if (arg == "--only" && i + 1 < argc) {
+      only = argv[++i];
+      if (only != "ours" && only != "control") return Usage();
+    } else if ((arg == "--count" || arg == "--rounds") && i + 1 < argc) {
       int n = std::atoi(argv[++i]);
       if (n < 1) return Usage();
       (arg == "--count" ? count : rounds) = n;
@@ -334,9 +340,11 @@ int Run(int argc, char** argv) {
       // Swapping the order each round spreads the drift of the machine over both sides.
       for (int turn = 0; turn < 2; ++turn) {
         if ((turn == 0) == (round % 2 == 0)) {
+          if (only == "ours") continue;
           control_times.push_back(TimeCalls(control, count, &answer));
           Expect(family, "Script Control", answer);
         } else {
+          if (only == "control") continue;
           ours_times.push_back(TimeCalls(ours, count, &answer));
           Expect(family, "QorvIntr", answer);
         }
@@ -346,7 +354,10 @@ int Run(int argc, char** argv) {
       std::printf("FAILED: %s, QorvIntr reported an error\n", family.label.c_str());
       return 1;
     }
-    rows.push_back({family.label, Median(control_times) * 1e6, Median(ours_times) * 1e6});
+    auto median_us = [](const std::vector<double>& times) {
+      return times.empty() ? 0.0 : Median(times) * 1e6;
+    };
+    rows.push_back({family.label, median_us(control_times), median_us(ours_times)});
   }
 
   std::printf("C++ host, late-bound (cached DISPIDs): %d calls per side per round, %d rounds, "
@@ -359,8 +370,12 @@ int Run(int argc, char** argv) {
     double ratio = row.ours_us <= row.control_us ? row.control_us / row.ours_us
                                                  : row.ours_us / row.control_us;
     char verdict[64];
-    std::snprintf(verdict, sizeof verdict, "QorvIntr is %.1fx %s", ratio,
-                  row.ours_us <= row.control_us ? "faster" : "slower");
+    if (!only.empty()) {
+      std::snprintf(verdict, sizeof verdict, "%s only", only.c_str());
+    } else {
+      std::snprintf(verdict, sizeof verdict, "QorvIntr is %.1fx %s", ratio,
+                    row.ours_us <= row.control_us ? "faster" : "slower");
+    }
     std::printf("%-20s | %17.2f | %11.2f | %s\n", row.label.c_str(), row.control_us, row.ours_us,
                 verdict);
   }
