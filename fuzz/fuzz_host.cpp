@@ -502,7 +502,8 @@ RunCounted RunBoth(Host& host, const qorvintr::fuzzing::RunMode& mode, bool firs
     if (h == &host) {
       counted.answered = seam.UnwatchedAnswered() != answered;
       counted.replayed = seam.RecordedReplayed() != replayed;
-      counted.recorded = seam.RecordedScripts() > recorded;
+      // The script's own recording (an IF's condition and branches are recorded too).
+      counted.recorded = seam.RecordedScripts() > recorded && seam.IsRecorded(g_script);
       counted.reset = reset;
     } else if (seam.UnwatchedAnswered() != 0) {
       Fail("the twin host's interpreter ran a script unwatched");

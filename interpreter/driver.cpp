@@ -121,7 +121,11 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
       false,
       [&] {
         InjectFault(u"RealizeRegularExpression");
-        RunScript(expression, level, word, result);
+        if (unwatched_) {
+          RunNestedUnwatched(expression, level, word, result);
+        } else {
+          RunScript(expression, level, word, result);
+        }
         return true;
       },
       on_error);
@@ -172,6 +176,30 @@ void Interpreter::RunScript(std::u16string& expression, std::int16_t& level, std
   }
   EvaluateExpression(level);
   result = InstanceStack(level).Pop();
+}
+
+void Interpreter::RunNestedUnwatched(std::u16string& expression, std::int16_t& level,
+                                     std::u16string& word, contract::DataFieldRef& result) {
+  TrimInPlace(expression);
+  // Departure: an IF's condition and branches inside a run nobody watches are recorded and then replayed at their own level (tests/interpreter_unwatched_test.cpp: Recorded.AnIfsConditionAndBranchRunFromTheirRecordingsWithinTheRun, Recorded.ReplayedNestedRunsNumberTheTemporariesAroundThemAsTheGeneralRun, Recorded.ANestedReplayThatFailsOnTheValuesOfTheDayLeavesTheRunToTheGeneralOne)
+  if (const RecordedRun* recorded = FindRecorded(expression)) {
+    ReplayNested(*recorded, expression, level, result);
+    return;
+  }
+  // The run that holds this one has a built-in, so it records nothing itself.
+  RecordedRun recording;
+  struct Restore {
+    Interpreter& interpreter;
+    RecordedRun* outer;
+    ~Restore() { interpreter.recording_ = outer; }
+  } restore{*this, recording_};
+  recording_ = &recording;
+  RunScript(expression, level, word, result);
+  // Kept only when every step was followed and the run ended as a run ends: a decline or an
+  // error leaves the reading part way.
+  if (recording_ != &recording || declined_) return;
+  recording.end_position = ReadPosition(level);
+  support::IgnoreErrors([&] { KeepRecorded(expression, std::move(recording)); });
 }
 
 // Departure: only a level-0 run over the stock collection and creator (or the library's own behind another module), with no listener, no fault injection and no host field named like a temporary, is tried unwatched (tests/interpreter_unwatched_test.cpp: Unwatched.AListenerKeepsRunsGeneral, Unwatched.ANonStockCreatorKeepsRunsGeneral, Unwatched.AHostFieldNamedLikeATemporaryKeepsRunsGeneral, Unwatched.ARunAtADeeperLevelKeepsRunsGeneral)

@@ -234,6 +234,16 @@ class Interpreter {
   // Runs a recorded script at a new level as RunScript would; made counts its temporaries.
   void ReplayScript(const RecordedRun& run, std::u16string& expression, std::int16_t& level,
                     contract::DataFieldRef& result, std::size_t& made);
+  // The recorded steps on the replay's stack, from an empty one; answers the item left on top.
+  ReplayItem ReplaySteps(const RecordedRun& run);
+  // A nested run (an IF's condition or branch) inside a run nobody watches: replayed when its
+  // text has a recording, otherwise run by RunScript and recorded on the way.
+  void RunNestedUnwatched(std::u16string& expression, std::int16_t& level, std::u16string& word,
+                          contract::DataFieldRef& result);
+  // The nested run from its recording, leaving what the general nested run leaves: its level,
+  // the counts its temporaries took and its result (a temporary of the run, or a host field).
+  void ReplayNested(const RecordedRun& run, std::u16string& expression, std::int16_t& level,
+                    contract::DataFieldRef& result);
   // The driver's steps, written down while a run is being recorded.
   void RecordMade();
   void RecordStep(RecordedStep::Kind kind, std::u16string_view text = {});
@@ -513,12 +523,15 @@ class Interpreter {
   }
   std::int32_t recorded_replayed_ = 0;
   void CountReplayed() noexcept { ++recorded_replayed_; }
+  std::int32_t nested_replayed_ = 0;
+  void CountNestedReplayed() noexcept { ++nested_replayed_; }
 #else
   static void InjectFault(std::u16string_view) noexcept {}
   static constexpr bool FaultsInjected() noexcept { return false; }
   static constexpr bool UnwatchedAllowed() noexcept { return true; }
   static void CountUnwatched(bool) noexcept {}
   static void CountReplayed() noexcept {}
+  static void CountNestedReplayed() noexcept {}
 #endif
 };
 

@@ -1,6 +1,7 @@
 // Recorded runs: a script that ran unwatched once runs again from what its words did, without
 // the lexer, the literals' parsing or a field per temporary. Hosts run the same field scripts
 // for every message, so most runs are the second or later run of their script.
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -83,13 +84,7 @@ const Interpreter::RecordedRun* Interpreter::FindRecorded(const std::u16string& 
   return found == recorded_.end() ? nullptr : &found->second;
 }
 
-void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expression,
-                               std::int16_t& level, contract::DataFieldRef& result,
-                               std::size_t& made) {
-  // As RunScript begins (the text is trimmed already: it was found by its trimmed text).
-  last_added_.reset();
-  level = AddInstance(expression);
-  if (level != 0) Decline();
+Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run) {
   replay_stack_.clear();
   replay_hosts_.clear();
   replay_temps_.clear();
@@ -119,7 +114,17 @@ void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expressio
   // The driver's last reduction, and the value it leaves on top (an empty stack is 91).
   reduce::Reduce(items, reduced);
   if (items.Empty()) Decline();
-  const ReplayItem top = items.Pop();
+  return items.Pop();
+}
+
+void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expression,
+                               std::int16_t& level, contract::DataFieldRef& result,
+                               std::size_t& made) {
+  // As RunScript begins (the text is trimmed already: it was found by its trimmed text).
+  last_added_.reset();
+  level = AddInstance(expression);
+  if (level != 0) Decline();
+  const ReplayItem top = ReplaySteps(run);
   ReadPosition(level) = run.end_position;
   made = replay_temps_.size();
   if (top.temp >= 0) {
@@ -137,6 +142,46 @@ void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expressio
   } else {
     result.reset();
   }
+}
+
+void Interpreter::ReplayNested(const RecordedRun& run, std::u16string& expression,
+                               std::int16_t& level, contract::DataFieldRef& result) {
+  last_added_.reset();
+  level = AddInstance(expression);
+  if (level <= 0 || level > kDeepestLevel) Decline();
+  (void)InstanceStack(level);
+  const ReplayItem top = ReplaySteps(run);
+  ReadPosition(level) = run.end_position;
+  const std::size_t made = replay_temps_.size();
+  if (unwatched_made_.size() + made >= kMostUnwatched) Decline();
+  // Every temporary the general run makes here takes the next number and a slot of this level,
+  // and keeps them until the level closes; only the result is a field of its own.
+  const std::int32_t live_before = unwatched_live_;
+  if (top.temp >= 0) {
+    const ReplayTemporary& value = replay_temps_[static_cast<std::size_t>(top.temp)];
+    NewField field = NewTemporary(true);
+    if (field.stock == nullptr) Decline();
+    field.stock->AssignDataType(value.type);
+    field.stock->AssignDataClass(members::kAuto);
+    field.stock->DataSlot() = value.data;
+    KeepUnwatched(field);
+    unwatched_numbers_.resize(unwatched_made_.size());
+    unwatched_numbers_.back() = live_before + top.temp + 1;
+    result = std::move(field.ref);
+  } else if (top.host >= 0) {
+    result = replay_hosts_[static_cast<std::size_t>(top.host)];
+  } else {
+    result.reset();
+  }
+  const auto count = static_cast<std::int32_t>(made);
+  unwatched_live_ = live_before + count;
+  unwatched_most_live_ = std::max(unwatched_most_live_, unwatched_live_);
+  unwatched_held_[level] += count;
+  unwatched_most_held_ = std::max(unwatched_most_held_, unwatched_held_[level]);
+  // Nothing of the replay stays held: the host fields are held by the stack item or the result.
+  replay_hosts_.clear();
+  replay_temps_.clear();
+  CountNestedReplayed();
 }
 
 void Interpreter::RecordMade() {

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "automation/text.h"
 #include "interpreter/interpreter.h"
 
 namespace qorvintr::engine {
@@ -47,7 +48,13 @@ class InterpreterSeam {
   std::int32_t UnwatchedDeclined() const { return i_.unwatched_declined_; }
   // Recorded runs: how many answered from a recording, how many scripts are kept, their room.
   std::int32_t RecordedReplayed() const { return i_.recorded_replayed_; }
+  // Nested runs (an IF's condition or branch) answered from a recording.
+  std::int32_t NestedReplayed() const { return i_.nested_replayed_; }
   std::size_t RecordedScripts() const { return i_.recorded_.size(); }
+  // Whether a recording is kept for this text, trimmed as a run trims it.
+  bool IsRecorded(std::u16string_view text) const {
+    return i_.FindRecorded(std::u16string(automation::TrimView(text))) != nullptr;
+  }
   std::size_t RecordedBytes() const { return i_.recorded_bytes_; }
   // Words already read: how many texts have their words kept, and how many words in all.
   std::size_t MemoTexts() const { return i_.word_memos_.size(); }

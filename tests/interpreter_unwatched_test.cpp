@@ -461,6 +461,68 @@ TEST_F(Recorded, ANewWordInTheListsForgetsEveryRecording) {
   EXPECT_EQ(seam().RecordedScripts(), 0u);
 }
 
+TEST_F(Recorded, AnIfsConditionAndBranchRunFromTheirRecordingsWithinTheRun) {
+  const char* script = "IF Count > 3 THEN Count * 2 + 8 ELSE \"LOW\" & Count END IF";
+  Seen seen = BothWays(script);
+  // The condition and the branch taken are recorded; the IF's own run is not.
+  EXPECT_EQ(seam().RecordedScripts(), 2u);
+  EXPECT_TRUE(seam().IsRecorded(u"Count > 3"));
+  EXPECT_FALSE(seam().IsRecorded(automation::FromUtf8(script)));
+  EXPECT_EQ(seam().NestedReplayed(), 0);
+  EXPECT_EQ(seen.result, u"Autodf1|Variant|{Autodf6|Long|50}");
+  seen = BothWays(script);
+  EXPECT_EQ(seam().NestedReplayed(), 2);
+  EXPECT_EQ(seen.result, u"Autodf1|Variant|{Autodf6|Long|50}");
+  EXPECT_EQ(Replayed(), 0);
+  // The other branch runs the general way once, recorded on the way, and is replayed after.
+  Field(u"Count")->SetData(Value::Long(1));
+  seen = BothWays(script);
+  EXPECT_EQ(seam().NestedReplayed(), 3);
+  EXPECT_EQ(seam().RecordedScripts(), 3u);
+  seen = BothWays(script);
+  EXPECT_EQ(seam().NestedReplayed(), 5);
+  EXPECT_EQ(seen.result, u"Autodf1|Variant|{Autodf3|String|LOW1}");
+  EXPECT_EQ(Declined(), 0);
+}
+
+TEST_F(Recorded, ReplayedNestedRunsNumberTheTemporariesAroundThemAsTheGeneralRun) {
+  // Temporaries before the IF, in an ELSEIF chain, two IFs in one script, a host field's text and
+  // a date: each run twice, so that the second replays what the first recorded.
+  AddField("Name", Value::String(u"Smith"), "String");
+  const char* const scripts[] = {
+      "8 + IF Count > 100 THEN \"HIGH\" ELSEIF Count > 2 THEN \"MID\" ELSE \"LOW\" END IF",
+      "3 + IF Count > 1 THEN Count * 2 ELSE 0 END IF * IF Count < 9 THEN 2 ELSE 1 END IF",
+      "IF Name = \"Smith\" THEN Name & \"!\" ELSE \"?\" END IF",
+      "IF Count - 5 THEN 1 ELSEIF Count THEN #3/14/2002# + Count END IF & \"!\"",
+  };
+  for (const char* script : scripts) {
+    const Seen first = BothWays(script);
+    const std::int32_t replayed = seam().NestedReplayed();
+    const std::int32_t declined = Declined();
+    const Seen second = BothWays(script);
+    EXPECT_EQ(Declined(), declined) << script;
+    EXPECT_GT(seam().NestedReplayed(), replayed) << script;
+    EXPECT_EQ(second, first) << script;
+  }
+}
+
+TEST_F(Recorded, ANestedReplayThatFailsOnTheValuesOfTheDayLeavesTheRunToTheGeneralOne) {
+  AddField("Divisor", Value::Long(4), "Long");
+  const char* script = "IF Count / Divisor > 1 THEN 1 ELSE 2 END IF";
+  BothWays(script);
+  EXPECT_TRUE(seam().IsRecorded(u"Count / Divisor > 1"));
+  Field(u"Divisor")->SetData(Value::Long(0));
+  const Seen seen = BothWays(script);
+  EXPECT_EQ(Declined(), 1);
+  EXPECT_FALSE(seen.reported.empty());
+  // A field gone since: the replay declines, the general run reports.
+  std::u16string name = u"Divisor";
+  fields->Remove(name);
+  const Seen gone = BothWays(script);
+  EXPECT_EQ(Declined(), 2);
+  EXPECT_FALSE(gone.log.empty());
+}
+
 TEST_F(Recorded, TheRecordingsKeepToTheirRoom) {
   // Long distinct scripts, far more than the room holds: it is emptied and filled again.
   std::string chain = "Count";
