@@ -151,7 +151,8 @@ class DynArray {
 // Two dimensions. Every answer is that of one block of n1 x n2 elements (ReDim Preserve may
 // change only the last dimension and keeps every element). Underneath, each index of the first
 // dimension has its own row, made as far as it has been written: a row grows geometrically, a
-// row never written takes no room, and ReDim Preserve itself moves nothing. (The interpreter's
+// row never written takes no room, a row keeps its length across a ReDim (its elements back to
+// the default value), and ReDim Preserve itself moves nothing. (The interpreter's
 // hold table has sixteen levels and grows its slots by five; a long script uses one level.)
 template <class T>
 class DynArray2D {
@@ -167,12 +168,17 @@ class DynArray2D {
     }
     if (rows_.size() == n1) {
       // The same rows again (a reset): what they hold goes back to the default value in place.
-      for (std::vector<T>& row : rows_) {
+      // Only rows reached since the last reset can hold anything else (a host resets after
+      // every script, and a script mostly reaches one level of sixteen).
+      for (std::size_t r = 0; r < n1; ++r) {
+        if (r < kTrackedRows && (touched_ & (std::uint64_t{1} << r)) == 0) continue;
+        std::vector<T>& row = rows_[r];
         if (row.capacity() > detail::kMaxReusedElements) {
           std::vector<T>().swap(row);
           continue;
         }
-        if (row.size() > n2) row.resize(n2);
+        // Every element, those past the new second dimension too: a row keeps its length, so
+        // that the next growth of the slots makes nothing.
         for (T& item : row) detail::ResetElement(item);
       }
     } else {
@@ -180,6 +186,7 @@ class DynArray2D {
       detail::ResizeOrRaise(fresh, n1);
       rows_ = std::move(fresh);
     }
+    touched_ = 0;
     lower1_ = lower1;
     lower2_ = lower2;
     n1_ = n1;
@@ -204,14 +211,19 @@ class DynArray2D {
         detail::kMaxArrayElements) {
       automation::Raise(automation::err::OutOfMemory);
     }
-    for (std::vector<T>& row : rows_) {
-      if (row.size() > n2) row.resize(n2);
+    // Elements past the second dimension are always at their default value (a later growth
+    // shows them so); only a shrink has any to clear.
+    if (n2 < n2_) {
+      for (std::vector<T>& row : rows_) {
+        for (std::size_t at = n2; at < row.size(); ++at) detail::ResetElement(row[at]);
+      }
     }
     n2_ = n2;
   }
 
   void Erase() noexcept {
     std::vector<std::vector<T>>().swap(rows_);
+    touched_ = 0;
     lower1_ = lower2_ = 0;
     n1_ = n2_ = 0;
     dimensioned_ = false;
@@ -231,7 +243,9 @@ class DynArray2D {
 
   // An element not yet made is made (with those before it in its row) when first reached.
   T& operator()(std::int32_t i, std::int32_t j) {
-    std::vector<T>& row = rows_[Row(i)];
+    const std::size_t r = Row(i);
+    if (r < kTrackedRows) touched_ |= std::uint64_t{1} << r;
+    std::vector<T>& row = rows_[r];
     const std::size_t at = Column(j);
     if (at >= row.size()) detail::ResizeOrRaise(row, at + 1);
     return row[at];
@@ -264,7 +278,11 @@ class DynArray2D {
     return static_cast<std::size_t>(b);
   }
 
+  // Rows past the first 64 are reset every time.
+  static constexpr std::size_t kTrackedRows = 64;
+
   std::vector<std::vector<T>> rows_;
+  std::uint64_t touched_ = 0;  // the rows (of the first 64) reached since the last ReDim
   std::int32_t lower1_ = 0;
   std::int32_t lower2_ = 0;
   std::size_t n1_ = 0;

@@ -150,6 +150,37 @@ TEST(DynArray2D, ReDimDiscardsAndEraseUndimensions) {
   EXPECT_EQ(ErrorOf([&] { h(0, 0); }), 9);
 }
 
+TEST(DynArray2D, EveryRowWrittenComesBackEmptyAfterReDimPastTheTrackedOnesToo) {
+  // Rows are written, read, cut by a shrinking ReDim Preserve and written again across several
+  // resets; after each ReDim every element of every row (the 70th too) is the default.
+  DynArray2D<std::u16string> h;
+  h.ReDim(0, 69, 0, 3);
+  for (int round = 0; round < 3; ++round) {
+    for (int level = round; level <= 69; level += 7) h(level, level % 4) = u"v";
+    if (round == 1) h.ReDimPreserve(0, 69, 0, 1);
+    h.ReDimPreserve(0, 69, 0, 3);
+    h.ReDim(0, 69, 0, 3);
+    const DynArray2D<std::u16string>& read = h;
+    for (int level = 0; level <= 69; ++level) {
+      for (int slot = 0; slot <= 3; ++slot) {
+        EXPECT_EQ(read(level, slot), u"") << round << " " << level << " " << slot;
+      }
+    }
+  }
+}
+
+TEST(DynArray2D, ShrinkingPreserveCutsTheRowsAndGrowingBackShowsDefaults) {
+  DynArray2D<std::u16string> h;
+  h.ReDim(0, 3, 0, 4);
+  h(2, 4) = u"gone";
+  h(2, 1) = u"kept";
+  h.ReDimPreserve(0, 3, 0, 2);
+  EXPECT_EQ(ErrorOf([&] { h(2, 4); }), 9);
+  h.ReDimPreserve(0, 3, 0, 4);
+  EXPECT_EQ(h(2, 4), u"");
+  EXPECT_EQ(h(2, 1), u"kept");
+}
+
 TEST(DynArray2D, AHugeTableIsRefusedAsOutOfMemory) {
   DynArray2D<int> h;
   EXPECT_EQ(ErrorOf([&] { h.ReDim(0, 100000, 0, 100000); }), 7);
