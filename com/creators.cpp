@@ -112,7 +112,7 @@ IDispatch* CreateOfClass(const ClassInfo& k) {
 }
 
 // QorvDFld's own factory: the same object CreateInstance makes, without IDispatch.
-automation::ObjectRef CreateOwnField(IOwnObject* factory) {
+std::shared_ptr<DirectDataField> CreateOwnField(IOwnObject* factory) {
   IOwnObject* created = nullptr;
   HRESULT hr = static_cast<DirectFieldFactory*>(factory->Direct())->CreateField(&created);
   if (FAILED(hr) || !created) automation::Raise(automation::err::CantCreateObject);
@@ -135,6 +135,15 @@ automation::ObjectRef CreateAdapter(std::u16string_view prog_id) {
   }
   ComRef<IDispatch> dispatch(CreateOfClass(k));
   return std::make_shared<Adapter>(dispatch.get(), k.ids);
+}
+
+// The creator of QorvDFld.DataField as a data field: the same object, without the registry's
+// lookup or a cast when QorvDFld's own factory is known on the thread.
+contract::DataFieldRef MakeField() {
+  if (ThreadClasses* known = Classes(); known != nullptr && known->field_factory != nullptr) {
+    return CreateOwnField(known->field_factory);
+  }
+  return contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
 }
 
 // Whether the creator of QorvDFld.DataField goes straight to QorvDFld's own factory of this
@@ -181,7 +190,7 @@ void RegisterComCreators() {
     contract::stock::RegisterOwnCreator(
         contract::kDataFieldProgId,
         [] { return CreateAdapter<DispatchDataField>(contract::kDataFieldProgId); },
-        OwnFieldFactoryKnown);
+        OwnFieldFactoryKnown, MakeField);
     contract::RegisterCreator(contract::kLogProgId, [] {
       return CreateAdapter<DispatchLogWriter>(contract::kLogProgId);
     });

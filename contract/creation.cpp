@@ -24,6 +24,7 @@ struct Entry {
   std::shared_ptr<const Creator> creator;
   bool stock = false;
   stock::QuietTest quiet = nullptr;
+  stock::FieldMaker make_field = nullptr;
 };
 
 // A handful of identifiers at most: a flat list scanned under a shared lock is the cheapest
@@ -61,6 +62,7 @@ void RegisterCreator(std::u16string_view prog_id, Creator creator) {
     e->creator = std::move(shared);
     e->stock = false;
     e->quiet = nullptr;
+    e->make_field = nullptr;
   } else {
     r.entries.push_back(Entry{std::u16string(prog_id), std::move(shared)});
   }
@@ -150,11 +152,15 @@ FieldsView ProbeFields(DataFields* fields) noexcept {
   return probe(*fields);
 }
 
-void RegisterOwnCreator(std::u16string_view prog_id, Creator creator, QuietTest quiet) {
+void RegisterOwnCreator(std::u16string_view prog_id, Creator creator, QuietTest quiet,
+                        FieldMaker make_field) {
   RegisterCreator(prog_id, std::move(creator));
   Registry& r = TheRegistry();
   std::unique_lock lock(r.mutex);
-  if (Entry* e = r.Find(prog_id)) e->quiet = quiet;
+  if (Entry* e = r.Find(prog_id)) {
+    e->quiet = quiet;
+    e->make_field = make_field;
+  }
   r.generation.fetch_add(1, std::memory_order_release);
 }
 
@@ -163,6 +169,13 @@ QuietTest OwnCreatorTest(std::u16string_view prog_id) {
   std::shared_lock lock(r.mutex);
   const Entry* e = r.Find(prog_id);
   return e != nullptr ? e->quiet : nullptr;
+}
+
+FieldMaker OwnFieldMaker(std::u16string_view prog_id) {
+  Registry& r = TheRegistry();
+  std::shared_lock lock(r.mutex);
+  const Entry* e = r.Find(prog_id);
+  return e != nullptr ? e->make_field : nullptr;
 }
 
 void SetOwnFieldsProbe(OwnFieldsProbe probe) noexcept {

@@ -66,11 +66,17 @@ FieldsView ProbeFields(DataFields* fields) noexcept;
 // Answers whether a creator runs nothing of the host's right now (a COM creator: while the class
 // it would make is the library's own, of this build).
 using QuietTest = bool (*)() noexcept;
-// Registers the identifier's creator (as RegisterCreator) with that test; any later
-// registration of the identifier takes the test away.
-void RegisterOwnCreator(std::u16string_view prog_id, Creator creator, QuietTest quiet);
+// What the creator makes, as a data field, without the registry's lookup or a cast: the
+// result of an unwatched run is made once per script, under the creator registered with it.
+using FieldMaker = DataFieldRef (*)();
+// Registers the identifier's creator (as RegisterCreator) with that test, and with its maker of
+// data fields when it has one; any later registration of the identifier takes both away.
+void RegisterOwnCreator(std::u16string_view prog_id, Creator creator, QuietTest quiet,
+                        FieldMaker make_field = nullptr);
 // The test registered with the identifier's creator, or null.
 QuietTest OwnCreatorTest(std::u16string_view prog_id);
+// The maker registered with the identifier's creator, or null.
+FieldMaker OwnFieldMaker(std::u16string_view prog_id);
 
 // What an unwatched run asks of a collection that is the library's own but reached through
 // another module (the COM servers' collection): only answers that run nothing of the host's.

@@ -240,6 +240,7 @@ bool Interpreter::UnwatchedCreatorReady() {
   const std::uint64_t generation = contract::stock::CreatorGeneration();
   if (generation != own_creator_generation_) {
     own_creator_test_ = contract::stock::OwnCreatorTest(contract::kDataFieldProgId);
+    own_field_maker_ = contract::stock::OwnFieldMaker(contract::kDataFieldProgId);
     own_creator_generation_ = generation;
   }
   return own_creator_test_ != nullptr && own_creator_test_();

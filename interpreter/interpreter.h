@@ -446,6 +446,7 @@ class Interpreter {
   // The quiet test of the registered creator of data fields, as of a registry generation.
   std::uint64_t own_creator_generation_ = ~std::uint64_t{0};
   contract::stock::QuietTest own_creator_test_ = nullptr;
+  contract::stock::FieldMaker own_field_maker_ = nullptr;
   contract::HostErrorRef error_object_;
   // Whether the registered creator of data fields is the stock one, as of a registry generation.
   std::uint64_t creator_generation_ = ~std::uint64_t{0};

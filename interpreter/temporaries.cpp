@@ -463,8 +463,13 @@ contract::DataFieldRef Interpreter::UnwatchedResult(components::DataFieldObject&
   }
   // The members the general run writes; the field is the library's own, so their order does not
   // show. A Data holding one of the run's temporaries (an IF's value) holds its field too.
+  // The creator's own maker while the creator is the one the run was allowed under.
   contract::DataFieldRef result =
-      contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
+      own_field_maker_ != nullptr &&
+              contract::stock::CreatorGeneration() == own_creator_generation_
+          ? own_field_maker_()
+          : contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
+  if (!result) automation::Raise(automation::err::CantCreateObject);
   made.emplace_back(&field, result);
   result->SetName(field.NameRef());
   result->SetDataType(field.DataTypeRef());

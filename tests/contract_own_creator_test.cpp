@@ -34,8 +34,32 @@ TEST(OwnCreator, KeepsItsTestUntilTheIdentifierIsRegisteredAgain) {
   EXPECT_EQ(stock::OwnCreatorTest(kId), nullptr);
 }
 
+int g_made = 0;
+DataFieldRef MakeCounted() {
+  ++g_made;
+  return std::make_shared<components::DataFieldObject>();
+}
+
+TEST(OwnCreator, KeepsItsFieldMakerUntilTheIdentifierIsRegisteredAgain) {
+  stock::RegisterOwnCreator(kId, MakeField, Quiet, MakeCounted);
+  ASSERT_EQ(stock::OwnFieldMaker(u"OWN.creator.test"), &MakeCounted);
+  g_made = 0;
+  EXPECT_TRUE(stock::OwnFieldMaker(kId)() != nullptr);
+  EXPECT_EQ(g_made, 1);
+  stock::RegisterOwnCreator(kId, MakeField, Quiet);  // no maker this time
+  EXPECT_EQ(stock::OwnFieldMaker(kId), nullptr);
+  EXPECT_EQ(stock::OwnCreatorTest(kId), &Quiet);
+  stock::RegisterOwnCreator(kId, MakeField, Quiet, MakeCounted);
+  RegisterCreator(kId, MakeField);
+  EXPECT_EQ(stock::OwnFieldMaker(kId), nullptr);
+  stock::RegisterOwnCreator(kId, MakeField, Quiet, MakeCounted);
+  EXPECT_TRUE(UnregisterCreator(kId));
+  EXPECT_EQ(stock::OwnFieldMaker(kId), nullptr);
+}
+
 TEST(OwnCreator, NoneForAnIdentifierWithoutOne) {
   EXPECT_EQ(stock::OwnCreatorTest(u"Nobody.Registered.This"), nullptr);
+  EXPECT_EQ(stock::OwnFieldMaker(u"Nobody.Registered.This"), nullptr);
 }
 
 int g_probed = 0;
