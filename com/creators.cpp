@@ -42,6 +42,13 @@ support::ThreadPointer g_thread_classes;
 
 ThreadClasses* Classes() noexcept { return static_cast<ThreadClasses*>(g_thread_classes.Get()); }
 
+// QorvDFld's own factory when the thread has found it (kept while an interpreter lives on the
+// thread, so it stays for the caller's call), else null.
+IOwnObject* KnownFieldFactory() noexcept {
+  const ThreadClasses* known = Classes();
+  return known != nullptr ? known->field_factory : nullptr;
+}
+
 struct ClassInfo {
   IClassFactory* factory;  // AddRef'd for the caller
   IOwnObject* own;         // the same, or null
@@ -123,10 +130,7 @@ std::shared_ptr<DirectDataField> CreateOwnField(IOwnObject* factory) {
 template <class Adapter>
 automation::ObjectRef CreateAdapter(std::u16string_view prog_id) {
   if constexpr (std::is_same_v<Adapter, DispatchDataField>) {
-    // Kept while an interpreter lives on the thread, so it stays for this call.
-    if (ThreadClasses* known = Classes(); known != nullptr && known->field_factory != nullptr) {
-      return CreateOwnField(known->field_factory);
-    }
+    if (IOwnObject* factory = KnownFieldFactory()) return CreateOwnField(factory);
   }
   ClassInfo k = ClassOf(prog_id);
   ClassHold hold{k};
@@ -140,19 +144,14 @@ automation::ObjectRef CreateAdapter(std::u16string_view prog_id) {
 // The creator of QorvDFld.DataField as a data field: the same object, without the registry's
 // lookup or a cast when QorvDFld's own factory is known on the thread.
 contract::DataFieldRef MakeField() {
-  if (ThreadClasses* known = Classes(); known != nullptr && known->field_factory != nullptr) {
-    return CreateOwnField(known->field_factory);
-  }
+  if (IOwnObject* factory = KnownFieldFactory()) return CreateOwnField(factory);
   return contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
 }
 
 // Whether the creator of QorvDFld.DataField goes straight to QorvDFld's own factory of this
 // build on this thread (it has been found there once), so that creating runs nothing of the
 // host's. Until then runs are never tried unwatched.
-bool OwnFieldFactoryKnown() noexcept {
-  const ThreadClasses* known = Classes();
-  return known != nullptr && known->field_factory != nullptr;
-}
+bool OwnFieldFactoryKnown() noexcept { return KnownFieldFactory() != nullptr; }
 
 }  // namespace
 

@@ -169,6 +169,8 @@ class Interpreter {
   // A temporary just made is held at the level (an unwatched run only counts it), and a nested
   // level closes (its temporaries' names go back).
   void NoteUnwatchedHold(std::int16_t level);
+  // count temporaries just made at the level (0..kDeepestLevel), each with a name and a slot.
+  void CountUnwatchedHolds(std::int16_t level, std::int32_t count) noexcept;
   void NoteUnwatchedClose(std::int16_t level) noexcept;
   // The names of the temporaries the run made (every one after a built-in: a result may hold
   // another in its Data; else the result alone), and the field the host gets for the result.
@@ -234,8 +236,11 @@ class Interpreter {
   // Runs a recorded script at a new level as RunScript would; made counts its temporaries.
   void ReplayScript(const RecordedRun& run, std::u16string& expression, std::int16_t& level,
                     contract::DataFieldRef& result, std::size_t& made);
-  // The recorded steps on the replay's stack, from an empty one; answers the item left on top.
-  ReplayItem ReplaySteps(const RecordedRun& run);
+  // The recorded run at a new level (level 0 for a script, 1 on for a nested run, else it
+  // declines): its steps on the replay's stack, from an empty one, and the reading position
+  // the run ended at; answers the item left on top.
+  ReplayItem ReplayInstance(const RecordedRun& run, std::u16string& expression,
+                            std::int16_t& level, bool nested);
   // A nested run (an IF's condition or branch) inside a run nobody watches: replayed when its
   // text has a recording, otherwise run by RunScript and recorded on the way.
   void RunNestedUnwatched(std::u16string& expression, std::int16_t& level, std::u16string& word,
@@ -317,6 +322,8 @@ class Interpreter {
   // members_written: the caller writes Name, DataType and DataClass before the field can be
   // seen, so a pooled field's old texts need not be cleared first.
   NewField NewTemporary(bool members_written);
+  // A pooled temporary holding a replayed value, as the general run's temporary holds it.
+  NewField ReplayedField(const ReplayTemporary& value);
   // Keeps a temporary made in an unwatched run: its creation order gives its name.
   void KeepUnwatched(const NewField& field);
   // Nine digits at most and nothing else: the Long a numeric temporary of the text holds.

@@ -1,7 +1,6 @@
 // Recorded runs: a script that ran unwatched once runs again from what its words did, without
 // the lexer, the literals' parsing or a field per temporary. Hosts run the same field scripts
 // for every message, so most runs are the second or later run of their script.
-#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -84,7 +83,16 @@ const Interpreter::RecordedRun* Interpreter::FindRecorded(const std::u16string& 
   return found == recorded_.end() ? nullptr : &found->second;
 }
 
-Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run) {
+Interpreter::ReplayItem Interpreter::ReplayInstance(const RecordedRun& run,
+                                                   std::u16string& expression,
+                                                   std::int16_t& level, bool nested) {
+  // As RunScript begins (the text is trimmed already: it was found by its trimmed text); a
+  // script runs at level 0, a nested run at a level of its own.
+  last_added_.reset();
+  level = AddInstance(expression);
+  if (nested ? level <= 0 || level > kDeepestLevel : level != 0) Decline();
+  // The general run ends by popping this level's stack (91 without one).
+  (void)InstanceStack(level);
   replay_stack_.clear();
   replay_hosts_.clear();
   replay_temps_.clear();
@@ -114,27 +122,28 @@ Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run) {
   // The driver's last reduction, and the value it leaves on top (an empty stack is 91).
   reduce::Reduce(items, reduced);
   if (items.Empty()) Decline();
-  return items.Pop();
+  const ReplayItem top = items.Pop();
+  ReadPosition(level) = run.end_position;
+  return top;
+}
+
+Interpreter::NewField Interpreter::ReplayedField(const ReplayTemporary& value) {
+  NewField field = NewTemporary(true);
+  if (field.stock == nullptr) Decline();
+  field.stock->AssignDataType(value.type);
+  field.stock->AssignDataClass(members::kAuto);
+  field.stock->DataSlot() = value.data;
+  return field;
 }
 
 void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expression,
                                std::int16_t& level, contract::DataFieldRef& result,
                                std::size_t& made) {
-  // As RunScript begins (the text is trimmed already: it was found by its trimmed text).
-  last_added_.reset();
-  level = AddInstance(expression);
-  if (level != 0) Decline();
-  const ReplayItem top = ReplaySteps(run);
-  ReadPosition(level) = run.end_position;
+  const ReplayItem top = ReplayInstance(run, expression, level, false);
   made = replay_temps_.size();
   if (top.temp >= 0) {
-    const ReplayTemporary& value = replay_temps_[static_cast<std::size_t>(top.temp)];
-    NewField field = NewTemporary(true);
-    if (field.stock == nullptr) Decline();
+    NewField field = ReplayedField(replay_temps_[static_cast<std::size_t>(top.temp)]);
     NameAsTemporary(*field.stock, static_cast<std::size_t>(top.temp) + 1);
-    field.stock->AssignDataType(value.type);
-    field.stock->AssignDataClass(members::kAuto);
-    field.stock->DataSlot() = value.data;
     result = std::move(field.ref);
     if (!StockCreator()) result = UnwatchedResult(*field.stock);
   } else if (top.host >= 0) {
@@ -146,24 +155,14 @@ void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expressio
 
 void Interpreter::ReplayNested(const RecordedRun& run, std::u16string& expression,
                                std::int16_t& level, contract::DataFieldRef& result) {
-  last_added_.reset();
-  level = AddInstance(expression);
-  if (level <= 0 || level > kDeepestLevel) Decline();
-  (void)InstanceStack(level);
-  const ReplayItem top = ReplaySteps(run);
-  ReadPosition(level) = run.end_position;
+  const ReplayItem top = ReplayInstance(run, expression, level, true);
   const std::size_t made = replay_temps_.size();
   if (unwatched_made_.size() + made >= kMostUnwatched) Decline();
   // Every temporary the general run makes here takes the next number and a slot of this level,
   // and keeps them until the level closes; only the result is a field of its own.
   const std::int32_t live_before = unwatched_live_;
   if (top.temp >= 0) {
-    const ReplayTemporary& value = replay_temps_[static_cast<std::size_t>(top.temp)];
-    NewField field = NewTemporary(true);
-    if (field.stock == nullptr) Decline();
-    field.stock->AssignDataType(value.type);
-    field.stock->AssignDataClass(members::kAuto);
-    field.stock->DataSlot() = value.data;
+    NewField field = ReplayedField(replay_temps_[static_cast<std::size_t>(top.temp)]);
     KeepUnwatched(field);
     unwatched_numbers_.resize(unwatched_made_.size());
     unwatched_numbers_.back() = live_before + top.temp + 1;
@@ -173,11 +172,7 @@ void Interpreter::ReplayNested(const RecordedRun& run, std::u16string& expressio
   } else {
     result.reset();
   }
-  const auto count = static_cast<std::int32_t>(made);
-  unwatched_live_ = live_before + count;
-  unwatched_most_live_ = std::max(unwatched_most_live_, unwatched_live_);
-  unwatched_held_[level] += count;
-  unwatched_most_held_ = std::max(unwatched_most_held_, unwatched_held_[level]);
+  CountUnwatchedHolds(level, static_cast<std::int32_t>(made));
   // Nothing of the replay stays held: the host fields are held by the stack item or the result.
   replay_hosts_.clear();
   replay_temps_.clear();

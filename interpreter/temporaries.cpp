@@ -404,12 +404,16 @@ void Interpreter::SettleUnwatched(std::int16_t level, std::size_t held_here,
 void Interpreter::NoteUnwatchedHold(std::int16_t level) {
   if (level < 0 || level > kDeepestLevel || unwatched_made_.empty()) Decline();
   // The temporary just made took the next name and a slot of its level.
-  ++unwatched_live_;
-  unwatched_most_live_ = std::max(unwatched_most_live_, unwatched_live_);
-  const std::int32_t held = ++unwatched_held_[level];
-  unwatched_most_held_ = std::max(unwatched_most_held_, held);
+  CountUnwatchedHolds(level, 1);
   unwatched_numbers_.resize(unwatched_made_.size());
   unwatched_numbers_.back() = unwatched_live_;
+}
+
+void Interpreter::CountUnwatchedHolds(std::int16_t level, std::int32_t count) noexcept {
+  unwatched_live_ += count;
+  unwatched_most_live_ = std::max(unwatched_most_live_, unwatched_live_);
+  unwatched_held_[level] += count;
+  unwatched_most_held_ = std::max(unwatched_most_held_, unwatched_held_[level]);
 }
 
 void Interpreter::NoteUnwatchedClose(std::int16_t level) noexcept {
