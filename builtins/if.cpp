@@ -127,6 +127,8 @@ bool Interpreter::RunIfBranches(std::int16_t level, Value& value) {
 }
 
 std::u16string Interpreter::GetElseStatements(std::int16_t level) {
+  const ScanStart scan = StartScan(level, Scan::kElseStatements);
+  if (scan.found != nullptr) return scan.found->text;
   std::int16_t ended_at = kEndedAtElse;
   std::u16string branch;
   std::int16_t furthest = ReadPosition(level);
@@ -144,6 +146,7 @@ std::u16string Interpreter::GetElseStatements(std::int16_t level) {
     }
     furthest = after;
   }
+  KeepScan(level, Scan::kElseStatements, scan, branch, 0);
   return branch;
 }
 
@@ -155,7 +158,9 @@ void Interpreter::FinishIf(std::int16_t level, const Value& value) {
 }
 
 std::u16string Interpreter::GetIfCondition(std::int16_t level) {
-  return Trapped(u"GetIfCondition", u"GetIfCondition", std::u16string{}, [&] {
+  const ScanStart scan = StartScan(level, Scan::kCondition);
+  if (scan.found != nullptr) return scan.found->text;
+  std::u16string read = Trapped(u"GetIfCondition", u"GetIfCondition", std::u16string{}, [&] {
     std::u16string condition;
     std::u16string word = WithoutCarriageReturn(GetNextWord(level));
     for (;;) {
@@ -167,10 +172,18 @@ std::u16string Interpreter::GetIfCondition(std::int16_t level) {
     }
     return condition;
   });
+  KeepScan(level, Scan::kCondition, scan, read, 0);
+  return read;
 }
 
 std::u16string Interpreter::GetStatements(std::int16_t level, std::int16_t& ended_at) {
-  return Trapped(u"GetStatements", u"GetStatements", std::u16string{}, [&] {
+  const ScanStart scan = StartScan(level, Scan::kStatements);
+  if (scan.found != nullptr) {
+    if (scan.found->ended_at != 0) ended_at = scan.found->ended_at;
+    return scan.found->text;
+  }
+  std::int16_t ended = 0;  // set only when the branch ends at ELSE or ELSEIF
+  std::u16string branch = Trapped(u"GetStatements", u"GetStatements", std::u16string{}, [&] {
     std::u16string statements;
     bool first_word = true;
     for (;;) {
@@ -180,7 +193,7 @@ std::u16string Interpreter::GetStatements(std::int16_t level, std::int16_t& ende
       if (upper == u"ELSE") {
         // Kept: an ELSE that is the branch's first word is passed over (tests/builtins_if_test.cpp: IfSteps.GetStatementsPassesOverAnElseThatIsTheFirstWord)
         if (!first_word) {
-          ended_at = kEndedAtElse;
+          ended = kEndedAtElse;
           PutLastWord(level, word);
           break;
         }
@@ -188,7 +201,7 @@ std::u16string Interpreter::GetStatements(std::int16_t level, std::int16_t& ende
         // Giving back "IF" moves the reading back three characters, so that the IF at the end
         // of ELSEIF starts the next statement.
         // Kept: ELSEIF gives back its last three characters (tests/builtins_if_test.cpp: IfSteps.GetStatementsEndingAtElseIfAnswers32000AndGivesBackItsIf)
-        ended_at = kEndedAtElseIf;
+        ended = kEndedAtElseIf;
         PutLastWord(level, u"IF");
         break;
       } else if (upper == u"ENDIF") {
@@ -209,10 +222,15 @@ std::u16string Interpreter::GetStatements(std::int16_t level, std::int16_t& ende
     }
     return statements;
   });
+  if (ended != 0) ended_at = ended;
+  KeepScan(level, Scan::kStatements, scan, branch, ended);
+  return branch;
 }
 
 bool Interpreter::RemoveEndIf(std::int16_t level) {
-  return Trapped(u"RemoveEndIf", u"RemoveEndIf", false, [&] {
+  const ScanStart scan = StartScan(level, Scan::kEndIf);
+  if (scan.found != nullptr) return true;
+  const bool removed = Trapped(u"RemoveEndIf", u"RemoveEndIf", false, [&] {
     std::u16string word = WithoutCarriageReturn(GetNextWord(level));
     for (;;) {
       // Kept: only END IF and ENDIF as written end the skipping (tests/scripts/if.cases: lower_case_end_if_is_skipped_after_the_branch_that_ran)
@@ -227,6 +245,8 @@ bool Interpreter::RemoveEndIf(std::int16_t level) {
       word = WithoutCarriageReturn(GetNextWord(level));
     }
   });
+  if (removed) KeepScan(level, Scan::kEndIf, scan, std::u16string{}, 0);
+  return removed;
 }
 
 }  // namespace qorvintr::engine

@@ -266,12 +266,35 @@ class Interpreter {
     std::u16string word;
     std::int16_t end = 0;
   };
+  // An IF's scans read words up to a keyword in the same way: what one read from a start
+  // position (its text, the ELSE or ELSEIF it ended at, 0 for neither, and the position it
+  // ended at) is kept as the words are.
+  enum class Scan : std::uint8_t { kCondition, kStatements, kElseStatements, kEndIf };
+  struct MemoScan {
+    std::u16string text;
+    std::int16_t ended_at = 0;
+    std::int16_t end = 0;
+  };
   struct WordMemo {
     std::vector<std::int32_t> at;  // by start position: 1 + the index of its word; 0: not read
     std::vector<MemoWord> words;
+    std::unordered_map<std::uint32_t, MemoScan> scans;  // by kind and start position
   };
   // The words of the level's text (found by the text on the level's first word), or none.
   WordMemo* LevelWordMemo(std::int16_t level);
+  // A scan about to start at the level's reading position. found: what it read there before
+  // (the reading position is then where it ended); otherwise Keep keeps what it reads now, if
+  // no trap fired on the way and the level still reads the same text.
+  struct ScanStart {
+    WordMemo* memo = nullptr;
+    std::int16_t start = 0;
+    std::uint64_t traps = 0;
+    const MemoScan* found = nullptr;
+  };
+  ScanStart StartScan(std::int16_t level, Scan kind);
+  static std::uint32_t ScanKey(Scan kind, std::int16_t start) noexcept;
+  void KeepScan(std::int16_t level, Scan kind, const ScanStart& start, const std::u16string& text,
+                std::int16_t ended_at);
   // The level's text is another one now.
   void LevelTextChanged(std::int16_t level) noexcept;
   void ForgetWordMemos() noexcept;

@@ -149,6 +149,44 @@ std::u16string Interpreter::GetNextWord(std::int16_t level) {
   return word;
 }
 
+std::uint32_t Interpreter::ScanKey(Scan kind, std::int16_t start) noexcept {
+  return static_cast<std::uint32_t>(kind) << 16 | static_cast<std::uint16_t>(start);
+}
+
+Interpreter::ScanStart Interpreter::StartScan(std::int16_t level, Scan kind) {
+  // Departure: an IF's scan from a text and position read before is answered from what it read then (mechanism only) (tests/builtins_if_test.cpp: IfSteps.ScansReadAgainFromTheSamePlaceAnswerAsTheFirstReading, IfSteps.AKeptBranchSetsWhereItEndedWhateverTheCallerHeldBefore, IfSteps.AScanThatMetATrapIsNotKeptAndFailsAgain, IfScripts.OneIfTextRunAgainChoosesEachBranchByItsCondition)
+  ScanStart scan;
+  // As GetNextWord: a test making procedures fail on purpose scans every time.
+  scan.memo = FaultsInjected() || !UnwatchedAllowed() ? nullptr : LevelWordMemo(level);
+  const std::int16_t* position = scan.memo != nullptr ? read_positions_.Find(level) : nullptr;
+  if (position == nullptr || *position < 0) {
+    scan.memo = nullptr;
+    return scan;
+  }
+  scan.start = *position;
+  scan.traps = traps_met_;
+  if (auto found = scan.memo->scans.find(ScanKey(kind, scan.start));
+      found != scan.memo->scans.end()) {
+    scan.found = &found->second;
+    ReadPosition(level) = found->second.end;
+  }
+  return scan;
+}
+
+void Interpreter::KeepScan(std::int16_t level, Scan kind, const ScanStart& start,
+                           const std::u16string& text, std::int16_t ended_at) {
+  if (start.memo == nullptr || traps_met_ != start.traps || level_memos_[level] != start.memo) {
+    return;
+  }
+  support::IgnoreErrors([&] {
+    const std::size_t bytes = 64 + sizeof(MemoScan) + text.capacity() * sizeof(char16_t);
+    if (word_memo_bytes_ + bytes > kMostWordMemoBytes) return;
+    start.memo->scans.try_emplace(ScanKey(kind, start.start),
+                                  MemoScan{text, ended_at, ReadPosition(level)});
+    word_memo_bytes_ += bytes;
+  });
+}
+
 Interpreter::WordMemo* Interpreter::LevelWordMemo(std::int16_t level) {
   if (level < 0 || level > kDeepestLevel) return nullptr;
   WordMemo*& memo = level_memos_[level];

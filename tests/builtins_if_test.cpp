@@ -249,6 +249,81 @@ TEST_F(IfSteps, RemoveEndIfWithEndNotFollowedByIfIsASyntaxError) {
   ExpectOneReport(*errors, u"RemoveEndIf", u"Error: -2147218559 - Syntax error");
 }
 
+// ---- Scans read again --------------------------------------------------------------------------
+
+TEST_F(IfSteps, ScansReadAgainFromTheSamePlaceAnswerAsTheFirstReading) {
+  const std::u16string text = u"A = 1 THEN X ELSE Y END IF Z";
+  std::size_t words = 0;
+  for (int round = 0; round < 2; ++round) {
+    std::int16_t n = Open(text);
+    std::int16_t ended_at = 0;
+    EXPECT_EQ(seam().GetIfCondition(n), u"A = 1");
+    EXPECT_EQ(seam().GetStatements(n, ended_at), u"X");
+    EXPECT_EQ(ended_at, kEndedAtElse);
+    EXPECT_EQ(seam().GetElseStatements(n), u"Y");
+    EXPECT_TRUE(seam().RemoveEndIf(n));
+    EXPECT_EQ(NextWord(n), u"Z");
+    // Condition, branch, the ELSE branch (and the branch it collects), the skip to END IF.
+    EXPECT_EQ(seam().MemoScans(), 5u);
+    if (round == 0) words = seam().MemoWords();
+  }
+  // The second round read no word the long way.
+  EXPECT_EQ(seam().MemoWords(), words);
+  EXPECT_TRUE(errors->Calls().empty());
+}
+
+TEST_F(IfSteps, AKeptBranchSetsWhereItEndedWhateverTheCallerHeldBefore) {
+  // Read first with the ELSE's own mark already held, then with none: the ELSE is answered.
+  std::int16_t n = Open(u"X ELSE Y END IF");
+  std::int16_t ended_at = kEndedAtElse;
+  EXPECT_EQ(seam().GetStatements(n, ended_at), u"X");
+  EXPECT_EQ(ended_at, kEndedAtElse);
+  n = Open(u"X ELSE Y END IF");
+  ended_at = 0;
+  EXPECT_EQ(seam().GetStatements(n, ended_at), u"X");
+  EXPECT_EQ(ended_at, kEndedAtElse);
+  // A branch ending at END IF leaves whatever the caller held, each time.
+  for (std::int16_t held : {std::int16_t{7}, std::int16_t{0}, kEndedAtElseIf}) {
+    n = Open(u"X END IF");
+    ended_at = held;
+    EXPECT_EQ(seam().GetStatements(n, ended_at), u"X");
+    EXPECT_EQ(ended_at, held);
+  }
+}
+
+TEST_F(IfSteps, AScanThatMetATrapIsNotKeptAndFailsAgain) {
+  for (int round = 0; round < 2; ++round) {
+    std::int16_t n = Open(u"X END");
+    EXPECT_FALSE(seam().RemoveEndIf(n));
+    n = Open(u"X");
+    std::int16_t ended_at = 0;
+    EXPECT_EQ(seam().GetStatements(n, ended_at), u"");
+  }
+  EXPECT_EQ(ReportedProcedures(),
+            (std::vector<std::u16string>{u"RemoveEndIf", u"GetStatements", u"RemoveEndIf",
+                                         u"GetStatements"}));
+  EXPECT_EQ(seam().MemoScans(), 0u);
+}
+
+TEST_F(IfSteps, AnInterpreterWithoutUnwatchedRunsKeepsNoScans) {
+  seam().AllowUnwatched(false);
+  std::int16_t n = Open(u"A THEN X END IF");
+  EXPECT_EQ(seam().GetIfCondition(n), u"A");
+  EXPECT_EQ(seam().MemoScans(), 0u);
+}
+
+TEST_F(IfScripts, OneIfTextRunAgainChoosesEachBranchByItsCondition) {
+  auto count = AddField("Count", Value::Long(5), "Long");
+  const std::u16string script =
+      u"IF Count > 100 THEN \"HIGH\" ELSEIF Count > 10 THEN \"MID\" ELSE \"LOW\" END IF";
+  for (auto [value, expected] : {std::pair{5, u"LOW"}, std::pair{50, u"MID"},
+                                 std::pair{500, u"HIGH"}, std::pair{5, u"LOW"},
+                                 std::pair{50, u"MID"}}) {
+    count->SetData(Value::Long(value));
+    EXPECT_EQ(ValueText(script), expected) << value;
+  }
+}
+
 // ---- PerformIf -------------------------------------------------------------------------------
 
 TEST_F(IfSteps, PerformIfLeavesTheChosenBranchAsAVariantTemporaryOfItsLevel) {

@@ -63,6 +63,11 @@ class InterpreterSeam {
     for (const auto& [text, memo] : i_.word_memos_) n += memo.words.size();
     return n;
   }
+  std::size_t MemoScans() const {
+    std::size_t n = 0;
+    for (const auto& [text, memo] : i_.word_memos_) n += memo.scans.size();
+    return n;
+  }
 
   // Lexer
   static constexpr std::int32_t kNoChar = Interpreter::kNoChar;
@@ -127,6 +132,7 @@ class InterpreterSeam {
     return i_.GetStatements(n, ended_at);
   }
   bool RemoveEndIf(std::int16_t n) { return i_.RemoveEndIf(n); }
+  std::u16string GetElseStatements(std::int16_t n) { return i_.GetElseStatements(n); }
   bool PerformFormat(std::int16_t n) { return i_.PerformFormat(n); }
   bool GetFormatArguments(std::int16_t n, contract::DataFieldRef& field, std::u16string& format) {
     return i_.GetFormatArguments(n, field, format);
