@@ -282,6 +282,11 @@ class Interpreter {
   };
   // The words of the level's text (found by the text on the level's first word), or none.
   WordMemo* LevelWordMemo(std::int16_t level);
+  // The level's words when readings may be kept, with the reading position to start at.
+  WordMemo* ReadingMemo(std::int16_t level, std::int16_t& start);
+  // Whether a reading of bytes that began with traps fired so far may be kept in memo.
+  bool MayKeepReading(std::int16_t level, const WordMemo* memo, std::uint64_t traps,
+                      std::size_t bytes) const noexcept;
   // A scan about to start at the level's reading position. found: what it read there before
   // (the reading position is then where it ended); otherwise Keep keeps what it reads now, if
   // no trap fired on the way and the level still reads the same text.

@@ -120,15 +120,11 @@ constexpr std::size_t kLongestMemoText = 8192;
 
 std::u16string Interpreter::GetNextWord(std::int16_t level) {
   // Departure: a word read before from the same text and position is answered from the words kept, without reading again (mechanism only) (tests/interpreter_lexer_test.cpp: Lexer.ATextReadAgainGivesTheSameWordsAndPositionsFromTheWordsKept, Lexer.AWordListThatGrowsReadsTheSameTextAnew; tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
-  // A test that makes procedures fail on purpose reads every word for itself, and so does the
-  // host tests compare with, which takes no shortcut.
-  WordMemo* memo = FaultsInjected() || !UnwatchedAllowed() ? nullptr : LevelWordMemo(level);
-  const std::int16_t* position = memo != nullptr ? read_positions_.Find(level) : nullptr;
-  if (position == nullptr || *position < 0 ||
-      static_cast<std::size_t>(*position) >= memo->at.size()) {
+  std::int16_t start = 0;
+  WordMemo* memo = ReadingMemo(level, start);
+  if (memo == nullptr || static_cast<std::size_t>(start) >= memo->at.size()) {
     return ReadNextWord(level);
   }
-  const std::int16_t start = *position;
   if (const std::int32_t known = memo->at[static_cast<std::size_t>(start)]; known > 0) {
     const MemoWord& read = memo->words[static_cast<std::size_t>(known - 1)];
     ReadPosition(level) = read.end;
@@ -136,17 +132,32 @@ std::u16string Interpreter::GetNextWord(std::int16_t level) {
   }
   const std::uint64_t traps = traps_met_;
   std::u16string word = ReadNextWord(level);
-  // Kept only when nothing failed on the way and the level still reads the same text.
-  if (traps_met_ == traps && level_memos_[level] == memo) {
+  const std::size_t bytes = sizeof(MemoWord) + word.capacity() * sizeof(char16_t);
+  if (MayKeepReading(level, memo, traps, bytes)) {
     support::IgnoreErrors([&] {
-      const std::size_t bytes = sizeof(MemoWord) + word.capacity() * sizeof(char16_t);
-      if (word_memo_bytes_ + bytes > kMostWordMemoBytes) return;
       memo->words.push_back(MemoWord{word, ReadPosition(level)});
       memo->at[static_cast<std::size_t>(start)] = static_cast<std::int32_t>(memo->words.size());
       word_memo_bytes_ += bytes;
     });
   }
   return word;
+}
+
+Interpreter::WordMemo* Interpreter::ReadingMemo(std::int16_t level, std::int16_t& start) {
+  // A test that makes procedures fail on purpose reads everything for itself, and so does the
+  // host tests compare with, which takes no shortcut.
+  WordMemo* memo = FaultsInjected() || !UnwatchedAllowed() ? nullptr : LevelWordMemo(level);
+  const std::int16_t* position = memo != nullptr ? read_positions_.Find(level) : nullptr;
+  if (position == nullptr || *position < 0) return nullptr;
+  start = *position;
+  return memo;
+}
+
+bool Interpreter::MayKeepReading(std::int16_t level, const WordMemo* memo, std::uint64_t traps,
+                                 std::size_t bytes) const noexcept {
+  // Nothing failed on the way, the level still reads the same text, and there is room.
+  return traps_met_ == traps && level_memos_[level] == memo &&
+         word_memo_bytes_ + bytes <= kMostWordMemoBytes;
 }
 
 std::uint32_t Interpreter::ScanKey(Scan kind, std::int16_t start) noexcept {
@@ -156,14 +167,8 @@ std::uint32_t Interpreter::ScanKey(Scan kind, std::int16_t start) noexcept {
 Interpreter::ScanStart Interpreter::StartScan(std::int16_t level, Scan kind) {
   // Departure: an IF's scan from a text and position read before is answered from what it read then (mechanism only) (tests/builtins_if_test.cpp: IfSteps.ScansReadAgainFromTheSamePlaceAnswerAsTheFirstReading, IfSteps.AKeptBranchSetsWhereItEndedWhateverTheCallerHeldBefore, IfSteps.AScanThatMetATrapIsNotKeptAndFailsAgain, IfScripts.OneIfTextRunAgainChoosesEachBranchByItsCondition)
   ScanStart scan;
-  // As GetNextWord: a test making procedures fail on purpose scans every time.
-  scan.memo = FaultsInjected() || !UnwatchedAllowed() ? nullptr : LevelWordMemo(level);
-  const std::int16_t* position = scan.memo != nullptr ? read_positions_.Find(level) : nullptr;
-  if (position == nullptr || *position < 0) {
-    scan.memo = nullptr;
-    return scan;
-  }
-  scan.start = *position;
+  scan.memo = ReadingMemo(level, scan.start);
+  if (scan.memo == nullptr) return scan;
   scan.traps = traps_met_;
   if (auto found = scan.memo->scans.find(ScanKey(kind, scan.start));
       found != scan.memo->scans.end()) {
@@ -175,12 +180,9 @@ Interpreter::ScanStart Interpreter::StartScan(std::int16_t level, Scan kind) {
 
 void Interpreter::KeepScan(std::int16_t level, Scan kind, const ScanStart& start,
                            const std::u16string& text, std::int16_t ended_at) {
-  if (start.memo == nullptr || traps_met_ != start.traps || level_memos_[level] != start.memo) {
-    return;
-  }
+  const std::size_t bytes = 64 + sizeof(MemoScan) + text.capacity() * sizeof(char16_t);
+  if (start.memo == nullptr || !MayKeepReading(level, start.memo, start.traps, bytes)) return;
   support::IgnoreErrors([&] {
-    const std::size_t bytes = 64 + sizeof(MemoScan) + text.capacity() * sizeof(char16_t);
-    if (word_memo_bytes_ + bytes > kMostWordMemoBytes) return;
     start.memo->scans.try_emplace(ScanKey(kind, start.start),
                                   MemoScan{text, ended_at, ReadPosition(level)});
     word_memo_bytes_ += bytes;
