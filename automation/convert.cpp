@@ -41,17 +41,6 @@ std::from_chars_result DoubleFromChars(const char* first, const char* last, doub
 #endif
 }
 
-std::to_chars_result ScientificToChars(char* first, char* last, double value, int precision) {
-#ifdef __EMSCRIPTEN__
-  const int n = std::snprintf(first, static_cast<std::size_t>(last - first), "%.*e", precision,
-                              value);
-  if (n < 0 || n >= last - first) return {last, std::errc::value_too_large};
-  return {first + n, std::errc{}};
-#else
-  return std::to_chars(first, last, value, std::chars_format::scientific, precision);
-#endif
-}
-
 // ---------------------------------------------------------------------------------------------
 // Text to number.
 //

@@ -1,9 +1,13 @@
 #pragma once
-// Whole numbers as decimal text, without allocation beyond the text they are appended to.
+// Numbers as decimal text: whole numbers without allocation beyond the text they are appended
+// to, and a Double's significant digits.
 
 #include <charconv>
 #include <cstdint>
 #include <string>
+#ifdef __EMSCRIPTEN__
+#include <cstdio>
+#endif
 
 namespace qorvintr::automation {
 
@@ -28,6 +32,21 @@ inline std::u16string DecimalText(std::int64_t value) {
   std::u16string text;
   AppendDecimal(text, value);
   return text;
+}
+
+// "d.ddde+XX" with precision digits after the point, correctly rounded (halves to even on the
+// exact binary value). The browser build's C++ library (Emscripten 3.1) has no floating-point
+// to_chars; its C library rounds exactly too, so there it goes through it.
+inline std::to_chars_result ScientificToChars(char* first, char* last, double value,
+                                              int precision) {
+#ifdef __EMSCRIPTEN__
+  const int n = std::snprintf(first, static_cast<std::size_t>(last - first), "%.*e", precision,
+                              value);
+  if (n < 0 || n >= last - first) return {last, std::errc::value_too_large};
+  return {first + n, std::errc{}};
+#else
+  return std::to_chars(first, last, value, std::chars_format::scientific, precision);
+#endif
 }
 
 }  // namespace qorvintr::automation

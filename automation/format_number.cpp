@@ -4,9 +4,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <string>
 
+#include "automation/decimal.h"
 #include "automation/format_internal.h"
 #include "automation/locale.h"
 
@@ -87,7 +87,7 @@ Digits ToDigits(double magnitude, int significant) {
     }
   }
   char buf[48];
-  std::snprintf(buf, sizeof buf, "%.*e", significant - 1, magnitude);
+  *ScientificToChars(buf, buf + sizeof buf - 1, magnitude, significant - 1).ptr = '\0';
   // "d.dddde+XX"
   const char* p = buf;
   r.d[r.count++] = *p++;
