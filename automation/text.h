@@ -2,6 +2,7 @@
 // Text functions of the platform (the UTF-8 edges are in qorvintr/utf8.h).
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,17 @@ std::u16string Trim(std::u16string_view s);
 std::u16string LTrim(std::u16string_view s);
 std::u16string RTrim(std::u16string_view s);
 std::u16string_view TrimView(std::u16string_view s) noexcept;
+// Whether two texts hold the same code units: one comparison of their bytes, where the standard
+// comparison of char16_t texts goes unit by unit (a script text is compared per lookup).
+inline bool SameUnits(std::u16string_view a, std::u16string_view b) noexcept {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
+}
+// The same for keys of a map of texts.
+struct SameUnitsKey {
+  bool operator()(const std::u16string& a, const std::u16string& b) const noexcept {
+    return SameUnits(a, b);
+  }
+};
 // One character to one character (the Unicode simple case mappings inside the Basic Multilingual
 // Plane; characters whose only capital is two letters, such as sharp s, stay). Lengths and
 // positions never change; surrogates are left alone.

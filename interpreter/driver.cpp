@@ -136,13 +136,14 @@ contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& exp
 }
 
 void Interpreter::RunScript(std::u16string& expression, std::int16_t& level, std::u16string& word,
-                            contract::DataFieldRef& result) {
+                            contract::DataFieldRef& result, WordMemo* words) {
   // The host may have changed its collection since the last temporary was added.
   last_added_.reset();
   TrimInPlace(expression);
   // AddInstance answers 0 on failure, which the run then takes for instance 0; any other answer
   // is a slot it has just written, so never below 0.
   level = AddInstance(expression);
+  StartReadingWith(level, words);
   Notify([&](RunListener& l) { l.OnRunStart(level, expression); });
   // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
   // sixteen deep) would leave the temporaries it cannot record in the host's collection,
@@ -275,7 +276,18 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   TrimInPlace(expression);
   // Departure: a script that ran unwatched before runs again from its recording, without the lexer (tests/interpreter_unwatched_test.cpp: Recorded.TheSecondRunOfAScriptIsReplayedAndEndsAsTheGeneralRun; tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
   const RecordedRun* recorded = FindRecorded(expression);
-  if (recorded == nullptr && NamesADecliningBuiltIn(expression)) return false;
+  // A script that is not recorded is read word by word: its words are found here once, and
+  // answer the question of DateCompare for the next run of the same text.
+  WordMemo* words = nullptr;
+  if (recorded == nullptr) {
+    words = TextWordMemo(expression);
+    if (words == nullptr) {
+      if (NamesADecliningBuiltIn(expression)) return false;
+    } else {
+      if (words->names_declining < 0) words->names_declining = NamesADecliningBuiltIn(expression);
+      if (words->names_declining != 0) return false;
+    }
+  }
   std::int16_t level = 0;
   std::u16string word;
   const std::int16_t name_top = auto_name_top_;
@@ -296,7 +308,7 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
       ReplayScript(*recorded, expression, level, result, made);
     } else {
       recording_ = &recording;
-      RunScript(expression, level, word, result);
+      RunScript(expression, level, word, result, words);
       made = unwatched_made_.size();
       if (!declined_) recording.end_position = ReadPosition(level);
     }

@@ -24,6 +24,7 @@
 #include "contract/stock.h"
 #include "interpreter/limits.h"
 #include "interpreter/listener.h"
+#include "automation/text.h"
 #include "support/dynarray.h"
 #include "support/error_trap.h"
 #include "support/stack.h"
@@ -139,8 +140,10 @@ class Interpreter {
   void CloseInstance(std::int16_t level, OnError& on_error);
   // The run itself, from the trimming of the script to its value; level and word follow it for
   // the error handler.
+  // words: the script's words, when the caller has found them already.
+  struct WordMemo;
   void RunScript(std::u16string& expression, std::int16_t& level, std::u16string& word,
-                 contract::DataFieldRef& result);
+                 contract::DataFieldRef& result, WordMemo* words = nullptr);
 
   // ---- Unwatched runs -------------------------------------------------------------------
   // While nothing but the interpreter's own code runs (the stock collection and creator, host
@@ -276,12 +279,21 @@ class Interpreter {
     std::int16_t end = 0;
   };
   struct WordMemo {
+    const std::u16string* text = nullptr;  // the text the words were read from (the map's key)
+    // Whether the text names DateCompare, which a run nobody watches leaves to the general run:
+    // -1 not asked yet, else 0 or 1.
+    std::int8_t names_declining = -1;
     std::vector<std::int32_t> at;  // by start position: 1 + the index of its word; 0: not read
     std::vector<MemoWord> words;
     std::unordered_map<std::uint32_t, MemoScan> scans;  // by kind and start position
   };
   // The words of the level's text (found by the text on the level's first word), or none.
   WordMemo* LevelWordMemo(std::int16_t level);
+  // The words of a text (made empty when there are none yet), or none for a text too long to
+  // keep them.
+  WordMemo* TextWordMemo(const std::u16string& text);
+  // The level reads with the words of memo from its first word, found already by its text.
+  void StartReadingWith(std::int16_t level, WordMemo* memo) noexcept;
   // The level's words when readings may be kept, with the reading position to start at.
   WordMemo* ReadingMemo(std::int16_t level, std::int16_t& start);
   // Whether a reading of bytes that began with traps fired so far may be kept in memo.
@@ -521,7 +533,9 @@ class Interpreter {
   bool unwatched_name_all_ = false;
   // The recorded runs by script text, how much room they take (roughly, in bytes), and the
   // recording under way (none: not recording).
-  std::unordered_map<std::u16string, RecordedRun> recorded_;
+  std::unordered_map<std::u16string, RecordedRun, std::hash<std::u16string>,
+                     automation::SameUnitsKey>
+      recorded_;
   std::size_t recorded_bytes_ = 0;
   RecordedRun* recording_ = nullptr;
   // A replay's stack and temporaries, kept for the next one.
@@ -530,7 +544,9 @@ class Interpreter {
   std::vector<ReplayTemporary> replay_temps_;
   // The words read, by text; the room they take (roughly, in bytes); each level's words, found
   // on its first word; and how many traps have fired (a reading that saw one is not kept).
-  std::unordered_map<std::u16string, WordMemo> word_memos_;
+  std::unordered_map<std::u16string, WordMemo, std::hash<std::u16string>,
+                     automation::SameUnitsKey>
+      word_memos_;
   std::size_t word_memo_bytes_ = 0;
   WordMemo* level_memos_[kDeepestLevel + 1] = {};
   std::uint64_t traps_met_ = 0;

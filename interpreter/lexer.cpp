@@ -194,22 +194,39 @@ Interpreter::WordMemo* Interpreter::LevelWordMemo(std::int16_t level) {
   WordMemo*& memo = level_memos_[level];
   if (memo != nullptr) return memo;
   const std::u16string* text = expression_texts_.Find(level);
-  if (text == nullptr || text->size() > kLongestMemoText) return nullptr;
+  if (text != nullptr) memo = TextWordMemo(*text);
+  return memo;
+}
+
+Interpreter::WordMemo* Interpreter::TextWordMemo(const std::u16string& text) {
+  if (text.size() > kLongestMemoText) return nullptr;
+  WordMemo* memo = nullptr;
   support::IgnoreErrors([&] {
-    auto found = word_memos_.find(*text);
+    auto found = word_memos_.find(text);
     if (found == word_memos_.end()) {
       // Full: start again with the texts that come next (a host's scripts come round again).
       const std::size_t bytes =
-          64 + text->size() * sizeof(char16_t) + (text->size() + 2) * sizeof(std::int32_t);
+          64 + text.size() * sizeof(char16_t) + (text.size() + 2) * sizeof(std::int32_t);
       if (word_memo_bytes_ + bytes > kMostWordMemoBytes) ForgetWordMemos();
-      found = word_memos_.try_emplace(*text).first;
+      found = word_memos_.try_emplace(text).first;
+      found->second.text = &found->first;
       // Every position a word can start at, the one after the end included.
-      found->second.at.assign(text->size() + 2, 0);
+      found->second.at.assign(text.size() + 2, 0);
       word_memo_bytes_ += bytes;
     }
     memo = &found->second;
   });
   return memo;
+}
+
+void Interpreter::StartReadingWith(std::int16_t level, WordMemo* memo) noexcept {
+  // Only while the level holds the text the words were read from (a failed AddInstance leaves
+  // another text there).
+  if (memo == nullptr || level < 0 || level > kDeepestLevel) return;
+  const std::u16string* text = expression_texts_.Find(level);
+  if (text != nullptr && memo->text != nullptr && automation::SameUnits(*text, *memo->text)) {
+    level_memos_[level] = memo;
+  }
 }
 
 void Interpreter::LevelTextChanged(std::int16_t level) noexcept {

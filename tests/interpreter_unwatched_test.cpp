@@ -300,6 +300,20 @@ TEST_F(Unwatched, OnlyTheWholeNameDateCompareKeepsAScriptFromBeingTried) {
   EXPECT_EQ(Answered() + Declined(), 4);
 }
 
+TEST_F(Unwatched, TheAnswerAboutDateCompareIsKeptWithTheTextsWords) {
+  // The first run of a text asks, the next runs of the same text take the answer kept with its
+  // words: the script naming DateCompare is never tried, the other is tried every time.
+  const char* naming = "IF DateCompare \"1/1/2000\" \"1/2/2000\" = 1 THEN 1 ELSE 2 END IF";
+  const char* not_naming = "Format Count, \"0.00\"";
+  for (int run = 1; run <= 3; ++run) {
+    EXPECT_EQ(BothWays(naming).result, u"Autodf1|Variant|{Autodf1|Long|2}");
+    EXPECT_EQ(Answered() + Declined(), run - 1);
+    BothWays(not_naming);
+    EXPECT_EQ(Answered(), run);
+  }
+  EXPECT_EQ(Declined(), 0);
+}
+
 TEST_F(Unwatched, ANonStockCreatorKeepsRunsGeneral) {
   contract::UnregisterCreator(contract::kDataFieldProgId);
   contract::RegisterCreator(contract::kDataFieldProgId,
