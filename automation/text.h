@@ -24,6 +24,20 @@ std::u16string_view TrimView(std::u16string_view s) noexcept;
 inline bool SameUnits(std::u16string_view a, std::u16string_view b) noexcept {
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
 }
+// Whether piece occurs in text (as text.find(piece) != npos, the empty piece included), with the
+// units after the first compared as bytes.
+inline bool ContainsUnits(std::u16string_view text, std::u16string_view piece) noexcept {
+  if (piece.empty()) return true;
+  if (piece.size() > text.size()) return false;
+  const char16_t first = piece.front();
+  const std::size_t rest = (piece.size() - 1) * sizeof(char16_t);
+  for (std::size_t i = 0, last = text.size() - piece.size(); i <= last; ++i) {
+    if (text[i] == first && std::memcmp(text.data() + i + 1, piece.data() + 1, rest) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
 // The same for keys of a map of texts.
 struct SameUnitsKey {
   bool operator()(const std::u16string& a, const std::u16string& b) const noexcept {

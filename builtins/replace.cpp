@@ -85,6 +85,9 @@ bool Interpreter::GetReplaceArguments(std::int16_t level, contract::DataFieldRef
         if (!automation::IsNumeric(data)) RaiseWrongArguments(kWrongArguments);
         out = automation::CLng(data);
       } else {
+        // A short run of digits is the whole number it spells (what the two steps below give
+        // for it, without parsing it twice).
+        if (SmallWholeNumber(word, out)) return true;
         // Kept: "-1" is read as the sign alone, which is no number (tests/builtins_replace_test.cpp: ReplaceBuiltin.NegativeLiteralNumberIsReadAsItsSignAloneAndRaises450)
         if (!automation::ParseNumber(word)) RaiseWrongArguments(kWrongArguments);
         out = automation::CLng(Value::String(std::move(word)));

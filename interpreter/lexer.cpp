@@ -372,7 +372,7 @@ bool Interpreter::IsFunction(std::u16string_view word) {
     const std::u16string_view upper = upper_word.view();
     if (upper.empty() || upper == u" ") return false;
     // Kept: any piece of the list counts, "DATE" and "AT" included (tests/interpreter_lexer_test.cpp: Lexer.IsFunctionIsACaseBlindSubstringSearch)
-    return function_list_upper_.find(upper) != std::u16string::npos;
+    return automation::ContainsUnits(function_list_upper_, upper);
   });
 }
 

@@ -282,3 +282,30 @@ TEST(TextCompare, AnyUtf16ContentIsHandled) {
   const std::u16string big(100000, u'a');
   EXPECT_EQ(au::Replace(big, u"a", u"bb").size(), 200000u);
 }
+
+TEST(TextUnits, SameUnitsComparesLengthAndEveryUnit) {
+  EXPECT_TRUE(au::SameUnits(u"", u""));
+  EXPECT_TRUE(au::SameUnits(u"IF A THEN", u"IF A THEN"));
+  EXPECT_FALSE(au::SameUnits(u"IF A THEN", u"IF A THEM"));
+  EXPECT_FALSE(au::SameUnits(u"IF A", u"IF A "));
+  // Units that differ only in one of their two bytes.
+  EXPECT_FALSE(au::SameUnits(u"\u0141", u"\u0241"));
+  EXPECT_FALSE(au::SameUnits(u"a", u"\u0161"));
+}
+
+TEST(TextUnits, ContainsUnitsAnswersAsFind) {
+  const std::u16string list = u"IF,FORMAT,FORMATHL7DATETIME,REPLACE,DATECAT,DATECOMPARE";
+  const std::u16string_view pieces[] = {u"",           u"IF",  u"FORMAT",   u"DATECOMPARE",
+                                        u"E",          u"T,",  u",",        u"AT",
+                                        u"IF,FORMAT,", u"DATECOMPAREX", u"IFF", u"REPLACES",
+                                        u"format",     u"\u0141", list};
+  for (std::u16string_view piece : pieces) {
+    EXPECT_EQ(au::ContainsUnits(list, piece), list.find(piece) != std::u16string::npos)
+        << au::ToUtf8(piece);
+  }
+  EXPECT_TRUE(au::ContainsUnits(list, u"DATECOMPARE"));
+  EXPECT_FALSE(au::ContainsUnits(list, u"IFF"));
+  EXPECT_TRUE(au::ContainsUnits(u"", u""));
+  EXPECT_FALSE(au::ContainsUnits(u"", u"A"));
+  EXPECT_FALSE(au::ContainsUnits(u"\u0141B", u"\u0241B"));
+}
