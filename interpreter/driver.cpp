@@ -143,7 +143,7 @@ void Interpreter::RunScript(std::u16string& expression, std::int16_t& level, std
   // AddInstance answers 0 on failure, which the run then takes for instance 0; any other answer
   // is a slot it has just written, so never below 0.
   level = AddInstance(expression);
-  StartReadingWith(level, words);
+  StartReadingWith(level, words, expression);
   Notify([&](RunListener& l) { l.OnRunStart(level, expression); });
   // Only levels 0 to 15 can hold temporaries. A deeper run (an IF nested in IF conditions
   // sixteen deep) would leave the temporaries it cannot record in the host's collection,
@@ -278,15 +278,13 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   const RecordedRun* recorded = FindRecorded(expression);
   // A script that is not recorded is read word by word: its words are found here once, and
   // answer the question of DateCompare for the next run of the same text.
-  WordMemo* words = nullptr;
-  if (recorded == nullptr) {
-    words = TextWordMemo(expression);
-    if (words == nullptr) {
-      if (NamesADecliningBuiltIn(expression)) return false;
-    } else {
-      if (words->names_declining < 0) words->names_declining = NamesADecliningBuiltIn(expression);
-      if (words->names_declining != 0) return false;
-    }
+  WordMemo* words = recorded == nullptr ? TextWordMemo(expression) : nullptr;
+  if (words != nullptr && words->names_declining < 0) {
+    words->names_declining = NamesADecliningBuiltIn(expression);
+  }
+  if (recorded == nullptr &&
+      (words != nullptr ? words->names_declining != 0 : NamesADecliningBuiltIn(expression))) {
+    return false;
   }
   std::int16_t level = 0;
   std::u16string word;

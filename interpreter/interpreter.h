@@ -21,10 +21,10 @@
 #include "qorvintr/value.h"
 #include "qorvintr/contract/data_field.h"
 #include "qorvintr/contract/host_error.h"
+#include "automation/text.h"
 #include "contract/stock.h"
 #include "interpreter/limits.h"
 #include "interpreter/listener.h"
-#include "automation/text.h"
 #include "support/dynarray.h"
 #include "support/error_trap.h"
 #include "support/stack.h"
@@ -138,10 +138,9 @@ class Interpreter {
   // the closing goes on (defined in driver.cpp, its only user).
   template <class OnError>
   void CloseInstance(std::int16_t level, OnError& on_error);
-  // The run itself, from the trimming of the script to its value; level and word follow it for
-  // the error handler.
-  // words: the script's words, when the caller has found them already.
   struct WordMemo;
+  // The run itself, from the trimming of the script to its value; level and word follow it for
+  // the error handler. words: the script's words, when the caller has found them already.
   void RunScript(std::u16string& expression, std::int16_t& level, std::u16string& word,
                  contract::DataFieldRef& result, WordMemo* words = nullptr);
 
@@ -279,7 +278,6 @@ class Interpreter {
     std::int16_t end = 0;
   };
   struct WordMemo {
-    const std::u16string* text = nullptr;  // the text the words were read from (the map's key)
     // Whether the text names DateCompare, which a run nobody watches leaves to the general run:
     // -1 not asked yet, else 0 or 1.
     std::int8_t names_declining = -1;
@@ -292,8 +290,8 @@ class Interpreter {
   // The words of a text (made empty when there are none yet), or none for a text too long to
   // keep them.
   WordMemo* TextWordMemo(const std::u16string& text);
-  // The level reads with the words of memo from its first word, found already by its text.
-  void StartReadingWith(std::int16_t level, WordMemo* memo) noexcept;
+  // The level reads with memo, the words of text, from its first word.
+  void StartReadingWith(std::int16_t level, WordMemo* memo, std::u16string_view text) noexcept;
   // The level's words when readings may be kept, with the reading position to start at.
   WordMemo* ReadingMemo(std::int16_t level, std::int16_t& start);
   // Whether a reading of bytes that began with traps fired so far may be kept in memo.

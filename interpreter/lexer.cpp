@@ -209,7 +209,6 @@ Interpreter::WordMemo* Interpreter::TextWordMemo(const std::u16string& text) {
           64 + text.size() * sizeof(char16_t) + (text.size() + 2) * sizeof(std::int32_t);
       if (word_memo_bytes_ + bytes > kMostWordMemoBytes) ForgetWordMemos();
       found = word_memos_.try_emplace(text).first;
-      found->second.text = &found->first;
       // Every position a word can start at, the one after the end included.
       found->second.at.assign(text.size() + 2, 0);
       word_memo_bytes_ += bytes;
@@ -219,14 +218,12 @@ Interpreter::WordMemo* Interpreter::TextWordMemo(const std::u16string& text) {
   return memo;
 }
 
-void Interpreter::StartReadingWith(std::int16_t level, WordMemo* memo) noexcept {
-  // Only while the level holds the text the words were read from (a failed AddInstance leaves
-  // another text there).
+void Interpreter::StartReadingWith(std::int16_t level, WordMemo* memo,
+                                   std::u16string_view text) noexcept {
+  // Only while the level holds that text (a failed AddInstance leaves another one there).
   if (memo == nullptr || level < 0 || level > kDeepestLevel) return;
-  const std::u16string* text = expression_texts_.Find(level);
-  if (text != nullptr && memo->text != nullptr && automation::SameUnits(*text, *memo->text)) {
-    level_memos_[level] = memo;
-  }
+  const std::u16string* held = expression_texts_.Find(level);
+  if (held != nullptr && automation::SameUnits(*held, text)) level_memos_[level] = memo;
 }
 
 void Interpreter::LevelTextChanged(std::int16_t level) noexcept {
