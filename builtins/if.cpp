@@ -40,6 +40,15 @@ Value NotZero(const Value& value) {
   return Value::Boolean(c != automation::Comparison::Equal);
 }
 
+// The condition's value as the statement takes it; true when its THEN branch runs.
+// Kept: a number other than a Boolean is true when it is not 0 (tests/builtins_if_test.cpp: IfScripts.ANumericConditionOfFiveIsTrueAndZeroFalse)
+bool ConditionHolds(Value& value) {
+  if (automation::IsNumeric(value) && automation::TypeName(value) != u"Boolean") {
+    value = NotZero(value);
+  }
+  return EqualsTrue(value);
+}
+
 }  // namespace
 
 // Each ELSEIF is an IF statement of its own, run by a nested PerformIf at the same level. The
@@ -100,27 +109,28 @@ bool Interpreter::RunIfBranches(std::int16_t level, Value& value) {
   // An ELSEIF gave back its IF, which now starts the condition.
   if (condition.size() >= 3 && condition.compare(0, 3, u"IF ") == 0) condition.erase(0, 3);
   value = Value::Object(RealizeRegularExpression(condition));
-  // Kept: a number other than a Boolean is true when it is not 0 (tests/builtins_if_test.cpp: IfScripts.ANumericConditionOfFiveIsTrueAndZeroFalse)
-  if (automation::IsNumeric(value) && automation::TypeName(value) != u"Boolean") {
-    value = NotZero(value);
-  }
+  // The statement a run nobody watches may keep is at level 0; nested ones are not kept.
+  const bool learns = if_learning_.active && level == 0;
   std::int16_t ended_at = 0;
-  if (EqualsTrue(value)) {
+  if (ConditionHolds(value)) {
     Notify([&](RunListener& l) { l.OnBranch(level, condition, value, u"THEN"); });
     std::u16string branch = GetStatements(level, ended_at);
+    if (learns) LearnIfFrame(condition, branch, ended_at, true);
     value = Value::Object(RealizeRegularExpression(branch));
     return false;
   }
-  GetStatements(level, ended_at);
+  const std::u16string branch = GetStatements(level, ended_at);
+  if (learns) LearnIfFrame(condition, branch, ended_at, false);
   Notify([&](RunListener& l) {
     l.OnBranch(level, condition, value,
                ended_at == kEndedAtElseIf ? u"ELSEIF" : ended_at == kEndedAtElse ? u"ELSE" : u"none");
   });
   if (ended_at == kEndedAtElseIf) return true;
   if (ended_at == kEndedAtElse) {
-    std::u16string branch = GetElseStatements(level);
-    if (!automation::TrimView(branch).empty()) {
-      value = Value::Object(RealizeRegularExpression(branch));
+    std::u16string else_branch = GetElseStatements(level);
+    if (learns) LearnIfElse(else_branch);
+    if (!automation::TrimView(else_branch).empty()) {
+      value = Value::Object(RealizeRegularExpression(else_branch));
     }
   }
   return false;
@@ -153,6 +163,10 @@ std::u16string Interpreter::GetElseStatements(std::int16_t level) {
 // The end of every IF statement: skip to its END IF, and leave its value on the level's stack.
 void Interpreter::FinishIf(std::int16_t level, const Value& value) {
   RemoveEndIf(level);
+  PushIfValue(level, value);
+}
+
+void Interpreter::PushIfValue(std::int16_t level, const Value& value) {
   std::u16string name = CreateDataFieldFromVariant(value);
   PushHeld(name, level);
 }
@@ -247,6 +261,124 @@ bool Interpreter::RemoveEndIf(std::int16_t level) {
   });
   if (removed) KeepScan(level, Scan::kEndIf, scan, std::u16string{}, 0);
   return removed;
+}
+
+// ---- An IF statement kept whole ------------------------------------------------------------
+
+void Interpreter::LearnIfFrame(const std::u16string& condition, const std::u16string& branch,
+                               std::int16_t ended_at, bool taken) {
+  RecordedIf& statement = *if_learning_.statement;
+  const std::size_t frame = if_learning_.frame++;
+  if (frame == statement.frames.size()) {
+    // The nested run looks its recording up by the trimmed text.
+    statement.frames.push_back({std::u16string(automation::TrimView(condition)),
+                                std::u16string(automation::TrimView(branch)), ended_at});
+    statement.ends.push_back(kUnknownEnd);
+  }
+  if (taken) if_learning_.taken = static_cast<std::int32_t>(frame);
+}
+
+void Interpreter::LearnIfElse(const std::u16string& branch) {
+  RecordedIf& statement = *if_learning_.statement;
+  if (statement.else_read) return;
+  statement.else_branch = automation::TrimView(branch);
+  statement.else_read = true;
+}
+
+void Interpreter::KeepLearnedIf(const std::u16string& expression, std::int16_t end_position,
+                                bool in_recordings) {
+  const std::shared_ptr<RecordedIf> statement = std::move(if_learning_.statement);
+  // A word after the END IF that made a temporary: the script is more than the statement.
+  if (unwatched_made_.size() != if_learning_.made_after) statement->whole = false;
+  if (if_learning_.taken >= 0) {
+    statement->ends[static_cast<std::size_t>(if_learning_.taken)] = end_position;
+  } else {
+    statement->none_end = end_position;
+  }
+  if (in_recordings) return;
+  RecordedRun run;
+  run.statement = statement;
+  KeepRecorded(expression, std::move(run));
+}
+
+void Interpreter::IfGap() {
+  if_gap_ = true;
+  Decline();
+}
+
+contract::DataFieldRef Interpreter::NestedValue(const std::u16string& text) {
+  if (const RecordedRun* run = FindRecorded(text); run != nullptr && !run->statement) {
+    return ReplayAtLevelOne(*run);
+  }
+  std::u16string expression = text;
+  contract::DataFieldRef value = RealizeRegularExpression(expression);
+  // The nested run met what the general run must answer for.
+  if (declined_) Decline();
+  return value;
+}
+
+// Departure: a script that is one IF statement runs again from its parts, its conditions and branch as nested runs at level 1 (tests/interpreter_unwatched_test.cpp: RecordedIf.EachWayTheStatementGoesIsReadOnceAndThenReplayed, RecordedIf.ReplaysEndAsTheGeneralRunWhateverTheValuesOfTheDay; tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
+void Interpreter::ReplayIf(const RecordedIf& statement, std::u16string& expression,
+                           std::int16_t& level, contract::DataFieldRef& result) {
+  // As RunScript begins, up to the IF word, which would be a host field of that name.
+  last_added_.reset();
+  level = AddInstance(expression);
+  if (level != 0) Decline();
+  (void)InstanceStack(level);
+  if (IsDataField(statement.word)) Decline();
+  // The nested runs replayed without a level of their own leave level 1 as they find it, where
+  // AddInstance and CloseInstance would have emptied it: it must hold nothing already.
+  constexpr std::int16_t kNested = 1;
+  if (hold_top_(kNested) != -1) Decline();
+  const std::int32_t last_slot = hold_array_.UBound(2);
+  for (std::int32_t slot = 0; slot <= last_slot; ++slot) {
+    if (!hold_array_(kNested, slot).empty()) Decline();
+  }
+  if (stacks_.UBound() < kNested || (stacks_(kNested) && !stacks_(kNested)->IsStackEmpty())) {
+    Decline();
+  }
+  unwatched_name_all_ = true;
+
+  // PerformIf's frames: the values of those whose ELSEIF ran further in are kept to the end, as
+  // the general run keeps them.
+  std::vector<Value> waiting;
+  Value value;
+  std::int16_t end = kUnknownEnd;
+  for (std::size_t frame = 0;; ++frame) {
+    if (frame >= statement.frames.size()) IfGap();
+    const RecordedIf::Frame& f = statement.frames[frame];
+    value = Value::Object(NestedValue(f.condition));
+    if (ConditionHolds(value)) {
+      end = statement.ends[frame];
+      if (end == kUnknownEnd) IfGap();
+      value = Value::Object(NestedValue(f.branch));
+      break;
+    }
+    if (f.ended_at == kEndedAtElseIf) {
+      waiting.push_back(std::move(value));
+      continue;
+    }
+    end = statement.none_end;
+    if (end == kUnknownEnd || (f.ended_at == kEndedAtElse && !statement.else_read)) IfGap();
+    if (f.ended_at == kEndedAtElse && !statement.else_branch.empty()) {
+      value = Value::Object(NestedValue(statement.else_branch));
+    }
+    break;
+  }
+  // Each value goes when the general run's would: a field nobody holds any more may serve as
+  // the next temporary.
+  PushIfValue(level, value);
+  value = Value();
+  while (!waiting.empty()) {
+    // The frame further out takes the inner statement's value.
+    Value outer = std::move(waiting.back());
+    waiting.pop_back();
+    outer = Value::Object(InstanceStack(level).Pop());
+    PushIfValue(level, outer);
+  }
+  // Nothing follows the END IF: the driver's last reduction leaves the statement's value.
+  ReadPosition(level) = end;
+  result = InstanceStack(level).Pop();
 }
 
 }  // namespace qorvintr::engine

@@ -183,7 +183,8 @@ void Interpreter::RunNestedUnwatched(std::u16string& expression, std::int16_t& l
                                      std::u16string& word, contract::DataFieldRef& result) {
   TrimInPlace(expression);
   // Departure: an IF's condition and branches inside a run nobody watches are recorded and then replayed at their own level (tests/interpreter_unwatched_test.cpp: Recorded.AnIfsConditionAndBranchRunFromTheirRecordingsWithinTheRun, Recorded.ReplayedNestedRunsNumberTheTemporariesAroundThemAsTheGeneralRun, Recorded.ANestedReplayThatFailsOnTheValuesOfTheDayLeavesTheRunToTheGeneralOne)
-  if (const RecordedRun* recorded = FindRecorded(expression)) {
+  if (const RecordedRun* recorded = FindRecorded(expression);
+      recorded != nullptr && !recorded->statement) {
     ReplayNested(*recorded, expression, level, result);
     return;
   }
@@ -276,6 +277,20 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   TrimInPlace(expression);
   // Departure: a script that ran unwatched before runs again from its recording, without the lexer (tests/interpreter_unwatched_test.cpp: Recorded.TheSecondRunOfAScriptIsReplayedAndEndsAsTheGeneralRun; tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
   const RecordedRun* recorded = FindRecorded(expression);
+  // A script kept as one IF statement is replayed from its parts, unless the last replay met a
+  // part not read yet: then it is read word by word, and what it reads is kept. A script known
+  // to be more than the statement is read word by word, as any script with a built-in.
+  std::shared_ptr<RecordedIf> statement;
+  const bool relearn = std::exchange(if_relearn_, false);
+  if (recorded != nullptr && recorded->statement) {
+    statement = recorded->statement;
+    if (relearn || !statement->whole) recorded = nullptr;
+  }
+  if_learning_ = IfLearning{};
+  if (recorded == nullptr) {
+    if_learning_.allowed = statement == nullptr || statement->whole;
+    if_learning_.statement = statement;
+  }
   // A script that is not recorded is read word by word: its words are found here once, and
   // answer the question of DateCompare for the next run of the same text.
   WordMemo* words = recorded == nullptr ? TextWordMemo(expression) : nullptr;
@@ -302,7 +317,9 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   RecordedRun recording;
   std::size_t made = 0;
   try {
-    if (recorded != nullptr) {
+    if (recorded != nullptr && recorded->statement) {
+      ReplayIf(*recorded->statement, expression, level, result);
+    } else if (recorded != nullptr) {
       ReplayScript(*recorded, expression, level, result, made);
     } else {
       recording_ = &recording;
@@ -323,7 +340,7 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   if (!declined_ && level != 0) declined_ = true;
   if (!declined_) {
     try {
-      if (recorded != nullptr) {
+      if (recorded != nullptr && !recorded->statement) {
         SettleUnwatched(level, made, made, made);
       } else {
         SettleUnwatched(level, static_cast<std::size_t>(unwatched_held_[0]),
@@ -356,11 +373,21 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   } else if (recorded == nullptr && recorded_fully) {
     // Keeping it is no part of the run: a failure only means the script is not kept.
     support::IgnoreErrors([&] { KeepRecorded(expression, std::move(recording)); });
+  } else if (recorded == nullptr && if_learning_.done) {
+    support::IgnoreErrors(
+        [&] { KeepLearnedIf(expression, recording.end_position, statement != nullptr); });
   }
+  if_learning_ = IfLearning{};
   unwatched_made_.clear();
   // Nothing of the run stays held: a host field may go, and its module with it.
   replay_hosts_.clear();
   replay_temps_.clear();
+  // A replay that met a part of its IF statement not read yet: the same run again, word by
+  // word, reads it (its state is as the run found it).
+  if (std::exchange(if_gap_, false) && !answered) {
+    if_relearn_ = true;
+    return RunUnwatched(expression, result);
+  }
   CountUnwatched(answered);
   if (answered && recorded != nullptr) CountReplayed();
   return answered;
@@ -410,10 +437,26 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
       }
       recording_ = nullptr;
       unwatched_name_all_ = true;
+      // An IF that is the script's first word (nothing made or pushed before it) may be kept
+      // as the statement it reads.
+      if (level == 0 && if_learning_.allowed && !if_learning_.done && unwatched_made_.empty() &&
+          InstanceStack(level).IsStackEmpty() &&
+          automation::UCase(automation::TrimView(word)) == u"IF") {
+        if (!if_learning_.statement) {
+          if_learning_.statement = std::make_shared<RecordedIf>();
+          if_learning_.statement->word = word;
+        }
+        if_learning_.active = true;
+      }
     }
     // The function reads its own arguments and pushes its own value.
     // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
     (void)PerformFunction(word, level);
+    if (if_learning_.active) {
+      if_learning_.active = false;
+      if_learning_.done = true;
+      if_learning_.made_after = unwatched_made_.size();
+    }
   } else if (word.empty() || word == u" ") {
     return DriverState::kOperandExpected;
   } else if (word == kEndOfLine) {

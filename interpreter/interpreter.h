@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -214,9 +215,39 @@ class Interpreter {
     automation::Value data;    // kTemporary: its Data
     std::u16string text;       // kDateLiteral: the word; kField: the field's name
   };
+  // A script that is one IF statement (its first word, with nothing after its END IF) is kept
+  // as the statement's parts: each frame's condition and THEN branch, its ELSE branch, and where
+  // the reading ends for each way the statement can go. A part is known once a run has read it:
+  // a way the statement has not gone yet is run word by word once, which reads it.
+  static constexpr std::int16_t kUnknownEnd = INT16_MIN;
+  struct RecordedIf {
+    struct Frame {
+      std::u16string condition;  // as the nested run trims it, without an ELSEIF's IF
+      std::u16string branch;     // the THEN branch as its words were joined
+      std::int16_t ended_at = 0;
+    };
+    std::u16string word;  // the IF as read: a host field of that name would be read instead
+    bool whole = true;    // false: something follows the END IF, and the script is not replayed
+    std::vector<Frame> frames;
+    bool else_read = false;
+    std::u16string else_branch;
+    std::vector<std::int16_t> ends;        // by the frame whose branch ran
+    std::int16_t none_end = kUnknownEnd;  // when no branch ran
+  };
   struct RecordedRun {
     std::vector<RecordedStep> steps;
     std::int16_t end_position = 0;  // where the reader stopped
+    std::shared_ptr<RecordedIf> statement;  // set for a script that is one IF statement
+  };
+  // An IF statement being read by a run that may keep it.
+  struct IfLearning {
+    std::shared_ptr<RecordedIf> statement;
+    bool allowed = false;  // the script is not known to be anything but an IF statement
+    bool active = false;   // the statement's frames are being run (level 0 only)
+    bool done = false;     // the statement has ended; made_after: temporaries made by then
+    std::size_t frame = 0;
+    std::int32_t taken = -1;  // the frame whose branch ran
+    std::size_t made_after = 0;
   };
   // A replay's stack item: the replay's host field or temporary of that number; neither is the
   // empty item.
@@ -251,6 +282,30 @@ class Interpreter {
   // the counts its temporaries took and its result (a temporary of the run, or a host field).
   void ReplayNested(const RecordedRun& run, std::u16string& expression, std::int16_t& level,
                     contract::DataFieldRef& result);
+  // A script that is one IF statement, from its parts: the conditions and the branch chosen run
+  // as the general run runs them (a nested run of level 1 from its recording, or the general
+  // nested run), and the statement's values are made as FinishIf makes them. A part not known
+  // yet ends the replay as a decline that reads the script word by word at once (IfGap).
+  void ReplayIf(const RecordedIf& statement, std::u16string& expression, std::int16_t& level,
+                contract::DataFieldRef& result);
+  [[noreturn]] void IfGap();
+  // A condition's or branch's value at level 1 while level 0 runs an IF statement.
+  contract::DataFieldRef NestedValue(const std::u16string& text);
+  // The recorded nested run at level 1 without a level of its own: nothing of level 1 that
+  // the host could tell is left otherwise (ReplayIf checks the level is free first).
+  contract::DataFieldRef ReplayAtLevelOne(const RecordedRun& run);
+  // What a nested replay leaves once its steps have run: the counts its temporaries took, and
+  // its result (a temporary of the run, or a host field).
+  void EndNestedReplay(std::int16_t level, const ReplayItem& top, contract::DataFieldRef& result);
+  // The recorded steps on the replay's stack, from an empty one; answers the item on top.
+  ReplayItem ReplaySteps(const RecordedRun& run);
+  // The IF statement's reading, noted while it is learned: a frame's parts, the ELSE branch.
+  void LearnIfFrame(const std::u16string& condition, const std::u16string& branch,
+                    std::int16_t ended_at, bool taken);
+  void LearnIfElse(const std::u16string& branch);
+  // At the end of an answered run that read an IF statement: keeps what it learned.
+  void KeepLearnedIf(const std::u16string& expression, std::int16_t end_position,
+                     bool in_recordings);
   // The driver's steps, written down while a run is being recorded.
   void RecordMade();
   void RecordStep(RecordedStep::Kind kind, std::u16string_view text = {});
@@ -409,6 +464,8 @@ class Interpreter {
   automation::Value PerformFunction(std::u16string_view function, std::int16_t level);
   bool PerformIf(std::int16_t level);
   void FinishIf(std::int16_t level, const automation::Value& value);
+  // FinishIf's second step: the statement's value as a temporary on the level's stack.
+  void PushIfValue(std::int16_t level, const automation::Value& value);
   std::u16string GetIfCondition(std::int16_t level);
   // ended_at becomes kEndedAtElseIf or kEndedAtElse when the branch ended there.
   std::u16string GetStatements(std::int16_t level, std::int16_t& ended_at);
@@ -536,6 +593,11 @@ class Interpreter {
       recorded_;
   std::size_t recorded_bytes_ = 0;
   RecordedRun* recording_ = nullptr;
+  // The IF statement a run reads word by word, and the replay that met a part not known yet
+  // (the next run of the script reads it word by word instead of replaying).
+  IfLearning if_learning_;
+  bool if_gap_ = false;
+  bool if_relearn_ = false;
   // A replay's stack and temporaries, kept for the next one.
   std::vector<ReplayItem> replay_stack_;
   std::vector<contract::DataFieldRef> replay_hosts_;

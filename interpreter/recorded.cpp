@@ -93,6 +93,12 @@ Interpreter::ReplayItem Interpreter::ReplayInstance(const RecordedRun& run,
   if (nested ? level <= 0 || level > kDeepestLevel : level != 0) Decline();
   // The general run ends by popping this level's stack (91 without one).
   (void)InstanceStack(level);
+  const ReplayItem top = ReplaySteps(run);
+  ReadPosition(level) = run.end_position;
+  return top;
+}
+
+Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run) {
   replay_stack_.clear();
   replay_hosts_.clear();
   replay_temps_.clear();
@@ -122,9 +128,7 @@ Interpreter::ReplayItem Interpreter::ReplayInstance(const RecordedRun& run,
   // The driver's last reduction, and the value it leaves on top (an empty stack is 91).
   reduce::Reduce(items, reduced);
   if (items.Empty()) Decline();
-  const ReplayItem top = items.Pop();
-  ReadPosition(level) = run.end_position;
-  return top;
+  return items.Pop();
 }
 
 Interpreter::NewField Interpreter::ReplayedField(const ReplayTemporary& value) {
@@ -156,6 +160,23 @@ void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expressio
 void Interpreter::ReplayNested(const RecordedRun& run, std::u16string& expression,
                                std::int16_t& level, contract::DataFieldRef& result) {
   const ReplayItem top = ReplayInstance(run, expression, level, true);
+  EndNestedReplay(level, top, result);
+}
+
+contract::DataFieldRef Interpreter::ReplayAtLevelOne(const RecordedRun& run) {
+  // As ReplayNested at the level AddInstance would give, which the IF's replay has made sure
+  // holds nothing; the closing then gives back the names its temporaries would have had.
+  constexpr std::int16_t kLevel = 1;
+  last_added_.reset();
+  const ReplayItem top = ReplaySteps(run);
+  contract::DataFieldRef result;
+  EndNestedReplay(kLevel, top, result);
+  NoteUnwatchedClose(kLevel);
+  return result;
+}
+
+void Interpreter::EndNestedReplay(std::int16_t level, const ReplayItem& top,
+                                  contract::DataFieldRef& result) {
   const std::size_t made = replay_temps_.size();
   if (unwatched_made_.size() + made >= kMostUnwatched) Decline();
   // Every temporary the general run makes here takes the next number and a slot of this level,
@@ -203,7 +224,10 @@ void Interpreter::RecordStep(RecordedStep::Kind kind, std::u16string_view text) 
 }
 
 void Interpreter::KeepRecorded(const std::u16string& expression, RecordedRun&& run) {
-  const std::size_t bytes = BytesOf(expression, run.steps);
+  std::size_t bytes = BytesOf(expression, run.steps);
+  // An IF statement's parts are pieces of its text, each kept once, and more are read later:
+  // counted as twice the text from the start.
+  if (run.statement) bytes += 2 * expression.size() * sizeof(char16_t) + 256;
   if (bytes > kMostBytesOfOneRun) return;
   // Full: start again with the scripts that come next (a host's scripts come round again).
   if (recorded_bytes_ + bytes > kMostRecordedBytes) ForgetRecorded();

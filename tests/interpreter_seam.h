@@ -51,9 +51,11 @@ class InterpreterSeam {
   // Nested runs (an IF's condition or branch) answered from a recording.
   std::int32_t NestedReplayed() const { return i_.nested_replayed_; }
   std::size_t RecordedScripts() const { return i_.recorded_.size(); }
-  // Whether a recording is kept for this text, trimmed as a run trims it.
+  // Whether a recording the next run of this text (trimmed as a run trims it) answers from is
+  // kept: not a mark that the script is more than one IF statement.
   bool IsRecorded(std::u16string_view text) const {
-    return i_.FindRecorded(std::u16string(automation::TrimView(text))) != nullptr;
+    const auto* run = i_.FindRecorded(std::u16string(automation::TrimView(text)));
+    return run != nullptr && (!run->statement || run->statement->whole);
   }
   std::size_t RecordedBytes() const { return i_.recorded_bytes_; }
   // Words already read: how many texts have their words kept, and how many words in all.

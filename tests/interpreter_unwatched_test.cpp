@@ -231,9 +231,12 @@ TEST_F(Unwatched, AnIfStaysUnwatchedAndEndsAsTheGeneralRun) {
   seen = BothWays("IF Count > 100 THEN 1 END IF");
   EXPECT_EQ(seen.result, u"Autodf1|Boolean|False");
   EXPECT_EQ(Answered(), 3);
-  // An IF's run is not recorded: it runs unwatched each time.
+  // A script that is one IF statement is kept as its parts and replayed; one with a word
+  // before the IF is not.
   BothWays("IF Count > 1 THEN 1 ELSE 2 END IF");
-  EXPECT_EQ(seam().RecordedReplayed(), 0);
+  EXPECT_EQ(seam().RecordedReplayed(), 1);
+  BothWays("8 + IF Count > 100 THEN \"HIGH\" ELSEIF Count > 2 THEN \"MID\" ELSE \"LOW\" END IF");
+  EXPECT_EQ(seam().RecordedReplayed(), 1);
   EXPECT_EQ(Declined(), 0);
   // An error in the condition declines, and the general run reports it.
   seen = BothWays("IF Count + \"x\" THEN 1 ELSE 2 END IF");
@@ -478,23 +481,28 @@ TEST_F(Recorded, ANewWordInTheListsForgetsEveryRecording) {
 TEST_F(Recorded, AnIfsConditionAndBranchRunFromTheirRecordingsWithinTheRun) {
   const char* script = "IF Count > 3 THEN Count * 2 + 8 ELSE \"LOW\" & Count END IF";
   Seen seen = BothWays(script);
-  // The condition and the branch taken are recorded; the IF's own run is not.
-  EXPECT_EQ(seam().RecordedScripts(), 2u);
+  // The condition, the branch taken and the statement are recorded.
+  EXPECT_EQ(seam().RecordedScripts(), 3u);
   EXPECT_TRUE(seam().IsRecorded(u"Count > 3"));
-  EXPECT_FALSE(seam().IsRecorded(automation::FromUtf8(script)));
+  // The branch as its words were joined, without blanks.
+  EXPECT_TRUE(seam().IsRecorded(u"Count*2+8"));
+  EXPECT_TRUE(seam().IsRecorded(automation::FromUtf8(script)));
   EXPECT_EQ(seam().NestedReplayed(), 0);
   EXPECT_EQ(seen.result, u"Autodf1|Variant|{Autodf6|Long|50}");
   seen = BothWays(script);
   EXPECT_EQ(seam().NestedReplayed(), 2);
   EXPECT_EQ(seen.result, u"Autodf1|Variant|{Autodf6|Long|50}");
-  EXPECT_EQ(Replayed(), 0);
-  // The other branch runs the general way once, recorded on the way, and is replayed after.
+  EXPECT_EQ(Replayed(), 1);
+  // The other branch has not been read: the run reads the script word by word (the condition
+  // replayed on the way), and the ELSE branch runs the general way, recorded on the way.
   Field(u"Count")->SetData(Value::Long(1));
   seen = BothWays(script);
-  EXPECT_EQ(seam().NestedReplayed(), 3);
-  EXPECT_EQ(seam().RecordedScripts(), 3u);
+  EXPECT_EQ(seam().NestedReplayed(), 4);
+  EXPECT_EQ(seam().RecordedScripts(), 4u);
+  EXPECT_EQ(Replayed(), 1);
   seen = BothWays(script);
-  EXPECT_EQ(seam().NestedReplayed(), 5);
+  EXPECT_EQ(seam().NestedReplayed(), 6);
+  EXPECT_EQ(Replayed(), 2);
   EXPECT_EQ(seen.result, u"Autodf1|Variant|{Autodf3|String|LOW1}");
   EXPECT_EQ(Declined(), 0);
 }
@@ -535,6 +543,89 @@ TEST_F(Recorded, ANestedReplayThatFailsOnTheValuesOfTheDayLeavesTheRunToTheGener
   const Seen gone = BothWays(script);
   EXPECT_EQ(Declined(), 2);
   EXPECT_FALSE(gone.log.empty());
+}
+
+// A script that is one IF statement: kept as its parts, each way it goes read once word by word.
+class RecordedIf : public Recorded {};
+
+TEST_F(RecordedIf, EachWayTheStatementGoesIsReadOnceAndThenReplayed) {
+  const char* script =
+      "IF Count > 100 THEN \"HIGH\" ELSEIF Count > 10 THEN \"MID\" ELSE \"LOW\" END IF";
+  const struct {
+    std::int32_t count;
+    const char16_t* result;
+  } ways[] = {{200, u"Autodf1|Variant|{Autodf1|String|HIGH}"},
+              {50, u"Autodf2|Variant|{Autodf1|Variant|{Autodf1|String|MID}}"},
+              {1, u"Autodf2|Variant|{Autodf1|Variant|{Autodf1|String|LOW}}"}};
+  std::int32_t replayed = 0;
+  for (const auto& way : ways) {
+    Field(u"Count")->SetData(Value::Long(way.count));
+    // The first run of a way reads it (the first of all records the statement), the second
+    // replays it.
+    EXPECT_EQ(BothWays(script).result, way.result) << way.count;
+    EXPECT_EQ(Replayed(), replayed) << way.count;
+    EXPECT_EQ(BothWays(script).result, way.result) << way.count;
+    EXPECT_EQ(Replayed(), ++replayed) << way.count;
+  }
+  // Every way known: a way met again is replayed at once.
+  Field(u"Count")->SetData(Value::Long(200));
+  EXPECT_EQ(BothWays(script).result, ways[0].result);
+  EXPECT_EQ(Replayed(), replayed + 1);
+  EXPECT_EQ(Declined(), 0);
+  // A way the replay has not met yet costs no decline: 7 runs, 7 answered.
+  EXPECT_EQ(Answered(), 7);
+}
+
+TEST_F(RecordedIf, ReplaysEndAsTheGeneralRunWhateverTheValuesOfTheDay) {
+  AddField("Name", Value::String(u"Smith"), "String");
+  // Conditions of every kind (a number, a text, a Boolean field, a date), empty branches, no
+  // ELSE, ENDIF, a nested IF in a branch, a branch that is a host field.
+  const char* const scripts[] = {
+      "IF Count THEN 1 ELSE 2 END IF",
+      "IF Count - 5 THEN Count * 2 ELSEIF Count THEN #3/14/2002# + Count END IF",
+      "IF Name = \"Smith\" THEN Name & \"!\" ELSE \"?\" END IF",
+      "IF Count > 3 THEN Name ENDIF",
+      "IF Count > 3 THEN 1 ELSE END IF",
+      "IF Count > 3 THEN IF Count > 6 THEN \"A\" ELSE \"B\" END IF ELSE \"C\" END IF",
+      "IF Count > 3 THEN \"x\" ELSEIF Count > 1 THEN \"y\" ELSEIF Count > 0 THEN \"z\" END IF",
+      "if Count > 3 then \"x\" else \"y\" END IF",
+  };
+  const Value days[] = {Value::Long(5), Value::Long(0), Value::Long(9), Value::Long(2),
+                        Value::Long(1), Value::String(u"7"), Value::Double(-1.5)};
+  for (const char* script : scripts) {
+    for (int pass = 0; pass < 2; ++pass) {
+      for (const Value& day : days) {
+        Field(u"Count")->SetData(day);
+        Field(u"Count")->SetDataType(day.IsString() ? u"String" : u"Long");
+        BothWays(script);
+      }
+    }
+  }
+  // Most runs of the second pass are replays; the general run answered the rest alike.
+  EXPECT_GE(Replayed(), 40);
+}
+
+TEST_F(RecordedIf, AScriptWithMoreThanTheStatementIsNotReplayed) {
+  // Words after the END IF make temporaries of their own; a word before the IF is read first.
+  const char* const scripts[] = {"IF Count > 1 THEN 1 ELSE 2 END IF & \"!\"",
+                                 "IF Count > 1 THEN 1 ELSE 2 END IF = 1",
+                                 "( IF Count > 1 THEN 1 ELSE 2 END IF )"};
+  for (const char* script : scripts) {
+    for (int run = 0; run < 3; ++run) BothWays(script);
+  }
+  EXPECT_EQ(Replayed(), 0);
+}
+
+TEST_F(RecordedIf, AHostFieldNamedLikeTheIfIsReadInstead) {
+  const char* script = "IF Count > 1 THEN 1 ELSE 2 END IF";
+  BothWays(script);
+  BothWays(script);
+  EXPECT_EQ(Replayed(), 1);
+  AddField("If", Value::Long(3), "Long");
+  const Seen seen = BothWays(script);
+  EXPECT_EQ(Replayed(), 1);
+  EXPECT_EQ(Declined(), 1);
+  EXPECT_EQ(seen.result, u"Error|Boolean|False");
 }
 
 TEST_F(Recorded, TheRecordingsKeepToTheirRoom) {
