@@ -1,13 +1,16 @@
 // The IF statement: IF condition THEN branch [ELSEIF condition THEN branch ...] [ELSE branch]
 // END IF. The condition and the chosen branch run as nested scripts.
 #include <exception>
+#include <optional>
 #include <string>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
 #include "qorvintr/convert.h"
 #include "automation/operators.h"
 #include "automation/text.h"
+#include "qorvintr/components/data_field.h"
 #include "interpreter/interpreter.h"
 #include "interpreter/upper_word.h"
 #include "interpreter/limits.h"
@@ -40,9 +43,31 @@ Value NotZero(const Value& value) {
   return Value::Boolean(c != automation::Comparison::Equal);
 }
 
+// The common condition is a stock field holding a Boolean or a whole number: a "DataField", so
+// not a Boolean, and numeric; it is then "not 0" as a Boolean, which is True or not. Answered
+// from the field directly (the general steps dereference it three times); nothing for any
+// other value.
+std::optional<bool> StockFieldCondition(const Value& value) noexcept {
+  if (!value.IsObject() || !value.GetObject() ||
+      typeid(*value.GetObject()) != typeid(components::DataFieldObject)) {
+    return std::nullopt;
+  }
+  const Value& data = static_cast<const components::DataFieldObject&>(*value.GetObject()).DataRef();
+  switch (data.Type()) {
+    case automation::VarType::Boolean: return data.GetBoolean();
+    case automation::VarType::Integer: return data.GetInteger() != 0;
+    case automation::VarType::Long: return data.GetLong() != 0;
+    default: return std::nullopt;
+  }
+}
+
 // The condition's value as the statement takes it; true when its THEN branch runs.
 // Kept: a number other than a Boolean is true when it is not 0 (tests/builtins_if_test.cpp: IfScripts.ANumericConditionOfFiveIsTrueAndZeroFalse)
 bool ConditionHolds(Value& value) {
+  if (const std::optional<bool> holds = StockFieldCondition(value)) {
+    value = Value::Boolean(*holds);
+    return *holds;
+  }
   if (automation::IsNumeric(value) && automation::TypeName(value) != u"Boolean") {
     value = NotZero(value);
   }
