@@ -616,6 +616,12 @@ TEST_F(RecordedIf, AScriptWithMoreThanTheStatementIsNotReplayed) {
   EXPECT_EQ(Replayed(), 0);
 }
 
+TEST_F(RecordedIf, AConditionThatFailsLeavesTheRunToTheGeneralOne) {
+  const Seen seen = BothWays("IF ag THEN ELLE A&");
+  EXPECT_EQ(seen.result, u"Autodf1|Boolean|False");
+  BothWays("IF ag THEN ELLE A&");
+}
+
 TEST_F(RecordedIf, AHostFieldNamedLikeTheIfIsReadInstead) {
   const char* script = "IF Count > 1 THEN 1 ELSE 2 END IF";
   BothWays(script);
