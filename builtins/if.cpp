@@ -48,11 +48,10 @@ Value NotZero(const Value& value) {
 // from the field directly (the general steps dereference it three times); nothing for any
 // other value.
 std::optional<bool> StockFieldCondition(const Value& value) noexcept {
-  if (!value.IsObject() || !value.GetObject() ||
-      typeid(*value.GetObject()) != typeid(components::DataFieldObject)) {
-    return std::nullopt;
-  }
-  const Value& data = static_cast<const components::DataFieldObject&>(*value.GetObject()).DataRef();
+  if (!value.IsObject() || !value.GetObject()) return std::nullopt;
+  const automation::Object& object = *value.GetObject();
+  if (typeid(object) != typeid(components::DataFieldObject)) return std::nullopt;
+  const Value& data = static_cast<const components::DataFieldObject&>(object).DataRef();
   switch (data.Type()) {
     case automation::VarType::Boolean: return data.GetBoolean();
     case automation::VarType::Integer: return data.GetInteger() != 0;
