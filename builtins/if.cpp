@@ -297,7 +297,6 @@ void Interpreter::LearnIfFrame(const std::u16string& condition, const std::u16st
     // The nested run looks its recording up by the trimmed text.
     statement.frames.push_back({std::u16string(automation::TrimView(condition)),
                                 std::u16string(automation::TrimView(branch)), ended_at});
-    statement.ends.push_back(kUnknownEnd);
   }
   if (taken) if_learning_.taken = static_cast<std::int32_t>(frame);
 }
@@ -315,7 +314,7 @@ void Interpreter::KeepLearnedIf(const std::u16string& expression, std::int16_t e
   // A word after the END IF that made a temporary: the script is more than the statement.
   if (unwatched_made_.size() != if_learning_.made_after) statement->whole = false;
   if (if_learning_.taken >= 0) {
-    statement->ends[static_cast<std::size_t>(if_learning_.taken)] = end_position;
+    statement->frames[static_cast<std::size_t>(if_learning_.taken)].end = end_position;
   } else {
     statement->none_end = end_position;
   }
@@ -353,10 +352,12 @@ void Interpreter::ReplayIf(const RecordedIf& statement, std::u16string& expressi
   // The nested runs replayed without a level of their own leave level 1 as they find it, where
   // AddInstance and CloseInstance would have emptied it: it must hold nothing already.
   constexpr std::int16_t kNested = 1;
+  // Read through the table's const side: a row reached for writing is refilled by ResetMemory.
+  const support::DynArray2D<std::u16string>& holds = hold_array_;
   if (hold_top_(kNested) != -1) Decline();
-  const std::int32_t last_slot = hold_array_.UBound(2);
+  const std::int32_t last_slot = holds.UBound(2);
   for (std::int32_t slot = 0; slot <= last_slot; ++slot) {
-    if (!hold_array_(kNested, slot).empty()) Decline();
+    if (!holds(kNested, slot).empty()) Decline();
   }
   if (stacks_.UBound() < kNested || (stacks_(kNested) && !stacks_(kNested)->IsStackEmpty())) {
     Decline();
@@ -373,7 +374,7 @@ void Interpreter::ReplayIf(const RecordedIf& statement, std::u16string& expressi
     const RecordedIf::Frame& f = statement.frames[frame];
     value = Value::Object(NestedValue(f.condition));
     if (ConditionHolds(value)) {
-      end = statement.ends[frame];
+      end = f.end;
       if (end == kUnknownEnd) IfGap();
       value = Value::Object(NestedValue(f.branch));
       break;

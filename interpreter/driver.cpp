@@ -287,10 +287,7 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
     if (relearn || !statement->whole) recorded = nullptr;
   }
   if_learning_ = IfLearning{};
-  if (recorded == nullptr) {
-    if_learning_.allowed = statement == nullptr || statement->whole;
-    if_learning_.statement = statement;
-  }
+  if (recorded == nullptr) if_learning_.statement = statement;
   // A script that is not recorded is read word by word: its words are found here once, and
   // answer the question of DateCompare for the next run of the same text.
   WordMemo* words = recorded == nullptr ? TextWordMemo(expression) : nullptr;
@@ -438,10 +435,12 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
       recording_ = nullptr;
       unwatched_name_all_ = true;
       // An IF that is the script's first word (nothing made or pushed before it) may be kept
-      // as the statement it reads.
-      if (level == 0 && if_learning_.allowed && !if_learning_.done && unwatched_made_.empty() &&
-          InstanceStack(level).IsStackEmpty() &&
-          automation::UCase(automation::TrimView(word)) == u"IF") {
+      // as the statement it reads. UCase keeps the length: other built-ins' names are passed
+      // over without it.
+      const std::u16string_view name = automation::TrimView(word);
+      if (level == 0 && name.size() == 2 && if_learning_.MayLearn() && !if_learning_.done &&
+          unwatched_made_.empty() && InstanceStack(level).IsStackEmpty() &&
+          automation::UCase(name) == u"IF") {
         if (!if_learning_.statement) {
           if_learning_.statement = std::make_shared<RecordedIf>();
           if_learning_.statement->word = word;

@@ -225,14 +225,14 @@ class Interpreter {
       std::u16string condition;  // as the nested run trims it, without an ELSEIF's IF
       std::u16string branch;     // the THEN branch as its words were joined
       std::int16_t ended_at = 0;
+      std::int16_t end = kUnknownEnd;  // where the reading ends when this branch ran
     };
     std::u16string word;  // the IF as read: a host field of that name would be read instead
     bool whole = true;    // false: something follows the END IF, and the script is not replayed
     std::vector<Frame> frames;
     bool else_read = false;
     std::u16string else_branch;
-    std::vector<std::int16_t> ends;        // by the frame whose branch ran
-    std::int16_t none_end = kUnknownEnd;  // when no branch ran
+    std::int16_t none_end = kUnknownEnd;  // where the reading ends when no branch ran
   };
   struct RecordedRun {
     std::vector<RecordedStep> steps;
@@ -241,13 +241,14 @@ class Interpreter {
   };
   // An IF statement being read by a run that may keep it.
   struct IfLearning {
-    std::shared_ptr<RecordedIf> statement;
-    bool allowed = false;  // the script is not known to be anything but an IF statement
+    std::shared_ptr<RecordedIf> statement;  // none yet, or the one kept for the script
     bool active = false;   // the statement's frames are being run (level 0 only)
     bool done = false;     // the statement has ended; made_after: temporaries made by then
     std::size_t frame = 0;
     std::int32_t taken = -1;  // the frame whose branch ran
     std::size_t made_after = 0;
+    // Not known to be more than the statement.
+    bool MayLearn() const noexcept { return !statement || statement->whole; }
   };
   // A replay's stack item: the replay's host field or temporary of that number; neither is the
   // empty item.
