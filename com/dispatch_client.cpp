@@ -75,11 +75,11 @@ template <std::size_t N>
 struct Args {
   VARIANT v[N];
   Args() noexcept {
-    for (VARIANT& a : v) VariantInit(&a);
+    for (VARIANT& a : v) InitVariant(&a);
   }
   ~Args() {
     for (VARIANT& a : v) {
-      if (!(V_VT(&a) & VT_BYREF)) VariantClear(&a);
+      if (!(V_VT(&a) & VT_BYREF)) ClearVariant(&a);
     }
   }
   Args(const Args&) = delete;

@@ -11,6 +11,7 @@
 
 #include "automation/chars.h"
 #include "com/errors.h"
+#include "com/variant.h"
 
 namespace qorvintr::com {
 
@@ -152,8 +153,8 @@ int ParameterOf(const DISPPARAMS& params, const FUNCDESC& fd, UINT k) noexcept {
 // A copy of the caller's Variant as the parameter's type, and a second copy to tell later
 // whether the method changed it. False (nothing kept) when it does not convert.
 bool ConvertForMethod(VARIANT* caller, VARTYPE target, Converted& c) noexcept {
-  VariantInit(&c.value);
-  VariantInit(&c.before);
+  InitVariant(&c.value);
+  InitVariant(&c.before);
   HRESULT hr = S_OK;
   if (target == VT_DISPATCH && (V_VT(caller) == VT_EMPTY)) {
     // An unset variable is Nothing.
@@ -163,8 +164,8 @@ bool ConvertForMethod(VARIANT* caller, VARTYPE target, Converted& c) noexcept {
     hr = VariantChangeTypeEx(&c.value, caller, 1033, VARIANT_ALPHABOOL, target);
   }
   if (FAILED(hr) || FAILED(VariantCopy(&c.before, &c.value))) {
-    VariantClear(&c.value);
-    VariantClear(&c.before);
+    ClearVariant(&c.value);
+    ClearVariant(&c.before);
     return false;
   }
   c.caller = caller;
@@ -214,14 +215,14 @@ void WriteBackConverted(Converted* converted, UINT count, bool succeeded) noexce
     Converted& c = converted[i];
     if (succeeded && !SameContent(c.value, c.before)) {
       VARIANT copy;
-      VariantInit(&copy);
+      InitVariant(&copy);
       if (SUCCEEDED(VariantCopy(&copy, &c.value))) {
-        VariantClear(c.caller);
+        ClearVariant(c.caller);
         *c.caller = copy;
       }
     }
-    VariantClear(&c.value);
-    VariantClear(&c.before);
+    ClearVariant(&c.value);
+    ClearVariant(&c.before);
   }
 }
 
@@ -369,10 +370,10 @@ HRESULT FastCall::Answer(HRESULT hr, VARIANT& value) noexcept {
   if (excep_) std::memset(excep_, 0, sizeof(*excep_));
   // Kept: a failed method's retval (Nothing, False, 0) still reaches the caller's result, as the type library's invoke hands it on (tests/com/fastpath_compare.sh: com_fastpath "Add duplicate")
   if (result_ && !has_no_retval_) {
-    VariantClear(result_);
+    ClearVariant(result_);
     *result_ = value;
   } else {
-    VariantClear(&value);
+    ClearVariant(&value);
   }
   if (SUCCEEDED(hr)) return hr;
   if (excep_) {
@@ -396,7 +397,7 @@ HRESULT FastCall::Done(HRESULT hr) noexcept {
   if (excep_) std::memset(excep_, 0, sizeof(*excep_));
   if (SUCCEEDED(hr)) return hr;
   VARIANT none;
-  VariantInit(&none);
+  InitVariant(&none);
   has_no_retval_ = true;
   return Answer(hr, none);
 }

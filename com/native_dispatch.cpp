@@ -166,7 +166,7 @@ HRESULT NativeObjectDispatch::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPA
       answer = Value::String(field->DataClass());
     }
     if (result) {
-      VariantClear(result);
+      ClearVariant(result);
       ToVariant(answer, result);
     }
     return S_OK;

@@ -130,7 +130,7 @@ class DataFieldObject final : public DualObject<_DataField>,
 
   HRESULT STDMETHODCALLTYPE get_Data(VARIANT* ret) override {
     if (!ret) return E_POINTER;
-    VariantInit(ret);
+    InitVariant(ret);
     return Guard(IID__DataField, [&] {
       ToVariant(field_->DataRef(), ret);
       return S_OK;
@@ -333,7 +333,7 @@ class FieldEnumerator final : public IEnumVARIANT {
     if (!out) return E_POINTER;
     ULONG n = 0;
     while (n < count && next_ < items_.size()) {
-      VariantInit(&out[n]);
+      InitVariant(&out[n]);
       V_VT(&out[n]) = VT_DISPATCH;
       V_DISPATCH(&out[n]) = items_[next_];
       if (items_[next_]) items_[next_]->AddRef();

@@ -66,7 +66,7 @@ void WriteBackText(BSTR* target, std::u16string_view text) {
 }
 
 void ToVariant(const Value& value, VARIANT* out) {
-  VariantInit(out);
+  InitVariant(out);
   switch (value.Type()) {
     case VarType::Empty: return;
     case VarType::Null: V_VT(out) = VT_NULL; return;
@@ -120,12 +120,12 @@ Value FromByRef(const VARIANT& v) {
     case VT_CY:
     case VT_DECIMAL: {
       VARIANT copy;
-      VariantInit(&copy);
+      InitVariant(&copy);
       if (FAILED(VariantCopyInd(&copy, const_cast<VARIANT*>(&v)))) {
         automation::Raise(automation::err::TypeMismatch);
       }
       Value result = FromVariant(copy);
-      VariantClear(&copy);
+      ClearVariant(&copy);
       return result;
     }
     default: automation::Raise(kBadVarType);

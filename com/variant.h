@@ -20,6 +20,21 @@
 
 namespace qorvintr::com {
 
+// VariantInit and VariantClear, without a call into the runtime for a value that holds nothing
+// to free (most of the values our objects pass): each is a call through an import otherwise.
+inline void InitVariant(VARIANT* v) noexcept { V_VT(v) = VT_EMPTY; }
+inline HRESULT ClearVariant(VARIANT* v) noexcept {
+  switch (V_VT(v)) {
+    case VT_EMPTY: case VT_NULL: case VT_I1: case VT_I2: case VT_I4: case VT_I8:
+    case VT_UI1: case VT_UI2: case VT_UI4: case VT_UI8: case VT_INT: case VT_UINT:
+    case VT_R4: case VT_R8: case VT_CY: case VT_DATE: case VT_BOOL: case VT_ERROR:
+      V_VT(v) = VT_EMPTY;
+      return S_OK;
+    default:
+      return VariantClear(v);
+  }
+}
+
 static_assert(sizeof(wchar_t) == sizeof(char16_t), "BSTR text is UTF-16");
 
 inline const wchar_t* WideOf(const std::u16string& s) noexcept {
@@ -98,13 +113,13 @@ class ComRef {
 
 class Variant {
  public:
-  Variant() noexcept { VariantInit(&v_); }
-  ~Variant() { VariantClear(&v_); }
+  Variant() noexcept { InitVariant(&v_); }
+  ~Variant() { ClearVariant(&v_); }
   Variant(const Variant&) = delete;
   Variant& operator=(const Variant&) = delete;
   VARIANT* get() noexcept { return &v_; }
   const VARIANT& operator*() const noexcept { return v_; }
-  void Clear() noexcept { VariantClear(&v_); }
+  void Clear() noexcept { ClearVariant(&v_); }
 
  private:
   VARIANT v_;
