@@ -135,6 +135,38 @@ constexpr std::size_t kMaxEntries = 16;
 // AM/PM designators and their first letters. Anything else rejects the text.
 enum class WordKind { Month, Day, Am, Pm, Unknown };
 
+// Which first letters the month and day words of each length have, so that most words that are
+// none of them (a name, a code) are told after one look instead of 38 comparisons.
+class WordFilter {
+ public:
+  explicit WordFilter(const LocaleData& loc) noexcept {
+    for (const auto* names : {&loc.month_names, &loc.month_abbreviations}) {
+      for (std::u16string_view name : *names) Add(name);
+    }
+    for (const auto* names : {&loc.day_names, &loc.day_abbreviations}) {
+      for (std::u16string_view name : *names) Add(name);
+    }
+  }
+  // False only when no month or day word has the word's length and first letter.
+  bool MayBeOne(std::u16string_view word) const noexcept {
+    if (word.empty()) return true;
+    const char16_t first = AsciiLower(word[0]);
+    if (first < u'a' || first > u'z') return true;
+    return (masks_[Slot(word.size())] >> (first - u'a') & 1u) != 0;
+  }
+
+ private:
+  static constexpr std::size_t kLongest = 15;  // longer words share the last slot
+  static std::size_t Slot(std::size_t size) noexcept { return size < kLongest ? size : kLongest; }
+  void Add(std::u16string_view name) noexcept {
+    std::uint32_t& mask = masks_[Slot(name.size())];
+    const char16_t first = name.empty() ? u'\0' : AsciiLower(name[0]);
+    // A word of another alphabet can match nothing but itself: its slot lets every word by.
+    mask |= first >= u'a' && first <= u'z' ? std::uint32_t{1} << (first - u'a') : ~std::uint32_t{0};
+  }
+  std::array<std::uint32_t, kLongest + 1> masks_{};
+};
+
 WordKind ClassifyWord(std::u16string_view word, std::int32_t& month) noexcept {
   const LocaleData& loc = CurrentLocale();
   // The designators first: they are the short words, and the common ones after a time.
@@ -148,6 +180,8 @@ WordKind ClassifyWord(std::u16string_view word, std::int32_t& month) noexcept {
       return WordKind::Pm;
     }
   }
+  static const WordFilter filter(loc);  // the locale is fixed
+  if (!filter.MayBeOne(word)) return WordKind::Unknown;
   for (int i = 0; i < 12; ++i) {
     if (EqualsIgnoreAsciiCase(word, loc.month_names[i]) ||
         EqualsIgnoreAsciiCase(word, loc.month_abbreviations[i])) {
@@ -225,7 +259,7 @@ int CurrentYear() noexcept {
 
 // The entries of a date text, in order.
 struct Entries {
-  std::array<Entry, kMaxEntries> items{};
+  std::array<Entry, kMaxEntries> items;  // written before read: below count only
   std::size_t count = 0;
 };
 

@@ -11,6 +11,7 @@
 #include "qorvintr/convert.h"
 #include "automation/datetime.h"
 #include "qorvintr/error.h"
+#include "qorvintr/utf8.h"
 #include "test_support.h"
 
 namespace au = qorvintr::automation;
@@ -385,6 +386,43 @@ TEST(ParseDateText, ClockOutsideTheCalendarGivesWayToTheSystemClock) {
     // would reject the text).
     FixedClock clock(kLastSecond12_31_99);
     EXPECT_GT(au::SplitDate(Parsed(u"3/14")).year, 2020);
+  }
+}
+
+TEST(ParseDateText, EveryMonthAndDayWordIsReadInAnyCaseAndOtherWordsAreNot) {
+  const std::u16string months[] = {u"January", u"February", u"March", u"April",
+                                   u"May", u"June", u"July", u"August",
+                                   u"September", u"October", u"November", u"December"};
+  const std::u16string days[] = {u"Sunday", u"Monday", u"Tuesday", u"Wednesday",
+                                 u"Thursday", u"Friday", u"Saturday"};
+  auto upper = [](std::u16string word) {
+    for (char16_t& c : word) c = au::AsciiUpper(c);
+    return word;
+  };
+  auto lower = [](std::u16string word) {
+    for (char16_t& c : word) c = au::AsciiLower(c);
+    return word;
+  };
+  for (int m = 0; m < 12; ++m) {
+    const double expected = au::DateSerial(2002, m + 1, 14);
+    for (const std::u16string& word : {months[m], months[m].substr(0, 3)}) {
+      for (const std::u16string& spelt : {word, upper(word), lower(word)}) {
+        EXPECT_EQ(ParseDate(spelt + u" 14, 2002"), expected) << au::ToUtf8(spelt);
+      }
+    }
+  }
+  for (const std::u16string& day : days) {
+    for (const std::u16string& word : {day, day.substr(0, 3)}) {
+      for (const std::u16string& spelt : {word, upper(word), lower(word)}) {
+        EXPECT_EQ(ParseDate(spelt + u", 3/14/2002"), au::DateSerial(2002, 3, 14))
+            << au::ToUtf8(spelt);
+      }
+    }
+  }
+  // Words that share a first letter and length with one of them, or only a first letter.
+  for (const char16_t* word : {u"Mayor 14, 2002", u"Smith 14, 2002", u"Junk 14, 2002",
+                               u"Sept 14, 2002", u"Fridays, 3/14/2002", u"Smith"}) {
+    EXPECT_FALSE(ParseDate(word).has_value()) << au::ToUtf8(word);
   }
 }
 
