@@ -175,25 +175,27 @@ std::int16_t Interpreter::DateCompare(const Value& first, const Value& second) {
 
 bool Interpreter::PerformDateCat(std::int16_t level) {
   return Trapped(u"PerformDateCat", kNoReport, false, [&] {
-    // No literal is accepted: a word that is not empty must name a field, or the lookup fails.
-    // Kept: DateCat takes no literal (tests/builtins_dates_test.cpp: DateBuiltins.DateCatAcceptsNoLiteralAndNoWordWithItsComma)
-    std::u16string word = GetNextWord(level);
-    std::u16string text =
-        word.empty() ? std::u16string(u"01/01/1900")
-                     : automation::CStr(HostField(word)->Data());
-    text += u' ';
-    word = GetNextWord(level);
-    if (word.empty()) {
-      text += u"12:00 AM";
-    } else {
-      text += automation::CStr(HostField(word)->Data());
-    }
-    Notify([&](RunListener& l) { l.OnCall(level, u"DateCat", {{u"date and time", text}}); });
-    const double when = automation::CDate(Value::String(std::move(text)));
-    std::u16string name = CreateDataFieldFromVariant(Value::Date(when));
+    std::u16string name = CreateDataFieldFromVariant(DateCatValue(level));
     PushHeldChecked(name, level);
     return true;
   });
+}
+
+Value Interpreter::DateCatValue(std::int16_t level) {
+  // No literal is accepted: a word that is not empty must name a field, or the lookup fails.
+  // Kept: DateCat takes no literal (tests/builtins_dates_test.cpp: DateBuiltins.DateCatAcceptsNoLiteralAndNoWordWithItsComma)
+  std::u16string word = GetNextWord(level);
+  std::u16string text =
+      word.empty() ? std::u16string(u"01/01/1900") : automation::CStr(HostField(word)->Data());
+  text += u' ';
+  word = GetNextWord(level);
+  if (word.empty()) {
+    text += u"12:00 AM";
+  } else {
+    text += automation::CStr(HostField(word)->Data());
+  }
+  Notify([&](RunListener& l) { l.OnCall(level, u"DateCat", {{u"date and time", text}}); });
+  return Value::Date(automation::CDate(Value::String(std::move(text))));
 }
 
 }  // namespace qorvintr::engine

@@ -10,6 +10,14 @@ namespace qorvintr::engine {
 
 using automation::Value;
 
+Interpreter::TapedBuiltIn Interpreter::TapedBuiltInNamed(std::u16string_view upper_name) noexcept {
+  if (upper_name == u"FORMAT") return TapedBuiltIn::kFormat;
+  if (upper_name == u"FORMATHL7DATETIME") return TapedBuiltIn::kFormatHL7DateTime;
+  if (upper_name == u"REPLACE") return TapedBuiltIn::kReplace;
+  if (upper_name == u"DATECAT") return TapedBuiltIn::kDateCat;
+  return TapedBuiltIn::kNone;
+}
+
 Value Interpreter::PerformFunction(std::u16string_view function, std::int16_t level) {
   return Trapped(u"PerformFunction", u"PerformFunction", Value(), [&]() -> Value {
     const std::u16string name = automation::UCase(automation::TrimView(function));

@@ -164,33 +164,36 @@ void Interpreter::ReadHL7Zone(std::int16_t level, std::u16string& zone) {
 
 bool Interpreter::PerformFormatHL7DateTime(std::int16_t level) {
   return Trapped(u"PerformFormatHL7DateTime", u"PerformFormatHL7DateTime", false, [&] {
-    std::u16string date;
-    std::u16string time;
-    std::u16string separator;
-    std::int16_t include_time = 0;
-    std::int16_t include_zone = 0;
-    std::u16string zone;
-    // The reader reports its own failure; what it had read by then is formatted all the same.
-    // Kept: FormatHL7DateTime formats what its failed reader left (tests/builtins_format_test.cpp: FormatBuiltins.HL7GoesOnAfterItsReaderFailedAndFormatsTheEmptyDateAsZeros)
-    PerformGetHL7DateTimeFormatArguments(level, date, time, separator, include_time,
-                                         include_zone, zone);
-    Notify([&](RunListener& l) {
-      l.OnCall(level, u"FormatHL7DateTime",
-               {{u"date", date},
-                {u"time", time},
-                {u"separator", separator},
-                {u"include time", include_time ? u"True" : u"False"},
-                {u"include zone", include_zone ? u"True" : u"False"},
-                {u"zone", zone}});
-    });
-    // Every argument is passed, so the conversion's own defaults for left-out ones never apply:
-    // an absent zone is the empty text, not "0".
-    std::u16string text = support::modTools::ConvertToHL7DateTime(
-        std::move(date), &time, &separator, &include_time, &include_zone, &zone);
-    std::u16string name = CreateDataFieldFromVariant(Value::String(std::move(text)));
+    std::u16string name = CreateDataFieldFromVariant(FormatHL7DateTimeValue(level));
     PushHeldChecked(name, level);
     return true;
   });
+}
+
+Value Interpreter::FormatHL7DateTimeValue(std::int16_t level) {
+  std::u16string date;
+  std::u16string time;
+  std::u16string separator;
+  std::int16_t include_time = 0;
+  std::int16_t include_zone = 0;
+  std::u16string zone;
+  // The reader reports its own failure; what it had read by then is formatted all the same.
+  // Kept: FormatHL7DateTime formats what its failed reader left (tests/builtins_format_test.cpp: FormatBuiltins.HL7GoesOnAfterItsReaderFailedAndFormatsTheEmptyDateAsZeros)
+  PerformGetHL7DateTimeFormatArguments(level, date, time, separator, include_time, include_zone,
+                                       zone);
+  Notify([&](RunListener& l) {
+    l.OnCall(level, u"FormatHL7DateTime",
+             {{u"date", date},
+              {u"time", time},
+              {u"separator", separator},
+              {u"include time", include_time ? u"True" : u"False"},
+              {u"include zone", include_zone ? u"True" : u"False"},
+              {u"zone", zone}});
+  });
+  // Every argument is passed, so the conversion's own defaults for left-out ones never apply:
+  // an absent zone is the empty text, not "0".
+  return Value::String(support::modTools::ConvertToHL7DateTime(
+      std::move(date), &time, &separator, &include_time, &include_zone, &zone));
 }
 
 bool Interpreter::GetFormatArguments(std::int16_t level, contract::DataFieldRef& field,
@@ -223,19 +226,21 @@ bool Interpreter::PerformFormat(std::int16_t level) {
     // first, the empty stand-in is what gets formatted.
     // Kept: Format formats the empty stand-in its failed reader left (tests/builtins_format_test.cpp: FormatBuiltins.FormatGoesOnAfterItsReaderFailedAndFormatsTheEmptyStandIn)
     contract::DataFieldRef field = NewDataField();
-    std::u16string picture;
-    GetFormatArguments(level, field, picture);
-    if (!field) automation::Raise(automation::err::ObjectVariableNotSet);
-    Notify([&](RunListener& l) {
-      l.OnCall(level, u"Format", {{u"field", field->Name()}, {u"picture", picture}});
-    });
-    std::u16string text =
-        automation::Format(field->Data(), picture, kSunday, kFirstWeekOfJanuary1);
-    std::u16string name = CreateDataFieldFromVariant(Value::String(std::move(text)));
+    std::u16string name = CreateDataFieldFromVariant(FormatValue(level, field));
     PushHeldChecked(name, level);
     field.reset();
     return true;
   });
+}
+
+Value Interpreter::FormatValue(std::int16_t level, contract::DataFieldRef& field) {
+  std::u16string picture;
+  GetFormatArguments(level, field, picture);
+  if (!field) automation::Raise(automation::err::ObjectVariableNotSet);
+  Notify([&](RunListener& l) {
+    l.OnCall(level, u"Format", {{u"field", field->Name()}, {u"picture", picture}});
+  });
+  return Value::String(automation::Format(field->Data(), picture, kSunday, kFirstWeekOfJanuary1));
 }
 
 }  // namespace qorvintr::engine

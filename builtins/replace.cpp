@@ -105,31 +105,34 @@ bool Interpreter::PerformReplace(std::int16_t level) {
     // first, the empty stand-in's text (nothing) is what gets replaced in.
     // Kept: replacing goes on after the reader failed (tests/builtins_replace_test.cpp: ReplaceBuiltin.GoesOnAfterItsReaderFailedWithTheEmptyStandIn)
     contract::DataFieldRef source = NewDataField();
-    std::u16string find;
-    std::u16string replacement;
-    std::int32_t start = 1;
-    std::int32_t count = -1;
-    std::int32_t compare = -1;
-    GetReplaceArguments(level, source, find, replacement, start, count, compare);
-    if (!source) automation::Raise(automation::err::ObjectVariableNotSet);
-    const std::u16string text = automation::CStr(source->Data());
-    Notify([&](RunListener& l) {
-      l.OnCall(level, u"Replace",
-               {{u"field", source->Name()},
-                {u"text", text},
-                {u"find", find},
-                {u"replacement", replacement},
-                {u"start", automation::CStr(Value::Long(start))},
-                {u"count", automation::CStr(Value::Long(count))},
-                {u"compare", automation::CStr(Value::Long(compare))}});
-    });
-    std::u16string result =
-        automation::Replace(text, find, replacement, start, count, CompareModeOf(compare));
-    std::u16string name = CreateDataFieldFromVariant(Value::String(std::move(result)));
+    std::u16string name = CreateDataFieldFromVariant(ReplaceValue(level, source));
     PushHeldChecked(name, level);
     source.reset();
     return true;
   });
+}
+
+Value Interpreter::ReplaceValue(std::int16_t level, contract::DataFieldRef& source) {
+  std::u16string find;
+  std::u16string replacement;
+  std::int32_t start = 1;
+  std::int32_t count = -1;
+  std::int32_t compare = -1;
+  GetReplaceArguments(level, source, find, replacement, start, count, compare);
+  if (!source) automation::Raise(automation::err::ObjectVariableNotSet);
+  const std::u16string text = automation::CStr(source->Data());
+  Notify([&](RunListener& l) {
+    l.OnCall(level, u"Replace",
+             {{u"field", source->Name()},
+              {u"text", text},
+              {u"find", find},
+              {u"replacement", replacement},
+              {u"start", automation::CStr(Value::Long(start))},
+              {u"count", automation::CStr(Value::Long(count))},
+              {u"compare", automation::CStr(Value::Long(compare))}});
+  });
+  return Value::String(
+      automation::Replace(text, find, replacement, start, count, CompareModeOf(compare)));
 }
 
 }  // namespace qorvintr::engine

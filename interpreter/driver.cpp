@@ -279,7 +279,7 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   const RecordedRun* recorded = FindRecorded(expression);
   // A script kept as one IF statement is replayed from its parts, unless the last replay met a
   // part not read yet: then it is read word by word, and what it reads is kept. A script known
-  // to be more than the statement is read word by word, as any script with a built-in.
+  // to be more than the statement is read word by word, as a script with any other IF is.
   std::shared_ptr<RecordedIf> statement;
   const bool relearn = std::exchange(if_relearn_, false);
   if (recorded != nullptr && recorded->statement) {
@@ -332,6 +332,8 @@ bool Interpreter::RunUnwatched(std::u16string& expression, contract::DataFieldRe
   // A recording that could not follow some step is none.
   const bool recorded_fully = recording_ != nullptr;
   recording_ = nullptr;
+  taping_ = nullptr;
+  tape_ = nullptr;
   unwatched_ = false;
   unwatched_last_.reset();
   if (!declined_ && level != 0) declined_ = true;
@@ -423,21 +425,28 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
     Notify([&](RunListener& l) { l.OnPush(level, word, InstanceStack(level).PeekStack(), false); });
     if (recording_ != nullptr) RecordStep(RecordedStep::Kind::kField, word);
   } else if (IsFunction(word)) {
+    RecordedCall call;
+    // This word's IF is the statement being learned (a built-in in its condition is not).
+    bool learns_if = false;
     // Told by the flag rather than thrown: the driver stops after this word (a throw would cost a
     // script of its own).
     if (unwatched_) {
       // Departure: an IF in a run nobody watches runs its condition and branch as nested runs nobody watches either, and Format, FormatHL7DateTime, Replace and DateCat read their host fields quietly; DateCompare, which writes its steps to the debug log, declines (tests/interpreter_unwatched_test.cpp: Unwatched.AnIfStaysUnwatchedAndEndsAsTheGeneralRun, Unwatched.BuiltInsStayUnwatchedButDateCompare)
-      // A run with a built-in is not recorded: the run is not kept.
       if (IsDateCompareWord(word)) {
         declined_ = true;
         return DriverState::kOperatorExpected;
       }
-      recording_ = nullptr;
+      // A recorded run goes on through a built-in whose reading can be taped; any other
+      // built-in ends the recording: the run is not kept.
+      const std::u16string_view name = automation::TrimView(word);
+      if (recording_ != nullptr) {
+        call.which = TapedBuiltInNamed(automation::UCase(name));
+        if (call.which == TapedBuiltIn::kNone) recording_ = nullptr;
+      }
       unwatched_name_all_ = true;
       // An IF that is the script's first word (nothing made or pushed before it) may be kept
       // as the statement it reads. UCase keeps the length: other built-ins' names are passed
       // over without it.
-      const std::u16string_view name = automation::TrimView(word);
       if (level == 0 && name.size() == 2 && if_learning_.MayLearn() && !if_learning_.done &&
           unwatched_made_.empty() && InstanceStack(level).IsStackEmpty() &&
           automation::UCase(name) == u"IF") {
@@ -446,12 +455,29 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
           if_learning_.statement->word = word;
         }
         if_learning_.active = true;
+        learns_if = true;
       }
     }
     // The function reads its own arguments and pushes its own value.
     // Kept: the function's answer is not looked at; a failed one pushes nothing (tests/fuzz_regressions_test.cpp: FuzzRegressions.AFailedFunctionBeforeEqualsIsReportedNotACrash)
-    (void)PerformFunction(word, level);
-    if (if_learning_.active) {
+    if (call.which == TapedBuiltIn::kNone) {
+      (void)PerformFunction(word, level);
+    } else {
+      call.word = word;
+      struct Taping {
+        RecordedCall*& taping;
+        ~Taping() { taping = nullptr; }
+      } taping{taping_ = &call};
+      (void)PerformFunction(word, level);
+      // The call made one temporary, as any step that makes one.
+      if (recording_ != nullptr) {
+        RecordedStep step;
+        step.kind = RecordedStep::Kind::kCall;
+        step.call = std::make_shared<const RecordedCall>(std::move(call));
+        recording_->steps.push_back(std::move(step));
+      }
+    }
+    if (learns_if) {
       if_learning_.active = false;
       if_learning_.done = true;
       if_learning_.made_after = unwatched_made_.size();

@@ -112,6 +112,8 @@ class Interpreter {
   bool PutLastChar(std::int16_t level);
   std::int32_t PeekNextChar(std::int16_t level);
   std::u16string GetNextWord(std::int16_t level);
+  // GetNextWord's reading of the text: from the words already read, or read now.
+  std::u16string ReadWord(std::int16_t level);
   // GetNextWord's own reading, without the words already read.
   std::u16string ReadNextWord(std::int16_t level);
   bool PutLastWord(std::int16_t level, std::u16string_view word);
@@ -202,6 +204,18 @@ class Interpreter {
   static constexpr std::size_t kMostUnwatched = 30000;
 
   // ---- Recorded runs --------------------------------------------------------------------
+  // A built-in whose reading uses nothing but the words of its level's text and whose work
+  // leaves one temporary: its call is recorded as the words it read, and replayed by the same
+  // reading of the same words (the fields they name found again, on the values of the day).
+  enum class TapedBuiltIn : std::uint8_t { kNone, kFormat, kFormatHL7DateTime, kReplace, kDateCat };
+  static TapedBuiltIn TapedBuiltInNamed(std::u16string_view upper_name) noexcept;
+  struct RecordedCall {
+    TapedBuiltIn which = TapedBuiltIn::kNone;
+    // The name as read (a host field of that name would be read instead), and what GetNextWord
+    // gave its reading, in order.
+    std::u16string word;
+    std::vector<std::u16string> words;
+  };
   // What an unwatched run did, kept per script text so that the same script runs again without
   // the lexer: the temporaries its words made (a date literal's is made again, its value may
   // depend on the clock), the host fields it pushed by name, and where it reduced. The reduction
@@ -209,11 +223,12 @@ class Interpreter {
   // that does not go exactly as recorded (a field gone or no longer a stock one, an error)
   // declines to the general run.
   struct RecordedStep {
-    enum class Kind : std::uint8_t { kTemporary, kDateLiteral, kField, kReduce };
+    enum class Kind : std::uint8_t { kTemporary, kDateLiteral, kField, kReduce, kCall };
     Kind kind = Kind::kReduce;
     std::u16string_view type;  // kTemporary: its DataType, one of the fixed words
     automation::Value data;    // kTemporary: its Data
     std::u16string text;       // kDateLiteral: the word; kField: the field's name
+    std::shared_ptr<const RecordedCall> call;  // kCall
   };
   // A script that is one IF statement (its first word, with nothing after its END IF) is kept
   // as the statement's parts: each frame's condition and THEN branch, its ELSE branch, and where
@@ -299,7 +314,9 @@ class Interpreter {
   // its result (a temporary of the run, or a host field).
   void EndNestedReplay(std::int16_t level, const ReplayItem& top, contract::DataFieldRef& result);
   // The recorded steps on the replay's stack, from an empty one; answers the item on top.
-  ReplayItem ReplaySteps(const RecordedRun& run);
+  ReplayItem ReplaySteps(const RecordedRun& run, std::int16_t level);
+  // A recorded built-in's value, its arguments read again from the words it read.
+  automation::Value ReplayCall(const RecordedCall& call, std::int16_t level);
   // The IF statement's reading, noted while it is learned: a frame's parts, the ELSE branch.
   void LearnIfFrame(const std::u16string& condition, const std::u16string& branch,
                     std::int16_t ended_at, bool taken);
@@ -476,6 +493,12 @@ class Interpreter {
   bool RunIfBranches(std::int16_t level, automation::Value& value);
   std::u16string GetElseStatements(std::int16_t level);
   bool PerformFormat(std::int16_t level);
+  // The taped built-ins' work without their trap and temporary: the arguments read, the value
+  // made. field and source: the stand-in a failed reader leaves (none where nothing fails).
+  automation::Value FormatValue(std::int16_t level, contract::DataFieldRef& field);
+  automation::Value FormatHL7DateTimeValue(std::int16_t level);
+  automation::Value ReplaceValue(std::int16_t level, contract::DataFieldRef& source);
+  automation::Value DateCatValue(std::int16_t level);
   bool GetFormatArguments(std::int16_t level, contract::DataFieldRef& field,
                           std::u16string& picture);
   bool PerformFormatHL7DateTime(std::int16_t level);
@@ -594,6 +617,11 @@ class Interpreter {
       recorded_;
   std::size_t recorded_bytes_ = 0;
   RecordedRun* recording_ = nullptr;
+  // A taped built-in's reading: the call whose words GetNextWord writes down, or the call whose
+  // words it gives back (from the next one on).
+  RecordedCall* taping_ = nullptr;
+  const RecordedCall* tape_ = nullptr;
+  std::size_t tape_next_ = 0;
   // The IF statement a run reads word by word, and the replay that met a part not known yet
   // (the next run of the script reads it word by word instead of replaying).
   IfLearning if_learning_;

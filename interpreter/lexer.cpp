@@ -119,6 +119,20 @@ constexpr std::size_t kLongestMemoText = 8192;
 }  // namespace
 
 std::u16string Interpreter::GetNextWord(std::int16_t level) {
+  if (tape_ != nullptr || taping_ != nullptr) [[unlikely]] {
+    // A recorded built-in reads the words its recording read, and no more.
+    if (tape_ != nullptr) {
+      if (tape_next_ >= tape_->words.size()) Decline();
+      return tape_->words[tape_next_++];
+    }
+    std::u16string word = ReadWord(level);
+    taping_->words.push_back(word);
+    return word;
+  }
+  return ReadWord(level);
+}
+
+std::u16string Interpreter::ReadWord(std::int16_t level) {
   // Departure: a word read before from the same text and position is answered from the words kept, without reading again (mechanism only) (tests/interpreter_lexer_test.cpp: Lexer.ATextReadAgainGivesTheSameWordsAndPositionsFromTheWordsKept, Lexer.AWordListThatGrowsReadsTheSameTextAnew; tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
   std::int16_t start = 0;
   WordMemo* memo = ReadingMemo(level, start);

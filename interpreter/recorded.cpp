@@ -29,6 +29,12 @@ std::size_t BytesOf(const std::u16string& expression, const Steps& steps) {
   for (const auto& step : steps) {
     bytes += step.text.capacity() * sizeof(char16_t);
     if (step.data.IsString()) bytes += step.data.GetString().size() * sizeof(char16_t);
+    if (step.call) {
+      bytes += sizeof(*step.call) + 32 + step.call->word.capacity() * sizeof(char16_t);
+      for (const std::u16string& word : step.call->words) {
+        bytes += sizeof(word) + word.capacity() * sizeof(char16_t);
+      }
+    }
   }
   return bytes;
 }
@@ -93,12 +99,12 @@ Interpreter::ReplayItem Interpreter::ReplayInstance(const RecordedRun& run,
   if (nested ? level <= 0 || level > kDeepestLevel : level != 0) Decline();
   // The general run ends by popping this level's stack (91 without one).
   (void)InstanceStack(level);
-  const ReplayItem top = ReplaySteps(run);
+  const ReplayItem top = ReplaySteps(run, level);
   ReadPosition(level) = run.end_position;
   return top;
 }
 
-Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run) {
+Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run, std::int16_t level) {
   replay_stack_.clear();
   replay_hosts_.clear();
   replay_temps_.clear();
@@ -122,6 +128,11 @@ Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run) {
       case RecordedStep::Kind::kReduce:
         reduce::Reduce(items, reduced);
         continue;
+      case RecordedStep::Kind::kCall:
+        items.Push(ReplayTemporary{}, [&](ReplayTemporary& value) {
+          members::FromVariant(value, ReplayCall(*step.call, level));
+        });
+        break;
     }
     items.Push(ReplayItem{-1, static_cast<std::int32_t>(replay_temps_.size() - 1)});
   }
@@ -129,6 +140,39 @@ Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run) {
   reduce::Reduce(items, reduced);
   if (items.Empty()) Decline();
   return items.Pop();
+}
+
+// Departure: a recorded call of Format, FormatHL7DateTime, Replace or DateCat reads its arguments again from the words its reading took (tests/interpreter_unwatched_test.cpp: RecordedCall.EachBuiltInThatReadsWordsIsReplayedAndEndsAsTheGeneralRun, RecordedCall.AWordThatNowNamesAFieldIsReadAsTheField, RecordedCall.AHostFieldNamedLikeTheBuiltInIsReadInstead)
+automation::Value Interpreter::ReplayCall(const RecordedCall& call, std::int16_t level) {
+  // The driver asks whether the word names a field before it asks whether it names a function.
+  if (IsDataField(call.word)) Decline();
+  struct Tape {
+    const RecordedCall*& tape;
+    ~Tape() { tape = nullptr; }
+  } tape{tape_ = &call};
+  tape_next_ = 0;
+  // Where the reading needs another word than the recording did (a word names a field now, or
+  // no longer does), the words after it would differ too: the general run reads them.
+  contract::DataFieldRef stand_in;
+  Value value;
+  switch (call.which) {
+    case TapedBuiltIn::kFormat:
+      value = FormatValue(level, stand_in);
+      break;
+    case TapedBuiltIn::kFormatHL7DateTime:
+      value = FormatHL7DateTimeValue(level);
+      break;
+    case TapedBuiltIn::kReplace:
+      value = ReplaceValue(level, stand_in);
+      break;
+    case TapedBuiltIn::kDateCat:
+      value = DateCatValue(level);
+      break;
+    case TapedBuiltIn::kNone:
+      Decline();
+  }
+  if (tape_next_ != call.words.size()) Decline();
+  return value;
 }
 
 Interpreter::NewField Interpreter::ReplayedField(const ReplayTemporary& value) {
@@ -168,7 +212,7 @@ contract::DataFieldRef Interpreter::ReplayAtLevelOne(const RecordedRun& run) {
   // holds nothing; the closing then gives back the names its temporaries would have had.
   constexpr std::int16_t kLevel = 1;
   last_added_.reset();
-  const ReplayItem top = ReplaySteps(run);
+  const ReplayItem top = ReplaySteps(run, kLevel);
   contract::DataFieldRef result;
   EndNestedReplay(kLevel, top, result);
   NoteUnwatchedClose(kLevel);
