@@ -151,8 +151,9 @@ automation::Value Interpreter::ReplayCall(const RecordedCall& call, std::int16_t
     ~Tape() { tape = nullptr; }
   } tape{tape_ = &call};
   tape_next_ = 0;
-  // Where the reading needs another word than the recording did (a word names a field now, or
-  // no longer does), the words after it would differ too: the general run reads them.
+  // The readers take the same words whatever the fields hold (a word that names a field now, or
+  // no longer does, changes what is read from it, not how many words are read); a reading that
+  // took more or fewer words all the same is left to the general run.
   contract::DataFieldRef stand_in;
   Value value;
   switch (call.which) {
