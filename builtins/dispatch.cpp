@@ -22,10 +22,18 @@ Value Interpreter::PerformFunction(std::u16string_view function, std::int16_t le
   return Trapped(u"PerformFunction", u"PerformFunction", Value(), [&]() -> Value {
     const std::u16string name = automation::UCase(automation::TrimView(function));
     if (name == u"IF") return Value::Boolean(PerformIf(level));
-    if (name == u"FORMAT") return Value::Boolean(PerformFormat(level));
-    if (name == u"FORMATHL7DATETIME") return Value::Boolean(PerformFormatHL7DateTime(level));
-    if (name == u"REPLACE") return Value::Boolean(PerformReplace(level));
-    if (name == u"DATECAT") return Value::Boolean(PerformDateCat(level));
+    switch (TapedBuiltInNamed(name)) {
+      case TapedBuiltIn::kFormat:
+        return Value::Boolean(PerformFormat(level));
+      case TapedBuiltIn::kFormatHL7DateTime:
+        return Value::Boolean(PerformFormatHL7DateTime(level));
+      case TapedBuiltIn::kReplace:
+        return Value::Boolean(PerformReplace(level));
+      case TapedBuiltIn::kDateCat:
+        return Value::Boolean(PerformDateCat(level));
+      case TapedBuiltIn::kNone:
+        break;
+    }
     if (name == u"DATECOMPARE") {
       const std::int16_t c = PerformDateCompare(level);
       if (c >= -1 && c <= 1) {

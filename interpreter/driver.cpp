@@ -10,6 +10,7 @@
 #include "interpreter/limits.h"
 #include "interpreter/trap.h"
 #include "support/debug_log.h"
+#include "support/restoring.h"
 
 namespace qorvintr::engine {
 
@@ -190,12 +191,7 @@ void Interpreter::RunNestedUnwatched(std::u16string& expression, std::int16_t& l
   }
   // The run that holds this one has a built-in, so it records nothing itself.
   RecordedRun recording;
-  struct Restore {
-    Interpreter& interpreter;
-    RecordedRun* outer;
-    ~Restore() { interpreter.recording_ = outer; }
-  } restore{*this, recording_};
-  recording_ = &recording;
+  const support::Restoring<RecordedRun*> recording_here(recording_, &recording);
   RunScript(expression, level, word, result);
   // Kept only when every step was followed and the run ended as a run ends: a decline or an
   // error leaves the reading part way.
@@ -464,10 +460,7 @@ DriverState Interpreter::ReadOperand(std::int16_t level, std::u16string& word,
       (void)PerformFunction(word, level);
     } else {
       call.word = word;
-      struct Taping {
-        RecordedCall*& taping;
-        ~Taping() { taping = nullptr; }
-      } taping{taping_ = &call};
+      const support::Restoring<RecordedCall*> taping(taping_, &call);
       (void)PerformFunction(word, level);
       // The call made one temporary, as any step that makes one.
       if (recording_ != nullptr) {

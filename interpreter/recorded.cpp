@@ -10,6 +10,7 @@
 #include "interpreter/reduce.h"
 #include "interpreter/temporary_members.h"
 #include "interpreter/trap.h"
+#include "support/restoring.h"
 
 namespace qorvintr::engine {
 
@@ -146,10 +147,7 @@ Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run, std::in
 automation::Value Interpreter::ReplayCall(const RecordedCall& call, std::int16_t level) {
   // The driver asks whether the word names a field before it asks whether it names a function.
   if (IsDataField(call.word)) Decline();
-  struct Tape {
-    const RecordedCall*& tape;
-    ~Tape() { tape = nullptr; }
-  } tape{tape_ = &call};
+  const support::Restoring<const RecordedCall*> tape(tape_, &call);
   tape_next_ = 0;
   // The readers take the same words whatever the fields hold (a word that names a field now, or
   // no longer does, changes what is read from it, not how many words are read); a reading that
