@@ -39,36 +39,50 @@ bool EqualsZero(const Value& value) {
 }  // namespace
 
 void reduce::Apply(std::u16string_view op, const Value& lv, const Value& rv, Value& result) {
-  if (op == u"<") {
-    result = automation::LessThan(lv, rv);
-  } else if (op == u">") {
-    result = automation::GreaterThan(lv, rv);
-  } else if (op == u"<=") {
-    result = automation::LessOrEqual(lv, rv);
-  } else if (op == u">=") {
-    result = automation::GreaterOrEqual(lv, rv);
-  } else if (op == u"<>" || op == u"!=") {
-    result = automation::NotEqual(lv, rv);
-  } else if (op == u"=" || op == u"==") {
-    result = automation::Equal(lv, rv);
-  } else if (op == u"+") {
-    result = automation::Add(lv, rv);
-  } else if (op == u"-") {
-    result = automation::Subtract(lv, rv);
-  } else if (op == u"*") {
-    result = automation::Multiply(lv, rv);
-  } else if (op == u"/") {
-    if (EqualsZero(rv)) RaiseFromEvaluator(kDivisionByZeroCode, u"Division by zero");
-    result = automation::Divide(lv, rv);
-  } else if (op == u"\\") {
-    if (EqualsZero(rv)) RaiseFromEvaluator(kDivisionByZeroCode, u"Division by zero");
-    result = automation::IntegerDivide(lv, rv);
-  } else if (op == u"&") {
-    // Kept: "&" on anything but two texts leaves the result as it was (tests/interpreter_evaluator_test.cpp: Evaluator.AmpersandOnTwoLongsGivesThePreviousResultOfTheSameCall)
-    if (lv.IsString() && rv.IsString()) result = automation::Concatenate(lv, rv);
-  } else {
-    RaiseFromEvaluator(kInvalidCallCode, u"Invalid procedure call or argument");
+  // Told by length and characters: this runs once per reduction.
+  const char16_t first = op.empty() ? u'\0' : op[0];
+  const char16_t second = op.size() == 2 ? op[1] : u'\0';
+  if (op.size() == 1) {
+    switch (first) {
+      case u'<': result = automation::LessThan(lv, rv); return;
+      case u'>': result = automation::GreaterThan(lv, rv); return;
+      case u'=': result = automation::Equal(lv, rv); return;
+      case u'+': result = automation::Add(lv, rv); return;
+      case u'-': result = automation::Subtract(lv, rv); return;
+      case u'*': result = automation::Multiply(lv, rv); return;
+      case u'/':
+        if (EqualsZero(rv)) RaiseFromEvaluator(kDivisionByZeroCode, u"Division by zero");
+        result = automation::Divide(lv, rv);
+        return;
+      case u'\\':
+        if (EqualsZero(rv)) RaiseFromEvaluator(kDivisionByZeroCode, u"Division by zero");
+        result = automation::IntegerDivide(lv, rv);
+        return;
+      case u'&':
+        // Kept: "&" on anything but two texts leaves the result as it was (tests/interpreter_evaluator_test.cpp: Evaluator.AmpersandOnTwoLongsGivesThePreviousResultOfTheSameCall)
+        if (lv.IsString() && rv.IsString()) result = automation::Concatenate(lv, rv);
+        return;
+      default: break;
+    }
+  } else if (op.size() == 2) {
+    if (first == u'<' && second == u'=') {
+      result = automation::LessOrEqual(lv, rv);
+      return;
+    }
+    if (first == u'>' && second == u'=') {
+      result = automation::GreaterOrEqual(lv, rv);
+      return;
+    }
+    if ((first == u'<' && second == u'>') || (first == u'!' && second == u'=')) {
+      result = automation::NotEqual(lv, rv);
+      return;
+    }
+    if (first == u'=' && second == u'=') {
+      result = automation::Equal(lv, rv);
+      return;
+    }
   }
+  RaiseFromEvaluator(kInvalidCallCode, u"Invalid procedure call or argument");
 }
 
 

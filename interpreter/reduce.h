@@ -13,6 +13,7 @@
 //                const Value& value);
 //   Item Latest();                           // the temporary the last Reduced made
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <typeinfo>
@@ -48,6 +49,25 @@ inline const std::u16string& ReadDataType(contract::DataField& field, std::u16st
   return holder;
 }
 
+// Two type words alike. The temporaries' words are the fixed ones, so the same storage usually
+// tells it before the characters are compared.
+inline bool SameWord(std::u16string_view a, std::u16string_view b) noexcept {
+  return a.size() == b.size() && (a.data() == b.data() || a == b);
+}
+
+// The conversions' answers, told at once for a value that is already a plain number (the usual
+// operand); anything else is asked of the conversions themselves.
+inline bool IsDateOperand(const Value& v) { return !v.IsNumberKind() && automation::IsDate(v); }
+inline bool IsNumericOperand(const Value& v) {
+  return v.IsNumberKind() || automation::IsNumeric(v);
+}
+inline double DoubleOf(const Value& v) {
+  return v.Type() == automation::VarType::Double ? v.GetDouble() : automation::CDbl(v);
+}
+inline std::int32_t LongOf(const Value& v) {
+  return v.Type() == automation::VarType::Long ? v.GetLong() : automation::CLng(v);
+}
+
 // Applies the operator to the unified values. "&" on anything but two texts leaves the result
 // as it was.
 void Apply(std::u16string_view op, const Value& lv, const Value& rv, Value& result);
@@ -61,10 +81,11 @@ UnifyRule Unify(Items& items, const Item& left, const Item& right, Value& lv, Va
   // The date test is made on the left item only (twice on the platform; once suffices, it has
   // no side effects).
   // Kept: only the left item is tested for a date (tests/interpreter_evaluator_test.cpp: Evaluator.ADateTextOnTheRightIsNotTestedSoTheTextsCompare)
+  using namespace std::string_view_literals;
   Value left_holder;
   Value right_holder;
   const Value& left_data = items.Data(left, left_holder);
-  if (automation::IsDate(left_data)) {
+  if (IsDateOperand(left_data)) {
     lv = Value::Date(automation::CDate(left_data));
     rv = Value::Date(automation::CDate(items.Data(right, right_holder)));
     return UnifyRule::kDates;
@@ -73,44 +94,47 @@ UnifyRule Unify(Items& items, const Item& left, const Item& right, Value& lv, Va
   std::u16string right_type_holder;
   const std::u16string_view left_type = items.DataType(left, left_type_holder);
   const std::u16string_view right_type = items.DataType(right, right_type_holder);
-  if (left_type == right_type) {
+  if (SameWord(left_type, right_type)) {
     lv = left_data;
     rv = items.Data(right, right_holder);
     return UnifyRule::kSameType;
   }
-  if ((left_type == u"Date" && right_type != u"Date") || !automation::IsNumeric(left_data)) {
+  if ((SameWord(left_type, u"Date"sv) && !SameWord(right_type, u"Date"sv)) ||
+      !IsNumericOperand(left_data)) {
     lv = Value::String(automation::CStr(left_data));
     rv = Value::String(automation::CStr(items.Data(right, right_holder)));
     return UnifyRule::kTexts;
   }
   const Value& right_data = items.Data(right, right_holder);
-  if (!automation::IsNumeric(right_data)) {
+  if (!IsNumericOperand(right_data)) {
     lv = Value::String(automation::CStr(left_data));
     rv = Value::String(automation::CStr(right_data));
     return UnifyRule::kRightNotNumber;
   }
-  auto either = [&](std::u16string_view type) { return left_type == type || right_type == type; };
-  if (either(u"Double")) {
-    lv = Value::Double(automation::CDbl(left_data));
-    rv = Value::Double(automation::CDbl(right_data));
+  auto either = [&](std::u16string_view type) {
+    return SameWord(left_type, type) || SameWord(right_type, type);
+  };
+  if (either(u"Double"sv)) {
+    lv = Value::Double(DoubleOf(left_data));
+    rv = Value::Double(DoubleOf(right_data));
     return UnifyRule::kDouble;
   }
-  if (either(u"Single")) {
+  if (either(u"Single"sv)) {
     lv = Value::Single(automation::CSng(left_data));
     rv = Value::Single(automation::CSng(right_data));
     return UnifyRule::kSingle;
   }
-  if (either(u"Long")) {
-    lv = Value::Long(automation::CLng(left_data));
-    rv = Value::Long(automation::CLng(right_data));
+  if (either(u"Long"sv)) {
+    lv = Value::Long(LongOf(left_data));
+    rv = Value::Long(LongOf(right_data));
     return UnifyRule::kLong;
   }
-  if (either(u"Integer")) {
+  if (either(u"Integer"sv)) {
     lv = Value::Integer(automation::CInt(left_data));
     rv = Value::Integer(automation::CInt(right_data));
     return UnifyRule::kInteger;
   }
-  if (either(u"Boolean")) {
+  if (either(u"Boolean"sv)) {
     lv = Value::Boolean(automation::CBool(left_data));
     rv = Value::Boolean(automation::CBool(right_data));
     return UnifyRule::kBoolean;
@@ -124,6 +148,7 @@ UnifyRule Unify(Items& items, const Item& left, const Item& right, Value& lv, Va
 // Kept: no precedence, a run of operators groups from the right (tests/interpreter_evaluator_test.cpp: Evaluator.ARunOfOperatorsGroupsFromTheRight)
 template <class Items>
 void Reduce(Items& items, bool& result) {
+  using namespace std::string_view_literals;
   using Item = typename Items::Item;
   Item right{};
   Item op{};
@@ -147,21 +172,27 @@ void Reduce(Items& items, bool& result) {
       result = true;
       continue;
     }
+    // The operator item's data as text (a text is taken as it is, into storage reused from one
+    // item to the next).
     Value data_holder;
-    std::u16string op_data = automation::CStr(items.Data(op, data_holder));
+    const Value& op_data = items.Data(op, data_holder);
+    if (op_data.IsString()) {
+      op_text.assign(op_data.GetString());
+    } else {
+      op_text = automation::CStr(op_data);
+    }
     // Kept: a parenthesis ends the reduction, which then answers False (tests/interpreter_evaluator_test.cpp: Evaluator.AReductionStopsAtALeftParenthesisWhichIsDroppedAndTheResultIsFalse)
-    if (op_data == u")" || op_data == u"(") {
+    if (op_text == u")"sv || op_text == u"("sv) {
       items.Push(right);
       done = true;
       continue;
     }
     // Kept: an operand in the operator's place drops the two items (tests/interpreter_evaluator_test.cpp: Evaluator.TwoOperandsWithNoOperatorLeaveOnlyTheUpperOne)
     std::u16string type_holder;
-    if (items.DataType(op, type_holder) != u"Operator") {
+    if (!SameWord(items.DataType(op, type_holder), u"Operator"sv)) {
       op_text.clear();
       continue;
     }
-    op_text = std::move(op_data);
     if (!items.Empty()) {
       left = items.Pop();
       if (!op_text.empty()) {

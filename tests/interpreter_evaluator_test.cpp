@@ -194,6 +194,52 @@ TEST_F(Evaluator, AnOperatorOutsideTheTableIsAnInvalidProcedureCall) {
             u"Error: -2147220987 - Invalid procedure call or argument");
 }
 
+TEST_F(Evaluator, EachSpellingOfTheOperatorTableGivesItsOwnResult) {
+  struct Case {
+    const char* op;
+    VarType type;
+    double number;  // the result as a number (a Boolean as -1/0)
+  };
+  const Case cases[] = {
+      {"<", VarType::Boolean, 0},  {">", VarType::Boolean, -1}, {"<=", VarType::Boolean, 0},
+      {">=", VarType::Boolean, -1}, {"<>", VarType::Boolean, -1}, {"!=", VarType::Boolean, -1},
+      {"=", VarType::Boolean, 0},  {"==", VarType::Boolean, 0},  {"+", VarType::Long, 9},
+      {"-", VarType::Long, 5},     {"*", VarType::Long, 14},     {"/", VarType::Double, 3.5},
+      {"\\", VarType::Long, 3},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.op);
+    PushValue(Value::Long(7), "Long");
+    PushOperator(c.op);
+    PushValue(Value::Long(2), "Long");
+    EXPECT_TRUE(Evaluate());
+    auto top = seam().Stack(level).Pop();
+    ASSERT_NE(top, nullptr);
+    const Value data = top->Data();
+    ASSERT_EQ(data.Type(), c.type);
+    switch (c.type) {
+      case VarType::Boolean: EXPECT_EQ(data.GetBoolean() ? -1 : 0, c.number); break;
+      case VarType::Long: EXPECT_EQ(data.GetLong(), c.number); break;
+      default: EXPECT_EQ(data.GetDouble(), c.number); break;
+    }
+  }
+  EXPECT_TRUE(errors->Calls().empty());
+}
+
+TEST_F(Evaluator, NearMissesOfTheOperatorSpellingsAreInvalidProcedureCalls) {
+  for (const char* op : {"=<", "=>", "<<", "><", "!", "!<", "&&", "++", "+=", "<=>"}) {
+    SCOPED_TRACE(op);
+    errors->Clear();
+    PushValue(Value::Long(7), "Long");
+    PushOperator(op);
+    PushValue(Value::Long(2), "Long");
+    EXPECT_FALSE(Evaluate());
+    ASSERT_EQ(errors->Calls().size(), 1u);
+    EXPECT_EQ(errors->Calls()[0][1].GetString(),
+              u"Error: -2147220987 - Invalid procedure call or argument");
+  }
+}
+
 TEST_F(Evaluator, TwoOperandsWithNoOperatorLeaveOnlyTheUpperOne) {
   PushValue(Value::Long(1), "Long");
   PushValue(Value::Long(2), "Long");
