@@ -4,6 +4,16 @@
 
 namespace qorvintr::automation {
 
+const std::u16string& Value::NoText() noexcept {
+  static const std::u16string none;
+  return none;
+}
+
+const ObjectRef& Value::NoObject() noexcept {
+  static const ObjectRef none;
+  return none;
+}
+
 bool Value::SameAs(const Value& other) const noexcept {
   if (type_ != other.type_) return false;
   switch (type_) {

@@ -1,6 +1,7 @@
 // The statement driver: runs one script from its first word to its value.
 #include <string>
 #include <typeinfo>
+#include <utility>
 
 #include "qorvintr/convert.h"
 #include "automation/chars.h"
@@ -539,8 +540,9 @@ void Interpreter::CloseInstance(std::int16_t level, OnError& on_error) {
   for (std::int32_t slot = last_slot; slot >= 0; --slot) {
     close_step([&] {
       // Kept: the result temporary goes too; the caller's reference stays valid (tests/interpreter_driver_test.cpp: Scripts.TheResultTemporaryIsNoLongerInTheCollectionButStaysValid)
+      // Read first without making the slot: a run mostly leaves most of its slots empty.
+      if (std::as_const(hold_array_)(level, slot).empty()) return;
       std::u16string& entry = hold_array_(level, slot);
-      if (entry.empty()) return;
       std::u16string name = std::move(entry);
       entry.clear();
       last_added_.reset();

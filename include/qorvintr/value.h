@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -42,10 +43,37 @@ using ObjectRef = std::shared_ptr<Object>;
 class Value {
  public:
   Value() noexcept : type_(VarType::Empty) { num_.r8 = 0; }
-  Value(const Value&) = default;
-  Value(Value&&) noexcept = default;
-  Value& operator=(const Value&) = default;
-  Value& operator=(Value&&) noexcept = default;
+  // A text or an object lives in the same storage as the numbers: a number is copied, moved and
+  // destroyed without touching a string or a counted reference.
+  Value(const Value& other) : type_(VarType::Empty) {
+    num_ = other.num_;
+    CopyPayload(other);
+  }
+  Value(Value&& other) noexcept : type_(VarType::Empty) {
+    num_ = other.num_;
+    MovePayload(std::move(other));
+  }
+  Value& operator=(const Value& other) {
+    if (this == &other) return *this;
+    if (type_ == VarType::String && other.type_ == VarType::String) {
+      str_ = other.str_;  // keeps the storage this text has
+      return *this;
+    }
+    Value copy(other);
+    return *this = std::move(copy);
+  }
+  Value& operator=(Value&& other) noexcept {
+    if (this == &other) return *this;
+    if (type_ == VarType::String && other.type_ == VarType::String) {
+      str_ = std::move(other.str_);
+      return *this;
+    }
+    DestroyPayload();
+    num_ = other.num_;
+    MovePayload(std::move(other));
+    return *this;
+  }
+  ~Value() { DestroyPayload(); }
 
   static Value Null() noexcept { return Value(VarType::Null); }
   static Value Boolean(bool b) noexcept {
@@ -80,15 +108,17 @@ class Value {
     return v;
   }
   static Value String(std::u16string s) {
-    Value v(VarType::String);
-    v.str_ = std::move(s);
+    Value v;
+    new (&v.str_) std::u16string(std::move(s));
+    v.type_ = VarType::String;
     return v;
   }
   static Value String(std::u16string_view s) { return String(std::u16string(s)); }
   static Value String(const char16_t* s) { return String(std::u16string(s)); }
   static Value Object(ObjectRef o) {
-    Value v(VarType::Object);
-    v.obj_ = std::move(o);
+    Value v;
+    new (&v.obj_) ObjectRef(std::move(o));
+    v.type_ = VarType::Object;
     return v;
   }
   static Value Error(std::int32_t scode) noexcept {
@@ -114,7 +144,8 @@ class Value {
     }
   }
 
-  // Raw reads: valid only for the matching kind.
+  // Raw reads: valid only for the matching kind (a text or an object of another kind reads as
+  // the empty text, or no object).
   bool GetBoolean() const noexcept { return num_.i2 != 0; }
   std::int16_t GetInteger() const noexcept { return num_.i2; }
   std::int32_t GetLong() const noexcept { return num_.i4; }
@@ -122,9 +153,12 @@ class Value {
   double GetDouble() const noexcept { return num_.r8; }
   double GetDate() const noexcept { return num_.r8; }
   std::int32_t GetError() const noexcept { return num_.i4; }
-  const std::u16string& GetString() const noexcept { return str_; }
-  std::u16string& GetString() noexcept { return str_; }
-  const ObjectRef& GetObject() const noexcept { return obj_; }
+  const std::u16string& GetString() const noexcept {
+    return type_ == VarType::String ? str_ : NoText();
+  }
+  const ObjectRef& GetObject() const noexcept {
+    return type_ == VarType::Object ? obj_ : NoObject();
+  }
 
   // Identity of kind and content (no conversion): for tests and containers, not the
   // platform's comparison (see operators.h for that).
@@ -133,6 +167,36 @@ class Value {
  private:
   explicit Value(VarType t) noexcept : type_(t) { num_.r8 = 0; }
 
+  static const std::u16string& NoText() noexcept;
+  static const ObjectRef& NoObject() noexcept;
+
+  // On an Empty value: takes other's text or object (type_ is set once it is made, so a failed
+  // copy leaves Empty).
+  void CopyPayload(const Value& other) {
+    if (other.type_ == VarType::String) {
+      new (&str_) std::u16string(other.str_);
+    } else if (other.type_ == VarType::Object) {
+      new (&obj_) ObjectRef(other.obj_);
+    }
+    type_ = other.type_;
+  }
+  void MovePayload(Value&& other) noexcept {
+    if (other.type_ == VarType::String) {
+      new (&str_) std::u16string(std::move(other.str_));
+    } else if (other.type_ == VarType::Object) {
+      new (&obj_) ObjectRef(std::move(other.obj_));
+    }
+    type_ = other.type_;
+  }
+  void DestroyPayload() noexcept {
+    if (type_ == VarType::String) {
+      str_.~basic_string();
+    } else if (type_ == VarType::Object) {
+      obj_.~ObjectRef();
+    }
+    type_ = VarType::Empty;
+  }
+
   VarType type_;
   union {
     std::int16_t i2;
@@ -140,8 +204,10 @@ class Value {
     float r4;
     double r8;
   } num_;
-  std::u16string str_;
-  ObjectRef obj_;
+  union {
+    std::u16string str_;
+    ObjectRef obj_;
+  };
 };
 
 // The platform's TypeName: "Empty", "Null", "Integer", "Long", "Single", "Double", "Date",
