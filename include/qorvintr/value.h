@@ -59,6 +59,18 @@ class Value {
       str_ = other.str_;  // keeps the storage this text has
       return *this;
     }
+    if (type_ != VarType::String && type_ != VarType::Object) {
+      // Nothing to let go: the copy is made in place (a failed one leaves this as it was).
+      const auto before = num_;
+      num_ = other.num_;
+      try {
+        CopyPayload(other);
+      } catch (...) {
+        num_ = before;
+        throw;
+      }
+      return *this;
+    }
     Value copy(other);
     return *this = std::move(copy);
   }
