@@ -115,4 +115,22 @@ TEST(Value, AnObjectValueReleasesItsReferenceWhenItGoesOrIsReplaced) {
   EXPECT_EQ(object.use_count(), 1);
 }
 
+// An object whose default member is a value it owns.
+class Holder : public au::Object {
+ public:
+  std::u16string ClassName() const override { return u"Holder"; }
+  Value DefaultValue() override { return inner; }
+  Value inner = Value::String(u"the inner text, longer than the short-string buffer");
+};
+
+TEST(Value, AValueMovedFromInsideTheObjectItReplacesArrivesWhole) {
+  auto holder = std::make_shared<Holder>();
+  Holder* raw = holder.get();
+  Value v = Value::Object(std::move(holder));
+  // The holder lives only in v: the text moved out of it must be taken before it goes.
+  v = std::move(raw->inner);
+  ASSERT_TRUE(v.IsString());
+  EXPECT_EQ(v.GetString(), u"the inner text, longer than the short-string buffer");
+}
+
 }  // namespace

@@ -80,9 +80,17 @@ class Value {
       str_ = std::move(other.str_);
       return *this;
     }
+    if (type_ != VarType::String && type_ != VarType::Object) {
+      num_ = other.num_;
+      MovePayload(std::move(other));
+      return *this;
+    }
+    // The new value is taken before the old one is let go: other may live in an object that
+    // only the old value holds.
+    Value taken(std::move(other));
     DestroyPayload();
-    num_ = other.num_;
-    MovePayload(std::move(other));
+    num_ = taken.num_;
+    MovePayload(std::move(taken));
     return *this;
   }
   ~Value() { DestroyPayload(); }
