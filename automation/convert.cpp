@@ -638,6 +638,7 @@ std::int16_t CInt(const Value& v) {
 }
 
 std::int32_t CLng(const Value& v) {
+  if (v.Type() == VarType::Long) return v.GetLong();  // the usual operand, at once
   const double d = WholeOf(v, RadixWidth::Long);
   if (!(d >= -2147483648.0 && d <= 2147483647.0)) Raise(err::Overflow);
   return static_cast<std::int32_t>(d);
@@ -654,6 +655,7 @@ float CSng(const Value& v) {
 }
 
 double CDbl(const Value& in) {
+  if (in.Type() == VarType::Double) return in.GetDouble();  // the usual operand, at once
   Value member;
   const Value& v = ConvertedValue(in, member);
   if (v.IsString()) return TextToDouble(v.GetString());
@@ -713,6 +715,7 @@ Value ChangeType(const Value& in, VarType to) {
 }
 
 bool IsNumeric(const Value& in) {
+  if (in.IsNumberKind()) return true;  // a plain number, at once
   // An object is numeric when its default member is; one that has none is not.
   Value deref;
   const Value* p = TestedValue(in, deref);
@@ -734,6 +737,7 @@ bool IsNumeric(const Value& in) {
 }
 
 bool IsDate(const Value& in) {
+  if (in.IsNumberKind()) return false;  // a plain number, at once
   Value deref;
   const Value* p = TestedValue(in, deref);
   if (!p) return false;

@@ -71,8 +71,11 @@ class Value {
       }
       return *this;
     }
-    Value copy(other);
-    return *this = std::move(copy);
+    Value copy(other);  // made before the old text or object goes, which may hold other
+    DestroyPayload();
+    num_ = copy.num_;
+    MovePayload(std::move(copy));
+    return *this;
   }
   Value& operator=(Value&& other) noexcept {
     if (this == &other) return *this;
