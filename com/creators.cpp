@@ -141,11 +141,40 @@ automation::ObjectRef CreateAdapter(std::u16string_view prog_id) {
   return std::make_shared<Adapter>(dispatch.get(), k.ids);
 }
 
-// The creator of QorvDFld.DataField as a data field: the same object, without the registry's
-// lookup or a cast when QorvDFld's own factory is known on the thread.
-contract::DataFieldRef MakeField() {
-  if (IOwnObject* factory = KnownFieldFactory()) return CreateOwnField(factory);
-  return contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
+// QorvDFld's own factory, the field made with its members written in the same call.
+std::shared_ptr<DirectDataField> CreateFilledOwnField(IOwnObject* factory,
+                                                      const contract::stock::FieldContent& c) {
+  FieldFill fill{c.name.data(),       SizeOf(c.name),       c.data_type.data(),
+                 SizeOf(c.data_type), c.data_class.data(), SizeOf(c.data_class),
+                 c.data != nullptr,   nullptr,              nullptr,
+                 0};
+  Variant value;
+  if (c.data != nullptr && c.data->IsString()) {
+    const std::u16string& text = c.data->GetString();
+    fill.text = text.data();
+    fill.text_size = SizeOf(text);
+  } else if (c.data != nullptr) {
+    ToVariant(*c.data, value.get());
+    fill.value = value.get();
+  }
+  IOwnObject* created = nullptr;
+  EXCEPINFO info{};
+  const HRESULT hr =
+      static_cast<DirectFieldFactory*>(factory->Direct())->CreateFilledField(fill, &created, &info);
+  if (hr == DISP_E_EXCEPTION) CheckDirect(hr, info);
+  if (FAILED(hr) || !created) automation::Raise(automation::err::CantCreateObject);
+  ComRef<IOwnObject> field(created);
+  return std::make_shared<DirectDataField>(field.get());
+}
+
+// The creator of QorvDFld.DataField as a data field holding the content: the same object,
+// without the registry's lookup or a cast when QorvDFld's own factory is known on the thread.
+contract::DataFieldRef MakeField(const contract::stock::FieldContent& content) {
+  if (IOwnObject* factory = KnownFieldFactory()) return CreateFilledOwnField(factory, content);
+  contract::DataFieldRef field =
+      contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
+  if (field) contract::stock::Fill(*field, content);
+  return field;
 }
 
 // Whether the creator of QorvDFld.DataField goes straight to QorvDFld's own factory of this

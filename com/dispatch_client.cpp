@@ -304,12 +304,12 @@ IDispatch* ObjectAnswer(IDispatch* answer) {
   return ObjectResult(*result);
 }
 
+}  // namespace
+
 std::uint32_t SizeOf(std::u16string_view text) {
   if (text.size() > 0x7FFFFFF0u / sizeof(wchar_t)) throw std::bad_alloc();
   return static_cast<std::uint32_t>(text.size());
 }
-
-}  // namespace
 
 // ---- Direct adapters ------------------------------------------------------------------------
 

@@ -230,6 +230,9 @@ class DirectDataField final : public contract::DataField, public OwnClient {
   com::DirectField* field_;
 };
 
+// A text's length as a direct call passes it (a text too long for a BSTR is out of memory).
+std::uint32_t SizeOf(std::u16string_view text);
+
 // QorvDFld.DataFields.
 class DirectDataFields final : public contract::DataFields, public OwnClient {
  public:

@@ -98,9 +98,28 @@ struct DirectCollection {
   ~DirectCollection() = default;
 };
 
+// What a field made by CreateFilledField holds: its three texts, and its Data as SetData takes
+// it (the text when value is null), or none (has_data false: Data stays Empty).
+struct FieldFill {
+  const char16_t* name;
+  std::uint32_t name_size;
+  const char16_t* data_type;
+  std::uint32_t data_type_size;
+  const char16_t* data_class;
+  std::uint32_t data_class_size;
+  bool has_data;
+  const VARIANT* value;
+  const char16_t* text;
+  std::uint32_t text_size;
+};
+
 struct DirectFieldFactory {
   // A new QorvDFld.DataField, as CreateInstance(IID_IDispatch) makes it, as its IOwnObject.
   virtual HRESULT STDMETHODCALLTYPE CreateField(IOwnObject** out) = 0;
+  // The same field with the members written, as SetText and SetData write them (Name,
+  // DataType, DataClass, then Data), in one call.
+  virtual HRESULT STDMETHODCALLTYPE CreateFilledField(const FieldFill& fill, IOwnObject** out,
+                                                      EXCEPINFO* info) = 0;
 
  protected:
   ~DirectFieldFactory() = default;

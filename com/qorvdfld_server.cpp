@@ -95,10 +95,14 @@ class DataFieldObject final : public DualObject<_DataField>,
   }
   HRESULT STDMETHODCALLTYPE SetData(const VARIANT* value, const char16_t* text,
                                     std::uint32_t size, EXCEPINFO* info) override {
-    return DirectGuard(info, [&] {
-      field_->SetData(value ? FromVariant(*value)
-                            : Value::String(std::u16string_view(text, size)));
-    });
+    return DirectGuard(info, [&] { WriteData(value, text, size); });
+  }
+  // What SetText and SetData write, all at once, into a field nobody has seen yet.
+  void Fill(const FieldFill& fill) {
+    field_->AssignName(std::u16string_view(fill.name, fill.name_size));
+    field_->AssignDataType(std::u16string_view(fill.data_type, fill.data_type_size));
+    field_->AssignDataClass(std::u16string_view(fill.data_class, fill.data_class_size));
+    if (fill.has_data) WriteData(fill.value, fill.text, fill.text_size);
   }
   // The texts are handed out and taken in place: no copy of the field's own, none made here.
   HRESULT STDMETHODCALLTYPE GetText(FieldText which, TextSink text, EXCEPINFO* info) override {
@@ -127,6 +131,11 @@ class DataFieldObject final : public DualObject<_DataField>,
   const std::u16string& NameRef() const noexcept { return field_->NameRef(); }
   // Reading an object in Data would run its default member.
   bool HoldsObject() const noexcept { return field_->DataRef().IsObject(); }
+
+  void WriteData(const VARIANT* value, const char16_t* text, std::uint32_t size) {
+    field_->DataSlot() = value ? FromVariant(*value)
+                               : Value::String(std::u16string_view(text, size));
+  }
 
   HRESULT STDMETHODCALLTYPE get_Data(VARIANT* ret) override {
     if (!ret) return E_POINTER;
@@ -295,6 +304,21 @@ class FieldFactoryPart final : public IOwnObject, public DirectFieldFactory {
     } catch (const std::bad_alloc&) {
       return E_OUTOFMEMORY;  // as the class factory answers it
     }
+  }
+  HRESULT STDMETHODCALLTYPE CreateFilledField(const FieldFill& fill, IOwnObject** out,
+                                              EXCEPINFO* info) override {
+    if (!out) return E_POINTER;
+    *out = nullptr;
+    DataFieldObject* made = nullptr;
+    try {
+      made = new DataFieldObject();
+    } catch (const std::bad_alloc&) {
+      return E_OUTOFMEMORY;  // as the class factory answers it
+    }
+    ComRef<DataFieldObject> held(made);
+    const HRESULT hr = DirectGuard(info, [&] { made->Fill(fill); });
+    if (SUCCEEDED(hr)) *out = static_cast<IOwnObject*>(held.release());
+    return hr;
   }
 };
 

@@ -152,6 +152,13 @@ FieldsView ProbeFields(DataFields* fields) noexcept {
   return probe(*fields);
 }
 
+void Fill(DataField& field, const FieldContent& content) {
+  field.SetName(std::u16string(content.name));
+  field.SetDataType(std::u16string(content.data_type));
+  field.SetDataClass(std::u16string(content.data_class));
+  if (content.data != nullptr) field.SetData(*content.data);
+}
+
 void RegisterOwnCreator(std::u16string_view prog_id, Creator creator, QuietTest quiet,
                         FieldMaker make_field) {
   RegisterCreator(prog_id, std::move(creator));

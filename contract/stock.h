@@ -66,9 +66,21 @@ FieldsView ProbeFields(DataFields* fields) noexcept;
 // Answers whether a creator runs nothing of the host's right now (a COM creator: while the class
 // it would make is the library's own, of this build).
 using QuietTest = bool (*)() noexcept;
-// What the creator makes, as a data field, without the registry's lookup or a cast: the
-// result of an unwatched run is made once per script, under the creator registered with it.
-using FieldMaker = DataFieldRef (*)();
+// What a new field holds from the start: the members the general run writes into a field it
+// creates. No data leaves Data as created (Empty).
+struct FieldContent {
+  std::u16string_view name;
+  std::u16string_view data_type;
+  std::u16string_view data_class;
+  const automation::Value* data = nullptr;
+};
+// Writes the content into a field just created, member by member in the general run's order
+// (Name, DataType, DataClass, Data): what any creator's field is given.
+void Fill(DataField& field, const FieldContent& content);
+// What the creator makes, as a data field holding the content, without the registry's lookup or
+// a cast: the result of an unwatched run is made once per script, under the creator registered
+// with it, in one step.
+using FieldMaker = DataFieldRef (*)(const FieldContent& content);
 // Registers the identifier's creator (as RegisterCreator) with that test, and with its maker of
 // data fields when it has one; any later registration of the identifier takes both away.
 void RegisterOwnCreator(std::u16string_view prog_id, Creator creator, QuietTest quiet,

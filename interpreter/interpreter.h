@@ -182,6 +182,14 @@ class Interpreter {
   void NameUnwatchedResult(contract::DataFieldRef& result);
   // Names a field as the temporary whose name would have had that number.
   static void NameAsTemporary(components::DataFieldObject& field, std::size_t number);
+  // That name, written in place: a name of more than seven characters would be a heap text
+  // per result.
+  struct TemporaryName {
+    explicit TemporaryName(std::size_t number) noexcept;
+    std::u16string_view View() const noexcept { return {text, size}; }
+    char16_t text[32];
+    std::size_t size = 0;
+  };
   // The conditions on the collection and the creator: the stock ones, or the library's own
   // reached through another module (the COM servers'), with no host key named like a temporary.
   bool UnwatchedFieldsReady();
@@ -195,6 +203,9 @@ class Interpreter {
   // The same for a temporary held in a Data: the one field made for each pooled field.
   using MadeForPooled = std::vector<std::pair<const automation::Object*, contract::DataFieldRef>>;
   contract::DataFieldRef UnwatchedResult(components::DataFieldObject& field, MadeForPooled& made);
+  // A field of the registered creator holding the content, made in one step by the creator's
+  // own maker while the creator is the one the run was allowed under.
+  contract::DataFieldRef MadeResult(const contract::stock::FieldContent& content);
   // The steps that take the next name slot and the next hold slot, tables grown as they must.
   void TakeAutoNameSlot();
   void TakeHoldSlot(std::int16_t level);

@@ -189,8 +189,16 @@ void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expressio
   const ReplayItem top = ReplayInstance(run, expression, level, false);
   made = replay_temps_.size();
   if (top.temp >= 0) {
-    NewField field = ReplayedField(replay_temps_[static_cast<std::size_t>(top.temp)]);
-    NameAsTemporary(*field.stock, static_cast<std::size_t>(top.temp) + 1);
+    const ReplayTemporary& value = replay_temps_[static_cast<std::size_t>(top.temp)];
+    const TemporaryName name(static_cast<std::size_t>(top.temp) + 1);
+    if (!StockCreator() && !value.data.IsObject()) {
+      // Under any other creator the host gets a field of that creator's: made holding what
+      // the pooled field would have held, without the pooled field.
+      result = MadeResult({name.View(), value.type, members::kAuto, &value.data});
+      return;
+    }
+    NewField field = ReplayedField(value);
+    field.stock->AssignName(name.View());
     result = std::move(field.ref);
     if (!StockCreator()) result = UnwatchedResult(*field.stock);
   } else if (top.host >= 0) {

@@ -445,14 +445,15 @@ void Interpreter::NameUnwatchedResult(contract::DataFieldRef& result) {
   }
 }
 
-void Interpreter::NameAsTemporary(components::DataFieldObject& field, std::size_t number) {
-  // Written in place: a name of more than seven characters would be a heap text per result.
-  char16_t name[kAutoPrefix.size() + 20];
-  std::size_t size = kAutoPrefix.copy(name, kAutoPrefix.size());
+Interpreter::TemporaryName::TemporaryName(std::size_t number) noexcept {
+  size = kAutoPrefix.copy(text, kAutoPrefix.size());
   char digits[20];
   const char* end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-  for (const char* d = digits; d != end; ++d) name[size++] = static_cast<char16_t>(*d);
-  field.AssignName(std::u16string_view(name, size));
+  for (const char* d = digits; d != end; ++d) text[size++] = static_cast<char16_t>(*d);
+}
+
+void Interpreter::NameAsTemporary(components::DataFieldObject& field, std::size_t number) {
+  field.AssignName(TemporaryName(number).View());
 }
 
 contract::DataFieldRef Interpreter::UnwatchedResult(components::DataFieldObject& field) {
@@ -467,17 +468,6 @@ contract::DataFieldRef Interpreter::UnwatchedResult(components::DataFieldObject&
   }
   // The members the general run writes; the field is the library's own, so their order does not
   // show. A Data holding one of the run's temporaries (an IF's value) holds its field too.
-  // The creator's own maker while the creator is the one the run was allowed under.
-  contract::DataFieldRef result =
-      own_field_maker_ != nullptr &&
-              contract::stock::CreatorGeneration() == own_creator_generation_
-          ? own_field_maker_()
-          : contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
-  if (!result) automation::Raise(automation::err::CantCreateObject);
-  made.emplace_back(&field, result);
-  result->SetName(field.NameRef());
-  result->SetDataType(field.DataTypeRef());
-  result->SetDataClass(field.DataClassRef());
   const Value& data = field.DataRef();
   components::DataFieldObject* inner = nullptr;
   if (data.IsObject()) {
@@ -488,11 +478,31 @@ contract::DataFieldRef Interpreter::UnwatchedResult(components::DataFieldObject&
       }
     }
   }
-  if (inner != nullptr) {
-    result->SetData(Value::Object(UnwatchedResult(*inner, made)));
-  } else {
-    result->SetData(data);
+  contract::stock::FieldContent content{field.NameRef(), field.DataTypeRef(),
+                                        field.DataClassRef(), &data};
+  if (inner == nullptr) {
+    contract::DataFieldRef result = MadeResult(content);
+    made.emplace_back(&field, result);
+    return result;
   }
+  // Known as made before the inner one is, should that one hold this one in turn.
+  content.data = nullptr;
+  contract::DataFieldRef result = MadeResult(content);
+  made.emplace_back(&field, result);
+  result->SetData(Value::Object(UnwatchedResult(*inner, made)));
+  return result;
+}
+
+contract::DataFieldRef Interpreter::MadeResult(const contract::stock::FieldContent& content) {
+  contract::DataFieldRef result;
+  if (own_field_maker_ != nullptr &&
+      contract::stock::CreatorGeneration() == own_creator_generation_) {
+    result = own_field_maker_(content);
+  } else {
+    result = contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
+    if (result) contract::stock::Fill(*result, content);
+  }
+  if (!result) automation::Raise(automation::err::CantCreateObject);
   return result;
 }
 

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "contract/stock.h"
 #include "qorvintr/components/data_field.h"
@@ -35,17 +37,23 @@ TEST(OwnCreator, KeepsItsTestUntilTheIdentifierIsRegisteredAgain) {
 }
 
 int g_made = 0;
-DataFieldRef MakeCounted() {
+DataFieldRef MakeCounted(const stock::FieldContent& content) {
   ++g_made;
-  return std::make_shared<components::DataFieldObject>();
+  auto field = std::make_shared<components::DataFieldObject>();
+  stock::Fill(*field, content);
+  return field;
 }
 
 TEST(OwnCreator, KeepsItsFieldMakerUntilTheIdentifierIsRegisteredAgain) {
   stock::RegisterOwnCreator(kId, MakeField, Quiet, MakeCounted);
   ASSERT_EQ(stock::OwnFieldMaker(u"OWN.creator.test"), &MakeCounted);
   g_made = 0;
-  EXPECT_TRUE(stock::OwnFieldMaker(kId)() != nullptr);
+  const automation::Value data = automation::Value::Long(7);
+  DataFieldRef made = stock::OwnFieldMaker(kId)({u"Autodf1", u"Long", u"Auto", &data});
+  ASSERT_TRUE(made != nullptr);
   EXPECT_EQ(g_made, 1);
+  EXPECT_EQ(made->Name(), u"Autodf1");
+  EXPECT_EQ(made->Data().GetLong(), 7);
   stock::RegisterOwnCreator(kId, MakeField, Quiet);  // no maker this time
   EXPECT_EQ(stock::OwnFieldMaker(kId), nullptr);
   EXPECT_EQ(stock::OwnCreatorTest(kId), &Quiet);
@@ -55,6 +63,44 @@ TEST(OwnCreator, KeepsItsFieldMakerUntilTheIdentifierIsRegisteredAgain) {
   stock::RegisterOwnCreator(kId, MakeField, Quiet, MakeCounted);
   EXPECT_TRUE(UnregisterCreator(kId));
   EXPECT_EQ(stock::OwnFieldMaker(kId), nullptr);
+}
+
+// A field records the order its members are written in.
+class WriteOrder final : public components::DataFieldObject {
+ public:
+  void SetData(const automation::Value& value) override {
+    order += u'D';
+    DataFieldObject::SetData(value);
+  }
+  void SetDataType(std::u16string type) override {
+    order += u'T';
+    DataFieldObject::SetDataType(std::move(type));
+  }
+  void SetName(std::u16string name) override {
+    order += u'N';
+    DataFieldObject::SetName(std::move(name));
+  }
+  void SetDataClass(std::u16string data_class) override {
+    order += u'C';
+    DataFieldObject::SetDataClass(std::move(data_class));
+  }
+  std::u16string order;
+};
+
+TEST(OwnCreator, FillWritesNameTypeClassThenDataAndLeavesDataAloneWithoutOne) {
+  WriteOrder field;
+  const automation::Value data = automation::Value::String(std::u16string(u"ab"));
+  stock::Fill(field, {u"Autodf2", u"String", u"Auto", &data});
+  EXPECT_EQ(field.order, u"NTCD");
+  EXPECT_EQ(field.NameRef(), u"Autodf2");
+  EXPECT_EQ(field.DataTypeRef(), u"String");
+  EXPECT_EQ(field.DataClassRef(), u"Auto");
+  EXPECT_EQ(field.DataRef().GetString(), u"ab");
+
+  WriteOrder empty;
+  stock::Fill(empty, {u"Autodf3", u"Variant", u"Auto", nullptr});
+  EXPECT_EQ(empty.order, u"NTC");
+  EXPECT_EQ(empty.DataRef().Type(), automation::VarType::Empty);
 }
 
 TEST(OwnCreator, NoneForAnIdentifierWithoutOne) {
