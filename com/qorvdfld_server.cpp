@@ -72,7 +72,7 @@ class DataFieldObject final : public DualObject<_DataField>,
                               public DirectField {
  public:
   DataFieldObject()
-      : DualObject(IID__DataField), field_(std::make_shared<components::DataFieldObject>()) {}
+      : DualObject(IID__DataField) {}
 
   QORVINTR_DUAL_OWN_UNKNOWN()
   OwnKind STDMETHODCALLTYPE Kind() override { return OwnKind::DataField; }
@@ -82,7 +82,7 @@ class DataFieldObject final : public DualObject<_DataField>,
   // ---- DirectField ----
   HRESULT STDMETHODCALLTYPE GetData(VARIANT* out, TextSink text, EXCEPINFO* info) override {
     return DirectGuard(info, [&] {
-      const Value& data = field_->DataRef();
+      const Value& data = field_.DataRef();
       if (data.IsString()) {
         const std::u16string& s = data.GetString();
         text.assign(text.target, s.data(), static_cast<std::uint32_t>(s.size()));
@@ -99,17 +99,17 @@ class DataFieldObject final : public DualObject<_DataField>,
   }
   // What SetText and SetData write, all at once, into a field nobody has seen yet.
   void Fill(const FieldFill& fill) {
-    field_->AssignName(std::u16string_view(fill.name, fill.name_size));
-    field_->AssignDataType(std::u16string_view(fill.data_type, fill.data_type_size));
-    field_->AssignDataClass(std::u16string_view(fill.data_class, fill.data_class_size));
+    field_.AssignName(std::u16string_view(fill.name, fill.name_size));
+    field_.AssignDataType(std::u16string_view(fill.data_type, fill.data_type_size));
+    field_.AssignDataClass(std::u16string_view(fill.data_class, fill.data_class_size));
     if (fill.has_data) WriteData(fill.value, fill.text, fill.text_size);
   }
   // The texts are handed out and taken in place: no copy of the field's own, none made here.
   HRESULT STDMETHODCALLTYPE GetText(FieldText which, TextSink text, EXCEPINFO* info) override {
     return DirectGuard(info, [&] {
-      const std::u16string& s = which == FieldText::Name       ? field_->NameRef()
-                                : which == FieldText::DataType ? field_->DataTypeRef()
-                                                               : field_->DataClassRef();
+      const std::u16string& s = which == FieldText::Name       ? field_.NameRef()
+                                : which == FieldText::DataType ? field_.DataTypeRef()
+                                                               : field_.DataClassRef();
       text.assign(text.target, s.data(), static_cast<std::uint32_t>(s.size()));
     });
   }
@@ -118,22 +118,22 @@ class DataFieldObject final : public DualObject<_DataField>,
     return DirectGuard(info, [&] {
       const std::u16string_view s(text, size);
       if (which == FieldText::DataType) {
-        field_->AssignDataType(s);
+        field_.AssignDataType(s);
       } else if (which == FieldText::Name) {
-        field_->AssignName(s);
+        field_.AssignName(s);
       } else {
-        field_->AssignDataClass(s);
+        field_.AssignDataClass(s);
       }
     });
   }
 
   // The name under which the collection keeps this field (what Name answers).
-  const std::u16string& NameRef() const noexcept { return field_->NameRef(); }
+  const std::u16string& NameRef() const noexcept { return field_.NameRef(); }
   // Reading an object in Data would run its default member.
-  bool HoldsObject() const noexcept { return field_->DataRef().IsObject(); }
+  bool HoldsObject() const noexcept { return field_.DataRef().IsObject(); }
 
   void WriteData(const VARIANT* value, const char16_t* text, std::uint32_t size) {
-    field_->DataSlot() = value ? FromVariant(*value)
+    field_.DataSlot() = value ? FromVariant(*value)
                                : Value::String(std::u16string_view(text, size));
   }
 
@@ -141,33 +141,33 @@ class DataFieldObject final : public DualObject<_DataField>,
     if (!ret) return E_POINTER;
     InitVariant(ret);
     return Guard(IID__DataField, [&] {
-      ToVariant(field_->DataRef(), ret);
+      ToVariant(field_.DataRef(), ret);
       return S_OK;
     });
   }
   HRESULT STDMETHODCALLTYPE put_Data(VARIANT value) override {
-    return Set([&] { field_->SetData(FromVariant(value)); });
+    return Set([&] { field_.SetData(FromVariant(value)); });
   }
   HRESULT STDMETHODCALLTYPE putref_Data(IDispatch* value) override {
-    return Set([&] { field_->SetData(Value::Object(FromDispatch(value))); });
+    return Set([&] { field_.SetData(Value::Object(FromDispatch(value))); });
   }
   HRESULT STDMETHODCALLTYPE get_DataType(BSTR* ret) override {
-    return Text(ret, [&] { return field_->DataType(); });
+    return Text(ret, [&] { return field_.DataType(); });
   }
   HRESULT STDMETHODCALLTYPE put_DataType(BSTR value) override {
-    return Set([&] { field_->SetDataType(FromBstr(value)); });
+    return Set([&] { field_.SetDataType(FromBstr(value)); });
   }
   HRESULT STDMETHODCALLTYPE get_Name(BSTR* ret) override {
-    return Text(ret, [&] { return field_->NameRef(); });
+    return Text(ret, [&] { return field_.NameRef(); });
   }
   HRESULT STDMETHODCALLTYPE put_Name(BSTR value) override {
-    return Set([&] { field_->SetName(FromBstr(value)); });
+    return Set([&] { field_.SetName(FromBstr(value)); });
   }
   HRESULT STDMETHODCALLTYPE get_DataClass(BSTR* ret) override {
-    return Text(ret, [&] { return field_->DataClass(); });
+    return Text(ret, [&] { return field_.DataClass(); });
   }
   HRESULT STDMETHODCALLTYPE put_DataClass(BSTR value) override {
-    return Set([&] { field_->SetDataClass(FromBstr(value)); });
+    return Set([&] { field_.SetDataClass(FromBstr(value)); });
   }
 
  private:
@@ -226,7 +226,8 @@ class DataFieldObject final : public DualObject<_DataField>,
     return false;
   }
 
-  std::shared_ptr<components::DataFieldObject> field_;
+  // The field itself, in the object: one block per field.
+  components::DataFieldObject field_;
 };
 
 // A data field handed to a collection of this DLL: when it is one of this DLL's own fields (and
