@@ -191,19 +191,16 @@ void Interpreter::ReplayScript(const RecordedRun& run, std::u16string& expressio
   if (top.temp >= 0) {
     const ReplayTemporary& value = replay_temps_[static_cast<std::size_t>(top.temp)];
     const std::size_t number = static_cast<std::size_t>(top.temp) + 1;
-    if (StockCreator()) {
-      // Under the stock creator the pooled field itself is what the host gets.
-      NewField field = ReplayedField(value);
-      NameAsTemporary(*field.stock, number);
-      result = std::move(field.ref);
-    } else if (!value.data.IsObject()) {
+    const bool stock = StockCreator();
+    if (!stock && !value.data.IsObject()) {
       // Under any other creator the host gets a field of that creator's: made holding what
       // the pooled field would have held, without the pooled field.
       result = MadeResult({TemporaryName(number).View(), value.type, members::kAuto, &value.data});
     } else {
+      // Under the stock creator the pooled field itself is what the host gets.
       NewField field = ReplayedField(value);
       NameAsTemporary(*field.stock, number);
-      result = UnwatchedResult(*field.stock);
+      result = stock ? std::move(field.ref) : UnwatchedResult(*field.stock);
     }
   } else if (top.host >= 0) {
     result = replay_hosts_[static_cast<std::size_t>(top.host)];
