@@ -171,10 +171,7 @@ std::shared_ptr<DirectDataField> CreateFilledOwnField(IOwnObject* factory,
 // without the registry's lookup or a cast when QorvDFld's own factory is known on the thread.
 contract::DataFieldRef MakeField(const contract::stock::FieldContent& content) {
   if (IOwnObject* factory = KnownFieldFactory()) return CreateFilledOwnField(factory, content);
-  contract::DataFieldRef field =
-      contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
-  if (field) contract::stock::Fill(*field, content);
-  return field;
+  return contract::stock::CreateFilled(contract::kDataFieldProgId, content);
 }
 
 // Whether the creator of QorvDFld.DataField goes straight to QorvDFld's own factory of this

@@ -308,17 +308,12 @@ class FieldFactoryPart final : public IOwnObject, public DirectFieldFactory {
   }
   HRESULT STDMETHODCALLTYPE CreateFilledField(const FieldFill& fill, IOwnObject** out,
                                               EXCEPINFO* info) override {
-    if (!out) return E_POINTER;
-    *out = nullptr;
-    DataFieldObject* made = nullptr;
-    try {
-      made = new DataFieldObject();
-    } catch (const std::bad_alloc&) {
-      return E_OUTOFMEMORY;  // as the class factory answers it
-    }
-    ComRef<DataFieldObject> held(made);
-    const HRESULT hr = DirectGuard(info, [&] { made->Fill(fill); });
-    if (SUCCEEDED(hr)) *out = static_cast<IOwnObject*>(held.release());
+    IOwnObject* created = nullptr;
+    HRESULT hr = CreateField(&created);
+    if (FAILED(hr)) return hr;
+    ComRef<IOwnObject> held(created);
+    hr = DirectGuard(info, [&] { static_cast<DataFieldObject*>(created)->Fill(fill); });
+    if (SUCCEEDED(hr)) *out = held.release();
     return hr;
   }
 };

@@ -159,6 +159,12 @@ void Fill(DataField& field, const FieldContent& content) {
   if (content.data != nullptr) field.SetData(*content.data);
 }
 
+DataFieldRef CreateFilled(std::u16string_view prog_id, const FieldContent& content) {
+  DataFieldRef field = CreateObjectAs<DataField>(prog_id);
+  if (field) Fill(*field, content);
+  return field;
+}
+
 void RegisterOwnCreator(std::u16string_view prog_id, Creator creator, QuietTest quiet,
                         FieldMaker make_field) {
   RegisterCreator(prog_id, std::move(creator));

@@ -77,6 +77,9 @@ struct FieldContent {
 // Writes the content into a field just created, member by member in the general run's order
 // (Name, DataType, DataClass, Data): what any creator's field is given.
 void Fill(DataField& field, const FieldContent& content);
+// A field of the identifier's creator (CreateObjectAs) given the content by Fill; none when the
+// creator made none.
+DataFieldRef CreateFilled(std::u16string_view prog_id, const FieldContent& content);
 // What the creator makes, as a data field holding the content, without the registry's lookup or
 // a cast: the result of an unwatched run is made once per script, under the creator registered
 // with it, in one step.

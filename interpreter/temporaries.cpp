@@ -494,14 +494,11 @@ contract::DataFieldRef Interpreter::UnwatchedResult(components::DataFieldObject&
 }
 
 contract::DataFieldRef Interpreter::MadeResult(const contract::stock::FieldContent& content) {
-  contract::DataFieldRef result;
-  if (own_field_maker_ != nullptr &&
-      contract::stock::CreatorGeneration() == own_creator_generation_) {
-    result = own_field_maker_(content);
-  } else {
-    result = contract::CreateObjectAs<contract::DataField>(contract::kDataFieldProgId);
-    if (result) contract::stock::Fill(*result, content);
-  }
+  contract::DataFieldRef result =
+      own_field_maker_ != nullptr &&
+              contract::stock::CreatorGeneration() == own_creator_generation_
+          ? own_field_maker_(content)
+          : contract::stock::CreateFilled(contract::kDataFieldProgId, content);
   if (!result) automation::Raise(automation::err::CantCreateObject);
   return result;
 }

@@ -103,6 +103,19 @@ TEST(OwnCreator, FillWritesNameTypeClassThenDataAndLeavesDataAloneWithoutOne) {
   EXPECT_EQ(empty.DataRef().Type(), automation::VarType::Empty);
 }
 
+TEST(OwnCreator, CreateFilledMakesTheCreatorsFieldAndFillsIt) {
+  RegisterCreator(kId, [] { return automation::ObjectRef(std::make_shared<WriteOrder>()); });
+  const automation::Value data = automation::Value::Long(41);
+  DataFieldRef made = stock::CreateFilled(kId, {u"Autodf4", u"Long", u"Auto", &data});
+  ASSERT_TRUE(made != nullptr);
+  auto* field = dynamic_cast<WriteOrder*>(made.get());
+  ASSERT_TRUE(field != nullptr);
+  EXPECT_EQ(field->order, u"NTCD");
+  EXPECT_EQ(field->NameRef(), u"Autodf4");
+  EXPECT_EQ(field->DataRef().GetLong(), 41);
+  EXPECT_TRUE(UnregisterCreator(kId));
+}
+
 TEST(OwnCreator, NoneForAnIdentifierWithoutOne) {
   EXPECT_EQ(stock::OwnCreatorTest(u"Nobody.Registered.This"), nullptr);
   EXPECT_EQ(stock::OwnFieldMaker(u"Nobody.Registered.This"), nullptr);
