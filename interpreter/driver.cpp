@@ -222,9 +222,11 @@ bool Interpreter::MayRunUnwatched() {
       hold_top_.UBound() != kDeepestLevel || hold_top_(0) != -1) {
     return false;
   }
-  const std::int32_t last_slot = hold_array_.UBound(2);
+  // Read through the const table: looking makes no element.
+  const auto& holds = std::as_const(hold_array_);
+  const std::int32_t last_slot = holds.UBound(2);
   for (std::int32_t slot = 0; slot <= last_slot; ++slot) {
-    if (!hold_array_(0, slot).empty()) return false;
+    if (!holds(0, slot).empty()) return false;
   }
   return !auto_names_.IsDimensioned() || auto_names_.LBound() == 0;
 }

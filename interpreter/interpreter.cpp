@@ -257,18 +257,14 @@ void Interpreter::ResetMemory() noexcept {
   }
   // Entries never used hold no stack; emptying one would fail and be skipped, so they are
   // simply passed over.
-  if (stacks_.IsDimensioned()) {
-    const std::int32_t upper = stacks_.UBound();
-    for (std::int32_t i = 0; i <= upper; ++i) {
-      support::StackRef& stack = stacks_(i);
-      if (!stack) continue;
-      stack->EmptyStack();
-      // Its items go now, as they would with the Stack; a Stack only the table holds is kept
-      // for the next instances.
-      if (stack.use_count() == 1 && spare_stacks_.size() < kSpareStacks) {
-        stack->Clear();
-        IgnoreErrors([&] { spare_stacks_.push_back(std::move(stack)); });
-      }
+  for (support::StackRef& stack : stacks_.Elements()) {
+    if (!stack) continue;
+    stack->EmptyStack();
+    // Its items go now, as they would with the Stack; a Stack only the table holds is kept
+    // for the next instances.
+    if (stack.use_count() == 1 && spare_stacks_.size() < kSpareStacks) {
+      stack->Clear();
+      IgnoreErrors([&] { spare_stacks_.push_back(std::move(stack)); });
     }
   }
   stacks_.Erase();

@@ -4,6 +4,7 @@
 // as does an index outside the bounds. ReDim discards the contents, ReDim Preserve keeps them
 // and may change only the upper bound of the last dimension.
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -83,15 +84,26 @@ class DynArray {
   // ReDim a(lower To upper): new, default-valued elements.
   void ReDim(std::int32_t lower, std::int32_t upper) {
     std::size_t n = detail::CheckedExtent(lower, upper);
-    detail::Refill(items_, n);
+    if (n == items_.size() && items_.capacity() <= detail::kMaxReusedElements) {
+      // The same extent again (a host's reset between scripts): the elements go back to their
+      // default value in place.
+      for (T& item : items_) detail::ResetElement(item);
+    } else {
+      detail::Refill(items_, n);
+    }
     lower_ = lower;
     dimensioned_ = true;
   }
   void ReDim(std::int32_t upper) { ReDim(0, upper); }
   // ReDim, then every element set to value (a table that marks its unused entries).
   void ReDimAll(std::int32_t lower, std::int32_t upper, const T& value) {
-    ReDim(lower, upper);
+    std::size_t n = detail::CheckedExtent(lower, upper);
+    if (n != items_.size() || items_.capacity() > detail::kMaxReusedElements) {
+      detail::Refill(items_, n);
+    }
     for (T& item : items_) item = value;
+    lower_ = lower;
+    dimensioned_ = true;
   }
 
   // ReDim Preserve a(lower To upper): keeps the elements that stay in range. The lower bound
@@ -127,6 +139,8 @@ class DynArray {
 
   T& operator()(std::int32_t index) { return items_[Offset(index)]; }
   const T& operator()(std::int32_t index) const { return items_[Offset(index)]; }
+  // Every element in order, for a walk over the whole table (none when never dimensioned).
+  std::vector<T>& Elements() noexcept { return items_; }
   // The element, or nullptr where operator() would raise 9.
   T* Find(std::int32_t index) noexcept {
     const std::int64_t off = std::int64_t{index} - lower_;
@@ -170,17 +184,10 @@ class DynArray2D {
       // The same rows again (a reset): what they hold goes back to the default value in place.
       // Only rows reached since the last reset can hold anything else (a host resets after
       // every script, and a script mostly reaches one level of sixteen).
-      for (std::size_t r = 0; r < n1; ++r) {
-        if (r < kTrackedRows && (touched_ & (std::uint64_t{1} << r)) == 0) continue;
-        std::vector<T>& row = rows_[r];
-        if (row.capacity() > detail::kMaxReusedElements) {
-          std::vector<T>().swap(row);
-          continue;
-        }
-        // Every element, those past the new second dimension too: a row keeps its length, so
-        // that the next growth of the slots makes nothing.
-        for (T& item : row) detail::ResetElement(item);
+      for (std::uint64_t left = touched_; left != 0; left &= left - 1) {
+        ResetRow(rows_[static_cast<std::size_t>(std::countr_zero(left))]);
       }
+      for (std::size_t r = kTrackedRows; r < n1; ++r) ResetRow(rows_[r]);
     } else {
       std::vector<std::vector<T>> fresh;
       detail::ResizeOrRaise(fresh, n1);
@@ -258,6 +265,15 @@ class DynArray2D {
   }
 
  private:
+  // Every element, those past the second dimension too: a row keeps its length, so that the
+  // next growth of the slots makes nothing.
+  static void ResetRow(std::vector<T>& row) noexcept {
+    if (row.capacity() > detail::kMaxReusedElements) {
+      std::vector<T>().swap(row);
+      return;
+    }
+    for (T& item : row) detail::ResetElement(item);
+  }
   void CheckDimension(int dimension) const {
     if (!dimensioned_ || dimension < 1 || dimension > 2) {
       automation::Raise(automation::err::SubscriptOutOfRange);
