@@ -121,6 +121,7 @@ struct Interpreter::FieldStackItems {
   static std::u16string_view DataType(const Item& item, std::u16string& holder) {
     return reduce::ReadDataType(Field(item), holder);
   }
+  static bool IsDate(const Item&, const Value& data) { return automation::IsDate(data); }
   bool Reduced(const Item& left, std::u16string_view op, const Item& right, UnifyRule rule,
                const Value& value) {
     result_name = interpreter.CreateDataFieldFromVariant(value);

@@ -68,6 +68,13 @@ struct Interpreter::RecordedItems {
     if (item.host < 0) automation::Raise(automation::err::ObjectVariableNotSet);
     return reduce::ReadDataType(*hosts[static_cast<std::size_t>(item.host)], holder);
   }
+  bool IsDate(const Item& item, const Value& data) const {
+    if (item.temp >= 0) {
+      const std::int8_t known = temps[static_cast<std::size_t>(item.temp)].date;
+      if (known >= 0) return known != 0;
+    }
+    return automation::IsDate(data);
+  }
   bool Reduced(const Item&, std::u16string_view, const Item&, UnifyRule, const Value& value) {
     Push(ReplayTemporary{}, [&](ReplayTemporary& made) { members::FromVariant(made, value); });
     latest = static_cast<std::int32_t>(temps.size() - 1);
@@ -114,7 +121,7 @@ Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run, std::in
   for (const RecordedStep& step : run.steps) {
     switch (step.kind) {
       case RecordedStep::Kind::kTemporary:
-        items.Push(ReplayTemporary{step.type, step.data}, [](ReplayTemporary&) {});
+        items.Push(ReplayTemporary{step.type, step.data, step.date}, [](ReplayTemporary&) {});
         break;
       case RecordedStep::Kind::kDateLiteral:
         items.Push(ReplayTemporary{},
@@ -265,6 +272,10 @@ void Interpreter::RecordMade() {
   step.kind = RecordedStep::Kind::kTemporary;
   step.type = type;
   step.data = unwatched_made_.back()->DataRef();
+  // Whether a text is a date depends on the text alone (a month and a day without a year take
+  // the current one, but then an order that reads a year fits too), so a literal's answer is
+  // found once.
+  if (step.data.IsString()) step.date = automation::IsDate(step.data) ? 1 : 0;
   recording_->steps.push_back(std::move(step));
 }
 

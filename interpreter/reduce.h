@@ -8,6 +8,7 @@
 //   bool Empty(); Item Pop(); void Push(const Item&);
 //   const Value& Data(const Item&, Value& holder);                  // 91 for the empty item
 //   std::u16string_view DataType(const Item&, std::u16string& holder);  // the same
+//   bool IsDate(const Item&, const Value& data);  // automation::IsDate of the item's data
 //   // The reduction's value as a new temporary; false when none was made.
 //   bool Reduced(const Item& left, std::u16string_view op, const Item& right, UnifyRule rule,
 //                const Value& value);
@@ -73,7 +74,7 @@ UnifyRule Unify(Items& items, const Item& left, const Item& right, Value& lv, Va
   Value left_holder;
   Value right_holder;
   const Value& left_data = items.Data(left, left_holder);
-  if (automation::IsDate(left_data)) {
+  if (items.IsDate(left, left_data)) {
     lv = Value::Date(automation::CDate(left_data));
     rv = Value::Date(automation::CDate(items.Data(right, right_holder)));
     return UnifyRule::kDates;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "automation/datetime.h"
 #include "qorvintr/components/defaults.h"
 #include "interpreter_fixture.h"
 
@@ -411,6 +412,37 @@ TEST_F(Recorded, TheFieldsValuesAndKindsOfTheDayDecide) {
   Field(u"Count")->SetDataType(u"Double");
   BothWays("Count & \"x\" + 1");
   EXPECT_EQ(Replayed() + Declined(), 2);
+}
+
+// A literal's answer to IsDate is found when it is recorded: whether a text is a date does not
+// change with the year ("2/29" reads as February 2029 when this year has no 29 February).
+TEST_F(Recorded, ALiteralAnswersIsDateAsTheGeneralRunInEveryYear) {
+  struct ClockInYear {
+    explicit ClockInYear(int year) {
+      const double now = automation::DateSerial(year, 6, 1);
+      automation::SetClock([now] { return now; });
+    }
+    ~ClockInYear() { automation::SetClock(nullptr); }
+  };
+  // A date on the left: the right text is none, the run answers the mismatch.
+  const char* const kLeapDay = "\"2/29\" & \"x\"";
+  // No date on the left: two texts joined.
+  const char* const kText = "\"2/29x\" & \"y\"";
+  // Two dates: "&" leaves the value as it was (none yet).
+  const char* const kTimes = "\"1:30\" & \"2:00\"";
+  Record(kText);
+  Record(kTimes);
+  for (const int y : {2023, 2024}) {
+    const ClockInYear year(y);
+    const std::int32_t before = Replayed();
+    const Seen leap = BothWays(kLeapDay);
+    EXPECT_EQ(leap.result, u"Error|Boolean|False") << y;
+    EXPECT_FALSE(leap.reported.empty()) << y;
+    EXPECT_EQ(BothWays(kText).result, u"Autodf4|String|2/29xy") << y;
+    const Seen times = BothWays(kTimes);
+    EXPECT_TRUE(times.reported.empty()) << y;
+    EXPECT_EQ(Replayed(), before + 2) << y;
+  }
 }
 
 TEST_F(Recorded, AFieldGoneSinceDeclinesAndTheGeneralRunAnswers) {
