@@ -18,6 +18,7 @@
 #include "com/server.h"
 #include "com/variant.h"
 #include "interpreter/interpreter.h"
+#include "support/restoring.h"
 
 namespace qorvintr::com {
 
@@ -118,9 +119,17 @@ class InterpreterObject final : public DualObject<_Interpreter> {
     if (!strExpression || !ret) return E_POINTER;
     *ret = nullptr;
     return Guard([&] {
-      std::u16string text = FromBstr(*strExpression);
+      // The script is copied into storage kept from one call to the next (a host runs one
+      // script after another); a call made while another runs, from the host's code, takes
+      // storage of its own.
+      std::u16string own;
+      std::u16string& text = script_busy_ ? own : script_;
+      const support::Restoring<bool> busy(script_busy_, true);
+      text.assign(BstrView(*strExpression));
       contract::DataFieldRef field = engine_.RealizeRegularExpression(text);
       WriteBack(strExpression, text);
+      // A long script's storage is not kept for good.
+      if (text.capacity() > kKeptScriptSize) std::u16string().swap(text);
       *ret = ToDispatch(field);
       return S_OK;
     });
@@ -247,6 +256,10 @@ class InterpreterObject final : public DualObject<_Interpreter> {
     *target = replacement;
   }
 
+  // The storage RealizeRegularExpression copies the script into, and whether a call uses it.
+  static constexpr std::size_t kKeptScriptSize = 4096;
+  std::u16string script_;
+  bool script_busy_ = false;
   engine::Interpreter engine_;
 };
 

@@ -419,6 +419,55 @@ void MisbehavingHost(IDispatch* interp) {
   }
 }
 
+// A host whose error object runs another script on the same interpreter while the first one
+// reports: each call answers, and each gets its own script back, trimmed.
+void NestedRun(IDispatch* interp) {
+  IDispatch* inner = CreateByProgId(L"QorvDFld.DataFields");
+  if (!inner) {
+    CHECK(inner != nullptr);
+    return;
+  }
+  HostObject* faulty = FaultyFields(inner, L"AddObject", Fault::Raises);
+  int reports = 0;
+  std::wstring nested_after;
+  bool nested_answered = false;
+  HostObject* errors = HostObject::Create();
+  errors->Define(L"ReportError", [&](WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*) {
+    if (++reports == 1) {
+      HRESULT hr = S_OK;
+      IDispatch* r = Run(interp, L"  7 * 6  ", &nested_after, &hr);
+      nested_answered = SUCCEEDED(hr) && r != nullptr;
+      if (r) r->Release();
+    }
+    if (result) SetI4(result, 0);
+    return S_OK;
+  });
+  Var answer;
+  CHECK_HR(InitByRef(interp, faulty, errors, L"Sys", L"App", &answer), S_OK);
+  std::wstring after;
+  HRESULT hr = S_OK;
+  IDispatch* r = Run(interp, L"   1 + 2 ", &after, &hr);
+  CHECK_HR(hr, S_OK);
+  CHECK(r != nullptr);
+  if (r) r->Release();
+  CHECK(reports >= 2);
+  CHECK(nested_answered);
+  CHECK_TEXT(nested_after, L"7 * 6");
+  CHECK_TEXT(after, L"1 + 2");
+  Var none;
+  V_VT(&none.v) = VT_DISPATCH;
+  V_DISPATCH(&none.v) = nullptr;
+  CHECK_HR(Put(interp, L"DataFields", &none.v, DISPATCH_PROPERTYPUTREF), S_OK);
+  CHECK_HR(Put(interp, L"objError", &none.v, DISPATCH_PROPERTYPUTREF), S_OK);
+  CallResult reset;
+  CallByName(interp, L"ResetMemory", DISPATCH_METHOD, {}, nullptr, reset);
+  CHECK_HR(reset.hr, S_OK);
+  faulty->Release();
+  errors->Release();
+  inner->Release();  // the one FaultyFields took
+  inner->Release();
+}
+
 std::wstring TempFolder() {
   wchar_t base[MAX_PATH];
   GetTempPathW(MAX_PATH, base);
@@ -559,6 +608,7 @@ int main() {
       ByReferenceReport(interp, fields);
     }
     MisbehavingHost(interp);
+    NestedRun(interp);
     if (fields) DebugLog(fields);
 
     // While objects live, the DLLs say they cannot unload.
