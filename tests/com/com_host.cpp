@@ -371,6 +371,24 @@ HostObject* FaultyFields(IDispatch* inner, const wchar_t* member, Fault fault) {
   return o;
 }
 
+// Drops a faulty collection and its error object from the interpreter before they go, then
+// releases them and the inner collection (twice: FaultyFields took one reference).
+void DropHostObjects(IDispatch* interp, HostObject* faulty, HostObject* errors,
+                     IDispatch* inner) {
+  Var none;
+  V_VT(&none.v) = VT_DISPATCH;
+  V_DISPATCH(&none.v) = nullptr;
+  CHECK_HR(Put(interp, L"DataFields", &none.v, DISPATCH_PROPERTYPUTREF), S_OK);
+  CHECK_HR(Put(interp, L"objError", &none.v, DISPATCH_PROPERTYPUTREF), S_OK);
+  CallResult reset;
+  CallByName(interp, L"ResetMemory", DISPATCH_METHOD, {}, nullptr, reset);
+  CHECK_HR(reset.hr, S_OK);
+  faulty->Release();
+  errors->Release();
+  inner->Release();
+  inner->Release();
+}
+
 void MisbehavingHost(IDispatch* interp) {
   struct Case {
     Fault fault;
@@ -403,19 +421,7 @@ void MisbehavingHost(IDispatch* interp) {
       CHECK_TEXT(calls[0].texts[1], c.text);
       CHECK_TEXT(calls[0].texts[10], L"CreateNumericDataField");
     }
-    // Drop the faulty objects from the interpreter before they go.
-    Var none;
-    V_VT(&none.v) = VT_DISPATCH;
-    V_DISPATCH(&none.v) = nullptr;
-    CHECK_HR(Put(interp, L"DataFields", &none.v, DISPATCH_PROPERTYPUTREF), S_OK);
-    CHECK_HR(Put(interp, L"objError", &none.v, DISPATCH_PROPERTYPUTREF), S_OK);
-    CallResult reset;
-    CallByName(interp, L"ResetMemory", DISPATCH_METHOD, {}, nullptr, reset);
-    CHECK_HR(reset.hr, S_OK);
-    faulty->Release();
-    errors->Release();
-    inner->Release();  // the one FaultyFields took
-    inner->Release();
+    DropHostObjects(interp, faulty, errors, inner);
   }
 }
 
@@ -454,18 +460,7 @@ void NestedRun(IDispatch* interp) {
   CHECK(nested_answered);
   CHECK_TEXT(nested_after, L"7 * 6");
   CHECK_TEXT(after, L"1 + 2");
-  Var none;
-  V_VT(&none.v) = VT_DISPATCH;
-  V_DISPATCH(&none.v) = nullptr;
-  CHECK_HR(Put(interp, L"DataFields", &none.v, DISPATCH_PROPERTYPUTREF), S_OK);
-  CHECK_HR(Put(interp, L"objError", &none.v, DISPATCH_PROPERTYPUTREF), S_OK);
-  CallResult reset;
-  CallByName(interp, L"ResetMemory", DISPATCH_METHOD, {}, nullptr, reset);
-  CHECK_HR(reset.hr, S_OK);
-  faulty->Release();
-  errors->Release();
-  inner->Release();  // the one FaultyFields took
-  inner->Release();
+  DropHostObjects(interp, faulty, errors, inner);
 }
 
 std::wstring TempFolder() {
