@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -140,7 +141,7 @@ class DynArray {
   T& operator()(std::int32_t index) { return items_[Offset(index)]; }
   const T& operator()(std::int32_t index) const { return items_[Offset(index)]; }
   // Every element in order, for a walk over the whole table (none when never dimensioned).
-  std::vector<T>& Elements() noexcept { return items_; }
+  std::span<T> Elements() noexcept { return items_; }
   // The element, or nullptr where operator() would raise 9.
   T* Find(std::int32_t index) noexcept {
     const std::int64_t off = std::int64_t{index} - lower_;
@@ -267,7 +268,7 @@ class DynArray2D {
  private:
   // Every element, those past the second dimension too: a row keeps its length, so that the
   // next growth of the slots makes nothing.
-  static void ResetRow(std::vector<T>& row) noexcept {
+  static void ResetRow(std::vector<T>& row) {
     if (row.capacity() > detail::kMaxReusedElements) {
       std::vector<T>().swap(row);
       return;
