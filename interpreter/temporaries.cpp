@@ -478,18 +478,14 @@ contract::DataFieldRef Interpreter::UnwatchedResult(components::DataFieldObject&
       }
     }
   }
-  contract::stock::FieldContent content{field.NameRef(), field.DataTypeRef(),
-                                        field.DataClassRef(), &data};
-  if (inner == nullptr) {
-    contract::DataFieldRef result = MadeResult(content);
-    made.emplace_back(&field, result);
-    return result;
-  }
-  // Known as made before the inner one is, should that one hold this one in turn.
-  content.data = nullptr;
+  // A Data holding a temporary is written after the field is known as made, should the inner
+  // one hold this one in turn.
+  const contract::stock::FieldContent content{field.NameRef(), field.DataTypeRef(),
+                                              field.DataClassRef(),
+                                              inner == nullptr ? &data : nullptr};
   contract::DataFieldRef result = MadeResult(content);
   made.emplace_back(&field, result);
-  result->SetData(Value::Object(UnwatchedResult(*inner, made)));
+  if (inner != nullptr) result->SetData(Value::Object(UnwatchedResult(*inner, made)));
   return result;
 }
 
