@@ -60,7 +60,7 @@ void reduce::Apply(std::u16string_view op, const Value& lv, const Value& rv, Val
         return;
       case u'&':
         // Kept: "&" on anything but two texts leaves the result as it was (tests/interpreter_evaluator_test.cpp: Evaluator.AmpersandOnTwoLongsGivesThePreviousResultOfTheSameCall)
-        if (lv.IsString() && rv.IsString()) result = automation::Concatenate(lv, rv);
+        if (!KeepsResult(op, lv, rv)) result = automation::Concatenate(lv, rv);
         return;
       default: break;
     }

@@ -75,11 +75,15 @@ struct Interpreter::RecordedItems {
     }
     return automation::IsDate(data);
   }
-  bool Reduced(const Item&, std::u16string_view, const Item&, UnifyRule, const Value& value) {
-    Push(ReplayTemporary{}, [&](ReplayTemporary& made) { members::FromVariant(made, value); });
+  bool Reduced(const Item&, std::u16string_view, const Item&, UnifyRule, Value& value,
+               bool& lent) {
+    Push(ReplayTemporary{},
+         [&](ReplayTemporary& made) { lent = members::FromVariantTaking(made, value); });
     latest = static_cast<std::int32_t>(temps.size() - 1);
     return true;
   }
+  // The result whose text the latest temporary took, as it was.
+  const Value& LentBack() const { return temps[static_cast<std::size_t>(latest)].data; }
   Item Latest() const noexcept { return Item{-1, latest}; }
 
   // A new temporary, filled, as the next one made.

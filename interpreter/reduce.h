@@ -60,6 +60,19 @@ inline bool SameWord(std::u16string_view a, std::u16string_view b) noexcept {
 // Applies the operator to the unified values. "&" on anything but two texts leaves the result
 // as it was.
 void Apply(std::u16string_view op, const Value& lv, const Value& rv, Value& result);
+inline bool KeepsResult(std::u16string_view op, const Value& lv, const Value& rv) noexcept {
+  return op.size() == 1 && op[0] == u'&' && !(lv.IsString() && rv.IsString());
+}
+
+// An operand's data into its unified value: what was read into the holder (a host field's
+// copy) is moved, saving a second copy of a text; a temporary's own data is copied.
+inline void TakeData(const Value& data, Value& holder, Value& into) {
+  if (&data == &holder) {
+    into = std::move(holder);
+  } else {
+    into = data;
+  }
+}
 
 // Brings both operands to one kind before the operator applies. The first rule that applies
 // decides; when none of the numeric kinds is named, both values keep what they held (the
@@ -84,8 +97,8 @@ UnifyRule Unify(Items& items, const Item& left, const Item& right, Value& lv, Va
   const std::u16string_view left_type = items.DataType(left, left_type_holder);
   const std::u16string_view right_type = items.DataType(right, right_type_holder);
   if (SameWord(left_type, right_type)) {
-    lv = left_data;
-    rv = items.Data(right, right_holder);
+    TakeData(left_data, left_holder, lv);
+    TakeData(items.Data(right, right_holder), right_holder, rv);
     return UnifyRule::kSameType;
   }
   if ((SameWord(left_type, u"Date"sv) && !SameWord(right_type, u"Date"sv)) ||
@@ -146,6 +159,7 @@ void Reduce(Items& items, bool& result) {
   Value lv;
   Value rv;
   Value value;
+  bool lent = false;  // value's text taken by the latest temporary
   bool has_latest = false;
   bool done = false;
   while (!done) {
@@ -186,8 +200,17 @@ void Reduce(Items& items, bool& result) {
       left = items.Pop();
       if (!op_text.empty()) {
         const UnifyRule rule = Unify(items, left, right, lv, rv);
-        Apply(op_text, lv, rv, value);
-        has_latest = items.Reduced(left, op_text, right, rule, value);
+        if constexpr (requires { items.LentBack(); }) {
+          // The items may take the last result's text rather than copy it: an operator that
+          // keeps the previous result gets it back from the temporary that took it.
+          if (lent && KeepsResult(op_text, lv, rv)) value = items.LentBack();
+          lent = false;
+          Apply(op_text, lv, rv, value);
+          has_latest = items.Reduced(left, op_text, right, rule, value, lent);
+        } else {
+          Apply(op_text, lv, rv, value);
+          has_latest = items.Reduced(left, op_text, right, rule, value);
+        }
       }
     }
     // Publish: the latest result of this call, or the right item when there is none yet.

@@ -19,13 +19,16 @@ using automation::Value;
 inline constexpr std::u16string_view kAuto = u"Auto";
 
 // Kept: the closing delimiter comes off only after an opening one (tests/interpreter_temporaries_test.cpp: Temporaries.StringCreationStripsBlanksAndOnePairOfQuotes)
-inline std::u16string StripDelimiters(std::u16string_view text, char16_t delimiter) {
+inline std::u16string_view StrippedView(std::u16string_view text, char16_t delimiter) {
   std::u16string_view t = automation::TrimView(text);
   if (!t.empty() && t.front() == delimiter) {
     t.remove_prefix(1);
     if (!t.empty() && t.back() == delimiter) t.remove_suffix(1);
   }
-  return std::u16string(t);
+  return t;
+}
+inline std::u16string StripDelimiters(std::u16string_view text, char16_t delimiter) {
+  return std::u16string(StrippedView(text, delimiter));
 }
 
 // The DataType words temporaries are given, each kept once: a recorded run keeps views of them.
@@ -89,6 +92,25 @@ void FromVariant(Sink& field, const Value& value) {
       break;
   }
   field.SetDataClass(kAuto);
+}
+
+// As FromVariant, but a text that keeps all its characters is moved out of value rather than
+// copied; true when it was (value is then left without it).
+template <class Sink>
+bool FromVariantTaking(Sink& field, Value& value) {
+  if (!value.IsString()) {
+    FromVariant(field, value);
+    return false;
+  }
+  const std::u16string& text = value.GetString();
+  if (StrippedView(text, u'"').size() != text.size()) {
+    FromVariant(field, value);
+    return false;
+  }
+  field.SetDataType(u"String");
+  field.SetData(std::move(value));
+  field.SetDataClass(kAuto);
+  return true;
 }
 
 }  // namespace qorvintr::engine::members

@@ -445,6 +445,23 @@ TEST_F(Recorded, ALiteralAnswersIsDateAsTheGeneralRunInEveryYear) {
   }
 }
 
+// The replay moves a result's text into its temporary rather than copying it; an "&" that
+// then meets two numbers or two dates keeps that text, as the general run keeps its value.
+TEST_F(Recorded, AnAmpersandThatKeepsTheLastResultKeepsTheTextTheReplayMoved) {
+  const char* const kNumbers = "5 & \"1234\" & \"56789\"";
+  const char* const kDates = "\"3/4/2021\" & \"1/2/\" & \"2020\"";
+  // Trimmed when its temporary is made: the text is copied, and what "&" keeps is untrimmed.
+  const char* const kTrimmed = "5 & \" 1234\" & \"56789\"";
+  Record(kNumbers);
+  Record(kDates);
+  Record(kTrimmed);
+  const std::int32_t before = Replayed();
+  EXPECT_EQ(BothWays(kNumbers).result, u"Autodf7|String|123456789");
+  EXPECT_EQ(BothWays(kDates).result, u"Autodf7|String|1/2/2020");
+  EXPECT_EQ(BothWays(kTrimmed).result, u"Autodf7|String|123456789");
+  EXPECT_EQ(Replayed(), before + 3);
+}
+
 TEST_F(Recorded, AFieldGoneSinceDeclinesAndTheGeneralRunAnswers) {
   AddField("Gone", Value::Long(1), "Long");
   Record("Gone + 1");
