@@ -122,6 +122,7 @@ struct Interpreter::FieldStackItems {
     return reduce::ReadDataType(Field(item), holder);
   }
   static bool IsDate(const Item&, const Value& data) { return automation::IsDate(data); }
+  static bool IsNumeric(const Item&, const Value& data) { return automation::IsNumeric(data); }
   bool Reduced(const Item& left, std::u16string_view op, const Item& right, UnifyRule rule,
                const Value& value) {
     result_name = interpreter.CreateDataFieldFromVariant(value);

@@ -238,8 +238,10 @@ class Interpreter {
     Kind kind = Kind::kReduce;
     std::u16string_view type;  // kTemporary: its DataType, one of the fixed words
     automation::Value data;    // kTemporary: its Data
-    // kTemporary: IsDate of its Data when that is a text (1 or 0), else -1: asked each time.
+    // kTemporary: IsDate and IsNumeric of its Data when that is a text (1 or 0), else -1:
+    // asked each time.
     std::int8_t date = -1;
+    std::int8_t numeric = -1;
     std::u16string text;       // kDateLiteral: the word; kField: the field's name
     std::shared_ptr<const RecordedCall> call;  // kCall
   };
@@ -288,7 +290,8 @@ class Interpreter {
   struct ReplayTemporary {
     std::u16string_view type;
     automation::Value data;
-    std::int8_t date = -1;  // a recorded literal's answer to IsDate, or -1
+    std::int8_t date = -1;     // a recorded literal's answer to IsDate, or -1
+    std::int8_t numeric = -1;  // and to IsNumeric
     void SetDataType(std::u16string_view word) noexcept { type = word; }
     void SetData(automation::Value value) { data = std::move(value); }
     void SetDataClass(std::u16string_view) noexcept {}

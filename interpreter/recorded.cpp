@@ -75,6 +75,13 @@ struct Interpreter::RecordedItems {
     }
     return automation::IsDate(data);
   }
+  bool IsNumeric(const Item& item, const Value& data) const {
+    if (item.temp >= 0) {
+      const std::int8_t known = temps[static_cast<std::size_t>(item.temp)].numeric;
+      if (known >= 0) return known != 0;
+    }
+    return automation::IsNumeric(data);
+  }
   bool Reduced(const Item&, std::u16string_view, const Item&, UnifyRule, Value& value,
                bool& lent) {
     Push(ReplayTemporary{},
@@ -125,7 +132,8 @@ Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run, std::in
   for (const RecordedStep& step : run.steps) {
     switch (step.kind) {
       case RecordedStep::Kind::kTemporary:
-        items.Push(ReplayTemporary{step.type, step.data, step.date}, [](ReplayTemporary&) {});
+        items.Push(ReplayTemporary{step.type, step.data, step.date, step.numeric},
+                   [](ReplayTemporary&) {});
         break;
       case RecordedStep::Kind::kDateLiteral:
         items.Push(ReplayTemporary{},
@@ -279,7 +287,11 @@ void Interpreter::RecordMade() {
   // Whether a text is a date depends on the text alone (a month and a day without a year take
   // the current one, but then an order that reads a year fits too), so a literal's answer is
   // found once.
-  if (step.data.IsString()) step.date = automation::IsDate(step.data) ? 1 : 0;
+  if (step.data.IsString()) {
+    step.date = automation::IsDate(step.data) ? 1 : 0;
+    // A text's reading as a number depends on the text alone (the locale is fixed).
+    step.numeric = automation::IsNumeric(step.data) ? 1 : 0;
+  }
   recording_->steps.push_back(std::move(step));
 }
 

@@ -8,11 +8,15 @@
 //   bool Empty(); Item Pop(); void Push(const Item&);
 //   const Value& Data(const Item&, Value& holder);                  // 91 for the empty item
 //   std::u16string_view DataType(const Item&, std::u16string& holder);  // the same
-//   bool IsDate(const Item&, const Value& data);  // automation::IsDate of the item's data
+//   bool IsDate(const Item&, const Value& data);     // automation::IsDate of the item's data
+//   bool IsNumeric(const Item&, const Value& data);  // automation::IsNumeric of it
 //   // The reduction's value as a new temporary; false when none was made.
 //   bool Reduced(const Item& left, std::u16string_view op, const Item& right, UnifyRule rule,
 //                const Value& value);
 //   Item Latest();                           // the temporary the last Reduced made
+//   // Optional: Reduced may take value's text instead (lent set when it did), and LentBack
+//   // gives back the value it took.
+//   bool Reduced(..., Value& value, bool& lent);  const Value& LentBack();
 
 #include <string>
 #include <string_view>
@@ -102,13 +106,13 @@ UnifyRule Unify(Items& items, const Item& left, const Item& right, Value& lv, Va
     return UnifyRule::kSameType;
   }
   if ((SameWord(left_type, u"Date"sv) && !SameWord(right_type, u"Date"sv)) ||
-      !automation::IsNumeric(left_data)) {
+      !items.IsNumeric(left, left_data)) {
     lv = Value::String(automation::CStr(left_data));
     rv = Value::String(automation::CStr(items.Data(right, right_holder)));
     return UnifyRule::kTexts;
   }
   const Value& right_data = items.Data(right, right_holder);
-  if (!automation::IsNumeric(right_data)) {
+  if (!items.IsNumeric(right, right_data)) {
     lv = Value::String(automation::CStr(left_data));
     rv = Value::String(automation::CStr(right_data));
     return UnifyRule::kRightNotNumber;

@@ -445,6 +445,21 @@ TEST_F(Recorded, ALiteralAnswersIsDateAsTheGeneralRunInEveryYear) {
   }
 }
 
+// A literal's reading as a number is found when it is recorded, on the left and on the right.
+TEST_F(Recorded, ALiteralAnswersIsNumericAsTheGeneralRun) {
+  AddField("Num", Value::Long(41), "Long");
+  const char* const kScripts[] = {"\"12\" + Num", "\"x\" + Num", "Num + \" 1e2\"",
+                                  "Num & \"abc\"", "\"&H10\" - Num"};
+  for (const char* script : kScripts) Record(script);
+  const std::int32_t before = Replayed();
+  std::vector<std::u16string> results;
+  for (const char* script : kScripts) results.push_back(BothWays(script).result);
+  EXPECT_EQ(Replayed(), before + 5);
+  EXPECT_EQ(results, (std::vector<std::u16string>{u"Autodf3|Long|53", u"Autodf3|String|x41",
+                                                  u"Autodf3|Long|141", u"Autodf3|String|41abc",
+                                                  u"Autodf3|Long|-25"}));
+}
+
 // The replay moves a result's text into its temporary rather than copying it; an "&" that
 // then meets two numbers or two dates keeps that text, as the general run keeps its value.
 TEST_F(Recorded, AnAmpersandThatKeepsTheLastResultKeepsTheTextTheReplayMoved) {
