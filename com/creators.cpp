@@ -144,10 +144,13 @@ automation::ObjectRef CreateAdapter(std::u16string_view prog_id) {
 // QorvDFld's own factory, the field made with its members written in the same call.
 std::shared_ptr<DirectDataField> CreateFilledOwnField(IOwnObject* factory,
                                                       const contract::stock::FieldContent& c) {
-  FieldFill fill{c.name.data(),       SizeOf(c.name),       c.data_type.data(),
-                 SizeOf(c.data_type), c.data_class.data(), SizeOf(c.data_class),
-                 c.data != nullptr,   nullptr,              nullptr,
-                 0};
+  FieldFill fill{.name = c.name.data(),
+                 .name_size = SizeOf(c.name),
+                 .data_type = c.data_type.data(),
+                 .data_type_size = SizeOf(c.data_type),
+                 .data_class = c.data_class.data(),
+                 .data_class_size = SizeOf(c.data_class),
+                 .has_data = c.data != nullptr};
   Variant value;
   if (c.data != nullptr && c.data->IsString()) {
     const std::u16string& text = c.data->GetString();

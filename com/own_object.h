@@ -107,10 +107,10 @@ struct FieldFill {
   std::uint32_t data_type_size;
   const char16_t* data_class;
   std::uint32_t data_class_size;
-  bool has_data;
-  const VARIANT* value;
-  const char16_t* text;
-  std::uint32_t text_size;
+  bool has_data = false;
+  const VARIANT* value = nullptr;
+  const char16_t* text = nullptr;
+  std::uint32_t text_size = 0;
 };
 
 struct DirectFieldFactory {

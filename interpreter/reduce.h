@@ -77,6 +77,14 @@ inline void TakeData(const Value& data, Value& holder, Value& into) {
     into = data;
   }
 }
+// The same as a text (CStr): a host field's text read into the holder is moved, not copied.
+inline void TakeText(const Value& data, Value& holder, Value& into) {
+  if (&data == &holder && holder.IsString()) {
+    into = std::move(holder);
+  } else {
+    into = Value::String(automation::CStr(data));
+  }
+}
 
 // Brings both operands to one kind before the operator applies. The first rule that applies
 // decides; when none of the numeric kinds is named, both values keep what they held (the
@@ -107,14 +115,14 @@ UnifyRule Unify(Items& items, const Item& left, const Item& right, Value& lv, Va
   }
   if ((SameWord(left_type, u"Date"sv) && !SameWord(right_type, u"Date"sv)) ||
       !items.IsNumeric(left, left_data)) {
-    lv = Value::String(automation::CStr(left_data));
-    rv = Value::String(automation::CStr(items.Data(right, right_holder)));
+    TakeText(left_data, left_holder, lv);
+    TakeText(items.Data(right, right_holder), right_holder, rv);
     return UnifyRule::kTexts;
   }
   const Value& right_data = items.Data(right, right_holder);
   if (!items.IsNumeric(right, right_data)) {
-    lv = Value::String(automation::CStr(left_data));
-    rv = Value::String(automation::CStr(right_data));
+    TakeText(left_data, left_holder, lv);
+    TakeText(right_data, right_holder, rv);
     return UnifyRule::kRightNotNumber;
   }
   auto either = [&](std::u16string_view type) {

@@ -85,7 +85,7 @@ class DynArray {
   // ReDim a(lower To upper): new, default-valued elements.
   void ReDim(std::int32_t lower, std::int32_t upper) {
     std::size_t n = detail::CheckedExtent(lower, upper);
-    if (n == items_.size() && items_.capacity() <= detail::kMaxReusedElements) {
+    if (KeepsStorage(n)) {
       // The same extent again (a host's reset between scripts): the elements go back to their
       // default value in place.
       for (T& item : items_) detail::ResetElement(item);
@@ -99,9 +99,7 @@ class DynArray {
   // ReDim, then every element set to value (a table that marks its unused entries).
   void ReDimAll(std::int32_t lower, std::int32_t upper, const T& value) {
     std::size_t n = detail::CheckedExtent(lower, upper);
-    if (n != items_.size() || items_.capacity() > detail::kMaxReusedElements) {
-      detail::Refill(items_, n);
-    }
+    if (!KeepsStorage(n)) detail::Refill(items_, n);
     for (T& item : items_) item = value;
     lower_ = lower;
     dimensioned_ = true;
@@ -150,6 +148,12 @@ class DynArray {
   }
 
  private:
+  // A redim to the same extent keeps the storage (a host's reset between scripts), unless the
+  // table once grew past what is kept for good.
+  bool KeepsStorage(std::size_t n) const noexcept {
+    return n == items_.size() && items_.capacity() <= detail::kMaxReusedElements;
+  }
+
   std::size_t Offset(std::int32_t index) const {
     std::int64_t off = std::int64_t{index} - lower_;
     if (!dimensioned_ || off < 0 || off >= static_cast<std::int64_t>(items_.size())) {
