@@ -265,11 +265,26 @@ class DynArray2D {
   const T& operator()(std::int32_t i, std::int32_t j) const {
     const std::vector<T>& row = rows_[Row(i)];
     const std::size_t at = Column(j);
-    static const T kDefault{};
-    return at < row.size() ? row[at] : kDefault;
+    return at < row.size() ? row[at] : Default();
+  }
+  // The element as the const operator() reads it, or nullptr where it would raise 9.
+  const T* Peek(std::int32_t i, std::int32_t j) const noexcept {
+    const std::int64_t a = std::int64_t{i} - lower1_;
+    const std::int64_t b = std::int64_t{j} - lower2_;
+    if (!dimensioned_ || a < 0 || a >= static_cast<std::int64_t>(n1_) || b < 0 ||
+        b >= static_cast<std::int64_t>(n2_)) {
+      return nullptr;
+    }
+    const std::vector<T>& row = rows_[static_cast<std::size_t>(a)];
+    const std::size_t at = static_cast<std::size_t>(b);
+    return at < row.size() ? &row[at] : &Default();
   }
 
  private:
+  static const T& Default() noexcept {
+    static const T kDefault{};
+    return kDefault;
+  }
   // Every element, those past the second dimension too: a row keeps its length, so that the
   // next growth of the slots makes nothing.
   static void ResetRow(std::vector<T>& row) {

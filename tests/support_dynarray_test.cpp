@@ -181,6 +181,29 @@ TEST(DynArray2D, ShrinkingPreserveCutsTheRowsAndGrowingBackShowsDefaults) {
   EXPECT_EQ(h(2, 1), u"kept");
 }
 
+TEST(DynArray2D, PeekReadsAsTheConstReadAndAnswersNullWhereItRaises) {
+  DynArray2D<std::u16string> h;
+  EXPECT_EQ(h.Peek(0, 0), nullptr);
+  h.ReDim(0, 3, 1, 4);
+  h(2, 3) = u"held";
+  const DynArray2D<std::u16string>& read = h;
+  for (int level = -1; level <= 4; ++level) {
+    for (int slot = 0; slot <= 5; ++slot) {
+      const std::u16string* peeked = read.Peek(level, slot);
+      const bool in_range = level >= 0 && level <= 3 && slot >= 1 && slot <= 4;
+      ASSERT_EQ(peeked != nullptr, in_range) << level << " " << slot;
+      if (in_range) {
+        EXPECT_EQ(*peeked, read(level, slot)) << level << " " << slot;
+      } else {
+        EXPECT_EQ(ErrorOf([&] { read(level, slot); }), 9) << level << " " << slot;
+      }
+    }
+  }
+  EXPECT_EQ(*read.Peek(2, 3), u"held");
+  h.ReDimPreserve(0, 3, 1, 2);
+  EXPECT_EQ(read.Peek(2, 3), nullptr);
+}
+
 TEST(DynArray2D, AHugeTableIsRefusedAsOutOfMemory) {
   DynArray2D<int> h;
   EXPECT_EQ(ErrorOf([&] { h.ReDim(0, 100000, 0, 100000); }), 7);
