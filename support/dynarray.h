@@ -56,15 +56,9 @@ void ResetElement(std::basic_string<C>& item) noexcept {
   item.clear();
 }
 
+// (A table no larger than the elements it has made resets them in place instead.)
 template <class T>
 void Refill(std::vector<T>& v, std::size_t n) {
-  if (n <= v.size() && v.capacity() <= kMaxReusedElements) {
-    // No larger than now (a reset between scripts): the elements kept go back to their default
-    // value in place, which for a text keeps the storage it has, and the rest go.
-    v.resize(n);
-    for (T& item : v) ResetElement(item);
-    return;
-  }
   if (n <= v.capacity() && v.capacity() <= kMaxReusedElements) {
     v.clear();
     v.resize(n);  // within the capacity: nothing is allocated
@@ -76,7 +70,9 @@ void Refill(std::vector<T>& v, std::size_t n) {
 }
 }  // namespace detail
 
-// One dimension, lower bound of choice (0 when not given).
+// One dimension, lower bound of choice (0 when not given). Underneath, the elements past the
+// upper bound that a table once had stay made, at their default value: a table that grows and is
+// reset back between scripts (the interpreter's name list) makes and drops nothing each time.
 template <class T>
 class DynArray {
  public:
@@ -86,12 +82,13 @@ class DynArray {
   void ReDim(std::int32_t lower, std::int32_t upper) {
     std::size_t n = detail::CheckedExtent(lower, upper);
     if (KeepsStorage(n)) {
-      // The same extent again (a host's reset between scripts): the elements go back to their
-      // default value in place.
-      for (T& item : items_) detail::ResetElement(item);
+      // No more than are made (a host's reset between scripts): the elements in use go back to
+      // their default value in place; those past them already are.
+      ResetFrom(0);
     } else {
       detail::Refill(items_, n);
     }
+    size_ = n;
     lower_ = lower;
     dimensioned_ = true;
   }
@@ -99,8 +96,13 @@ class DynArray {
   // ReDim, then every element set to value (a table that marks its unused entries).
   void ReDimAll(std::int32_t lower, std::int32_t upper, const T& value) {
     std::size_t n = detail::CheckedExtent(lower, upper);
-    if (!KeepsStorage(n)) detail::Refill(items_, n);
-    for (T& item : items_) item = value;
+    if (KeepsStorage(n)) {
+      if (size_ > n) ResetFrom(n);
+    } else {
+      detail::Refill(items_, n);
+    }
+    size_ = n;
+    for (T& item : Elements()) item = value;
     lower_ = lower;
     dimensioned_ = true;
   }
@@ -114,15 +116,22 @@ class DynArray {
     }
     if (lower != lower_) automation::Raise(automation::err::SubscriptOutOfRange);
     std::size_t n = detail::CheckedExtent(lower, upper);
-    detail::ResizeOrRaise(items_, n);
+    if (n > items_.size()) detail::ResizeOrRaise(items_, n);
+    // Those cut off go back to their default value, as a later growth shows them.
+    if (n < size_) ResetFrom(n);
+    size_ = n;
   }
   void ReDimPreserve(std::int32_t upper) { ReDimPreserve(dimensioned_ ? lower_ : 0, upper); }
 
   // Erase: back to "never dimensioned". The elements go; storage of a usual size stays for
   // the next ReDim.
   void Erase() noexcept {
-    items_.clear();
-    if (items_.capacity() > detail::kMaxReusedElements) std::vector<T>().swap(items_);
+    if (items_.capacity() > detail::kMaxReusedElements) {
+      std::vector<T>().swap(items_);
+    } else {
+      ResetFrom(0);
+    }
+    size_ = 0;
     lower_ = 0;
     dimensioned_ = false;
   }
@@ -133,36 +142,42 @@ class DynArray {
   }
   std::int32_t UBound() const {
     if (!dimensioned_) automation::Raise(automation::err::SubscriptOutOfRange);
-    return static_cast<std::int32_t>(lower_ + static_cast<std::int64_t>(items_.size()) - 1);
+    return static_cast<std::int32_t>(lower_ + static_cast<std::int64_t>(size_) - 1);
   }
 
   T& operator()(std::int32_t index) { return items_[Offset(index)]; }
   const T& operator()(std::int32_t index) const { return items_[Offset(index)]; }
   // Every element in order, for a walk over the whole table (none when never dimensioned).
-  std::span<T> Elements() noexcept { return items_; }
+  std::span<T> Elements() noexcept { return std::span<T>(items_.data(), size_); }
   // The element, or nullptr where operator() would raise 9.
   T* Find(std::int32_t index) noexcept {
     const std::int64_t off = std::int64_t{index} - lower_;
-    if (!dimensioned_ || off < 0 || off >= static_cast<std::int64_t>(items_.size())) return nullptr;
+    if (!dimensioned_ || off < 0 || off >= static_cast<std::int64_t>(size_)) return nullptr;
     return &items_[static_cast<std::size_t>(off)];
   }
 
  private:
-  // A redim to the same extent keeps the storage (a host's reset between scripts), unless the
-  // table once grew past what is kept for good.
+  // A redim to no more elements than are made keeps the storage (a host's reset between
+  // scripts), unless the table once grew past what is kept for good.
   bool KeepsStorage(std::size_t n) const noexcept {
-    return n == items_.size() && items_.capacity() <= detail::kMaxReusedElements;
+    return n <= items_.size() && items_.capacity() <= detail::kMaxReusedElements;
+  }
+  // The elements in use from first on back to their default value.
+  void ResetFrom(std::size_t first) noexcept {
+    for (std::size_t at = first; at < size_; ++at) detail::ResetElement(items_[at]);
   }
 
   std::size_t Offset(std::int32_t index) const {
     std::int64_t off = std::int64_t{index} - lower_;
-    if (!dimensioned_ || off < 0 || off >= static_cast<std::int64_t>(items_.size())) {
+    if (!dimensioned_ || off < 0 || off >= static_cast<std::int64_t>(size_)) {
       automation::Raise(automation::err::SubscriptOutOfRange);
     }
     return static_cast<std::size_t>(off);
   }
 
+  // Made elements; those from size_ on are past the upper bound and at their default value.
   std::vector<T> items_;
+  std::size_t size_ = 0;
   std::int32_t lower_ = 0;
   bool dimensioned_ = false;
 };

@@ -90,6 +90,41 @@ TEST(DynArray, EraseMakesItNeverDimensionedAgain) {
   EXPECT_EQ(ErrorOf([&] { a.UBound(); }), 9);
 }
 
+TEST(DynArray, ElementsPastAnUpperBoundOnceHeldComeBackAtTheirDefault) {
+  // Grown, reset back, cut and grown again, as the name list goes between scripts: every element
+  // inside the bounds after each step is the one the step leaves, nothing past them is reached.
+  DynArray<std::u16string> a;
+  a.ReDim(0, 5);
+  for (int round = 0; round < 3; ++round) {
+    a.ReDimPreserve(0, 15);
+    for (int i = 0; i <= 15; ++i) EXPECT_EQ(a(i), u"") << round << " " << i;
+    for (int i = 0; i <= 15; ++i) a(i) = u"w";
+    a.ReDim(0, 5);
+    EXPECT_EQ(a.UBound(), 5);
+    EXPECT_EQ(ErrorOf([&] { a(6); }), 9);
+    EXPECT_EQ(a.Find(6), nullptr);
+    EXPECT_EQ(a.Elements().size(), 6u);
+    for (int i = 0; i <= 5; ++i) EXPECT_EQ(a(i), u"") << round << " " << i;
+    a(2) = u"cut";
+    a(1) = u"kept";
+    a.ReDimPreserve(0, 1);
+    EXPECT_EQ(a(1), u"kept");
+    a.ReDimPreserve(0, 5);
+    EXPECT_EQ(a(2), u"") << round;
+    a(1).clear();
+  }
+  DynArray<std::int16_t> marks;
+  marks.ReDimAll(0, 9, -1);
+  marks.ReDimAll(0, 3, -1);
+  EXPECT_EQ(marks.Elements().size(), 4u);
+  marks.ReDimPreserve(0, 9);
+  for (int i = 4; i <= 9; ++i) EXPECT_EQ(marks(i), 0) << i;
+  for (int i = 0; i <= 3; ++i) EXPECT_EQ(marks(i), -1) << i;
+  marks.Erase();
+  marks.ReDimPreserve(0, 9);
+  for (int i = 0; i <= 9; ++i) EXPECT_EQ(marks(i), 0) << i;
+}
+
 TEST(DynArray2D, NeverDimensionedRaises9) {
   DynArray2D<std::u16string> h;
   EXPECT_EQ(ErrorOf([&] { h.UBound(1); }), 9);
