@@ -84,8 +84,7 @@ struct Interpreter::RecordedItems {
   }
   bool Reduced(const Item&, std::u16string_view, const Item&, UnifyRule, Value& value,
                bool& lent) {
-    Push(ReplayTemporary{},
-         [&](ReplayTemporary& made) { lent = members::FromVariantTaking(made, value); });
+    Make([&](ReplayTemporary& made) { lent = members::FromVariantTaking(made, value); });
     latest = static_cast<std::int32_t>(temps.size() - 1);
     return true;
   }
@@ -93,12 +92,20 @@ struct Interpreter::RecordedItems {
   const Value& LentBack() const { return temps[static_cast<std::size_t>(latest)].data; }
   Item Latest() const noexcept { return Item{-1, latest}; }
 
-  // A new temporary, filled, as the next one made.
-  template <class Fill>
-  void Push(ReplayTemporary made, Fill&& fill) {
+  // A new temporary, filled where it stays, as the next one made.
+  void CheckRoom() const {
     if (temps.size() >= kMostUnwatched) throw Declined{};
-    fill(made);
-    temps.push_back(std::move(made));
+  }
+  template <class Fill>
+  void Make(Fill&& fill) {
+    CheckRoom();
+    ReplayTemporary& made = temps.emplace_back();
+    try {
+      fill(made);
+    } catch (...) {
+      temps.pop_back();
+      throw;
+    }
   }
 };
 
@@ -132,12 +139,15 @@ Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run, std::in
   for (const RecordedStep& step : run.steps) {
     switch (step.kind) {
       case RecordedStep::Kind::kTemporary:
-        items.Push(ReplayTemporary{step.type, step.data, step.date, step.numeric},
-                   [](ReplayTemporary&) {});
+        items.Make([&](ReplayTemporary& literal) {
+          literal.type = step.type;
+          literal.data = step.data;
+          literal.date = step.date;
+          literal.numeric = step.numeric;
+        });
         break;
       case RecordedStep::Kind::kDateLiteral:
-        items.Push(ReplayTemporary{},
-                   [&](ReplayTemporary& date) { members::FromDateLiteral(date, step.text); });
+        items.Make([&](ReplayTemporary& date) { members::FromDateLiteral(date, step.text); });
         break;
       case RecordedStep::Kind::kField:
         // The field the word named when recorded must still be there, and read nothing but
@@ -148,11 +158,14 @@ Interpreter::ReplayItem Interpreter::ReplaySteps(const RecordedRun& run, std::in
       case RecordedStep::Kind::kReduce:
         reduce::Reduce(items, reduced);
         continue;
-      case RecordedStep::Kind::kCall:
-        items.Push(ReplayTemporary{}, [&](ReplayTemporary& value) {
-          members::FromVariant(value, ReplayCall(*step.call, level));
-        });
+      case RecordedStep::Kind::kCall: {
+        // The call runs before its temporary is made in the table: nothing of the call's
+        // reading then refers into it.
+        items.CheckRoom();
+        const Value called = ReplayCall(*step.call, level);
+        items.Make([&](ReplayTemporary& value) { members::FromVariant(value, called); });
         break;
+      }
     }
     items.Push(ReplayItem{-1, static_cast<std::int32_t>(replay_temps_.size() - 1)});
   }
