@@ -151,9 +151,8 @@ class DynArray {
   std::span<T> Elements() noexcept { return std::span<T>(items_.data(), size_); }
   // The element, or nullptr where operator() would raise 9.
   T* Find(std::int32_t index) noexcept {
-    const std::int64_t off = std::int64_t{index} - lower_;
-    if (!dimensioned_ || off < 0 || off >= static_cast<std::int64_t>(size_)) return nullptr;
-    return &items_[static_cast<std::size_t>(off)];
+    const std::size_t at = At(index);
+    return at == kOutside ? nullptr : &items_[at];
   }
 
  private:
@@ -167,12 +166,17 @@ class DynArray {
     for (std::size_t at = first; at < size_; ++at) detail::ResetElement(items_[at]);
   }
 
-  std::size_t Offset(std::int32_t index) const {
-    std::int64_t off = std::int64_t{index} - lower_;
-    if (!dimensioned_ || off < 0 || off >= static_cast<std::int64_t>(size_)) {
-      automation::Raise(automation::err::SubscriptOutOfRange);
-    }
+  static constexpr std::size_t kOutside = static_cast<std::size_t>(-1);
+  // The element's place, or kOutside for an index out of the bounds (or none dimensioned).
+  std::size_t At(std::int32_t index) const noexcept {
+    const std::int64_t off = std::int64_t{index} - lower_;
+    if (!dimensioned_ || off < 0 || off >= static_cast<std::int64_t>(size_)) return kOutside;
     return static_cast<std::size_t>(off);
+  }
+  std::size_t Offset(std::int32_t index) const {
+    const std::size_t at = At(index);
+    if (at == kOutside) automation::Raise(automation::err::SubscriptOutOfRange);
+    return at;
   }
 
   // Made elements; those from size_ on are past the upper bound and at their default value.
@@ -284,14 +288,10 @@ class DynArray2D {
   }
   // The element as the const operator() reads it, or nullptr where it would raise 9.
   const T* Peek(std::int32_t i, std::int32_t j) const noexcept {
-    const std::int64_t a = std::int64_t{i} - lower1_;
-    const std::int64_t b = std::int64_t{j} - lower2_;
-    if (!dimensioned_ || a < 0 || a >= static_cast<std::int64_t>(n1_) || b < 0 ||
-        b >= static_cast<std::int64_t>(n2_)) {
-      return nullptr;
-    }
-    const std::vector<T>& row = rows_[static_cast<std::size_t>(a)];
-    const std::size_t at = static_cast<std::size_t>(b);
+    const std::size_t r = RowAt(i);
+    const std::size_t at = ColumnAt(j);
+    if (r == kOutside || at == kOutside) return nullptr;
+    const std::vector<T>& row = rows_[r];
     return at < row.size() ? &row[at] : &Default();
   }
 
@@ -314,19 +314,27 @@ class DynArray2D {
       automation::Raise(automation::err::SubscriptOutOfRange);
     }
   }
-  std::size_t Row(std::int32_t i) const {
-    std::int64_t a = std::int64_t{i} - lower1_;
-    if (!dimensioned_ || a < 0 || a >= static_cast<std::int64_t>(n1_)) {
-      automation::Raise(automation::err::SubscriptOutOfRange);
-    }
+  static constexpr std::size_t kOutside = static_cast<std::size_t>(-1);
+  // The row or column of an index, or kOutside for one out of the bounds.
+  std::size_t RowAt(std::int32_t i) const noexcept {
+    const std::int64_t a = std::int64_t{i} - lower1_;
+    if (!dimensioned_ || a < 0 || a >= static_cast<std::int64_t>(n1_)) return kOutside;
     return static_cast<std::size_t>(a);
   }
-  std::size_t Column(std::int32_t j) const {
-    std::int64_t b = std::int64_t{j} - lower2_;
-    if (b < 0 || b >= static_cast<std::int64_t>(n2_)) {
-      automation::Raise(automation::err::SubscriptOutOfRange);
-    }
+  std::size_t ColumnAt(std::int32_t j) const noexcept {
+    const std::int64_t b = std::int64_t{j} - lower2_;
+    if (b < 0 || b >= static_cast<std::int64_t>(n2_)) return kOutside;
     return static_cast<std::size_t>(b);
+  }
+  std::size_t Row(std::int32_t i) const {
+    const std::size_t r = RowAt(i);
+    if (r == kOutside) automation::Raise(automation::err::SubscriptOutOfRange);
+    return r;
+  }
+  std::size_t Column(std::int32_t j) const {
+    const std::size_t at = ColumnAt(j);
+    if (at == kOutside) automation::Raise(automation::err::SubscriptOutOfRange);
+    return at;
   }
 
   // Rows past the first 64 are reset every time.
