@@ -540,15 +540,13 @@ void Interpreter::CloseInstance(std::int16_t level, OnError& on_error) {
   const bool has_hold_row = level >= 0 && level <= kDeepestLevel;
   if (has_hold_row) close_step([&] { last_slot = hold_array_.UBound(2); });
   for (std::int32_t slot = last_slot; slot >= 0; --slot) {
-    // An empty slot in range is passed over at once: a run mostly leaves most of its slots
-    // empty (a run nobody watched, all of them). Any other goes through the step, which reports
-    // what reading it raises.
+    // An empty slot in range is passed over at once, without making it: a run mostly leaves
+    // most of its slots empty (a run nobody watched, all of them). Any other goes through the
+    // step, which reports what reading it raises.
     const std::u16string* held = std::as_const(hold_array_).Peek(level, slot);
     if (held != nullptr && held->empty()) continue;
     close_step([&] {
       // Kept: the result temporary goes too; the caller's reference stays valid (tests/interpreter_driver_test.cpp: Scripts.TheResultTemporaryIsNoLongerInTheCollectionButStaysValid)
-      // Read first without making the slot: a run mostly leaves most of its slots empty.
-      if (std::as_const(hold_array_)(level, slot).empty()) return;
       std::u16string& entry = hold_array_(level, slot);
       std::u16string name = std::move(entry);
       entry.clear();

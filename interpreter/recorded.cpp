@@ -69,18 +69,16 @@ struct Interpreter::RecordedItems {
     return reduce::ReadDataType(*hosts[static_cast<std::size_t>(item.host)], holder);
   }
   bool IsDate(const Item& item, const Value& data) const {
-    if (item.temp >= 0) {
-      const std::int8_t known = temps[static_cast<std::size_t>(item.temp)].date;
-      if (known >= 0) return known != 0;
-    }
-    return automation::IsDate(data);
+    const std::int8_t known = Known(item, &ReplayTemporary::date);
+    return known >= 0 ? known != 0 : automation::IsDate(data);
   }
   bool IsNumeric(const Item& item, const Value& data) const {
-    if (item.temp >= 0) {
-      const std::int8_t known = temps[static_cast<std::size_t>(item.temp)].numeric;
-      if (known >= 0) return known != 0;
-    }
-    return automation::IsNumeric(data);
+    const std::int8_t known = Known(item, &ReplayTemporary::numeric);
+    return known >= 0 ? known != 0 : automation::IsNumeric(data);
+  }
+  // A recorded literal's answer (1 or 0), or -1 where it is asked each time.
+  std::int8_t Known(const Item& item, std::int8_t ReplayTemporary::*answer) const noexcept {
+    return item.temp >= 0 ? temps[static_cast<std::size_t>(item.temp)].*answer : -1;
   }
   bool Reduced(const Item&, std::u16string_view, const Item&, UnifyRule, Value& value,
                bool& lent) {
