@@ -92,6 +92,7 @@ void RequireCreated(const std::u16string& name) {
 }  // namespace
 
 contract::DataFieldRef Interpreter::RealizeRegularExpression(std::u16string& expression) {
+  const EnteredCall call(*this);
   contract::DataFieldRef result;
   // Departure: a run nobody can watch keeps its temporaries to itself, and declines to the general run on anything that could show (tests/scripts_corpus_test.cpp: ScriptCorpusUnwatched.EndsAlikeBothWays)
   if (MayRunUnwatched() && RunUnwatched(expression, result)) return result;

@@ -116,6 +116,7 @@ bool Interpreter::Init(const contract::DataFieldsRef& data_fields,
                        std::u16string_view application) {
   // An entry point: a debug log that fails inside the trap itself still leaves the host an
   // answer.
+  const EnteredCall call(*this);
   return Trapped<support::OnHandlerError::kDrop>(u"Init", kNoReport, false, [&] {
     // What the scripts need is kept first: settings the log cannot use (a LogSize or NumLogs
     // beyond 32 bits) still fail Init, but no longer every script after it.
@@ -213,6 +214,24 @@ std::int16_t Interpreter::AddInstance(std::u16string_view expression) {
 }
 
 void Interpreter::ResetMemory() noexcept {
+  // Departure: a ResetMemory the host asks for from inside one of the interpreter's calls is done when the outermost call ends (tests/fault_injection_test.cpp: Reentry.AResetAskedForMidRunIsDoneWhenTheRunEnds)
+  if (calls_running_ > 0) {
+    reset_waiting_ = true;
+    return;
+  }
+  const EnteredCall call(*this);
+  ResetMemoryNow();
+}
+
+void Interpreter::ResetWaiting() noexcept {
+  reset_waiting_ = false;
+  const EnteredCall call(*this);
+  ResetMemoryNow();
+  // One reset answers every one asked for while it was waiting, and during it.
+  reset_waiting_ = false;
+}
+
+void Interpreter::ResetMemoryNow() noexcept {
   // Each step runs on its own; a failing step is skipped.
   using support::IgnoreErrors;
   IgnoreErrors([&] { instance_counter_ = -1; });

@@ -582,6 +582,31 @@ class Interpreter {
   AsciiSet operator_chars_;
   support::DynArray<support::StackRef> stacks_;
   std::vector<support::StackRef> spare_stacks_;  // emptied Stacks for AddInstance to reuse
+
+  // The host may call the interpreter again from inside one of its calls (from its collection,
+  // a field, its error object or the log). The calls running are counted, so that a ResetMemory
+  // asked for meanwhile waits for the outermost one to end: the run under way still refers into
+  // the tables a reset would make anew.
+  class EnteredCall {
+   public:
+    explicit EnteredCall(Interpreter& interpreter) noexcept : interpreter_(interpreter) {
+      ++interpreter_.calls_running_;
+    }
+    ~EnteredCall() {
+      if (--interpreter_.calls_running_ == 0 && interpreter_.reset_waiting_) {
+        interpreter_.ResetWaiting();
+      }
+    }
+    EnteredCall(const EnteredCall&) = delete;
+    EnteredCall& operator=(const EnteredCall&) = delete;
+
+   private:
+    Interpreter& interpreter_;
+  };
+  void ResetMemoryNow() noexcept;
+  void ResetWaiting() noexcept;
+  std::int32_t calls_running_ = 0;
+  bool reset_waiting_ = false;
   contract::DataFieldsRef data_fields_;
   contract::stock::FieldsView stock_fields_;  // set when data_fields_ is the stock collection
   // Set when data_fields_ is the library's own collection behind another module's interface.

@@ -176,7 +176,9 @@ std::u16string Interpreter::CreateTemporary(std::u16string_view title, Fill&& fi
       KeepUnwatched(field);
       return std::u16string(kUnwatchedName);
     }
-    const std::u16string& taken = NextAutoDataFieldName();
+    // A copy: the host's field (its Name, its Data) may run scripts of its own on this
+    // interpreter, which grow the list the name was taken from.
+    const std::u16string taken = NextAutoDataFieldName();
     if (!taken.empty()) taken_slot = auto_name_top_;
     field.SetName(taken);
     fill(field);

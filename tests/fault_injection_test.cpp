@@ -8,12 +8,17 @@
 //    failed;
 //  - the next clean run answers the line a clean run answers (after the host has taken out what
 //    its failed Remove left and called ResetMemory, the documented way back).
+// Two more families fail nothing: at the k-th call the host calls back into the interpreter
+// (ResetMemory, or a run of its own), and the call then goes on. There nothing may escape and
+// nothing may crash, and once the host has taken out every temporary left and called
+// ResetMemory, the next clean run answers as a clean host's.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -67,7 +72,13 @@ enum class Family {
   kReportNonZero,         // ReportError answers non-zero
   kCreateNothing,         // the creator of an identifier gives no object
   kLogNonZero,            // the log writer's Init or WriteLogMsg answers non-zero
+  // A host that calls back into the interpreter from inside the call, which then goes on as
+  // usual: nothing fails, but the run's state may change under it.
+  kResetsMemory,          // ResetMemory, mid-run
+  kRunsAnother,           // another script ("1 + 2") on the same interpreter, mid-run
 };
+
+bool Reenters(Family f) { return f == Family::kResetsMemory || f == Family::kRunsAnother; }
 
 const char* CallName(Call c) {
   static const char* const kNames[] = {"Exists", "Item", "AddObject", "Remove", "mCol",
@@ -86,6 +97,8 @@ const char* FamilyName(Family f) {
     case Family::kReportNonZero: return "ReportNonZero";
     case Family::kCreateNothing: return "CreateNothing";
     case Family::kLogNonZero: return "LogNonZero";
+    case Family::kResetsMemory: return "ResetsMemory";
+    case Family::kRunsAnother: return "RunsAnother";
   }
   return "?";
 }
@@ -99,6 +112,8 @@ bool Counts(Family f, Call c) {
     case Family::kReportNonZero: return c == Call::kReport;
     case Family::kCreateNothing: return c == Call::kCreateField || c == Call::kCreateLog;
     case Family::kLogNonZero: return c == Call::kLogInit || c == Call::kLogWrite;
+    case Family::kResetsMemory:
+    case Family::kRunsAnother: return true;
   }
   return false;
 }
@@ -120,6 +135,7 @@ struct Faults {
   bool only_one_kind = false;              // count only calls of the kind `only`
   Call only = Call::kExists;
   std::vector<Call> log;                   // every counted call, in order
+  std::function<void()> reenter;           // what a re-entering family does at its call
 
   // Counts the interpreter's call; true when this one is to fail.
   bool Hit(Call c) {
@@ -129,6 +145,13 @@ struct Faults {
     ++seen;
     if (seen != fail_at) return false;
     failed = c;
+    if (Reenters(family)) {
+      // The interpreter's calls made from here are the re-entered run's, not counted.
+      ++host_inside;
+      if (reenter) reenter();
+      --host_inside;
+      return false;
+    }
     return true;
   }
 };
@@ -309,8 +332,10 @@ std::string ResultLine(const contract::DataFieldRef& result, Faults& faults) {
 struct Outcome {
   int calls = 0;  // calls of the family's kinds
   Call failed = Call::kExists;
-  std::string escaped;  // what left an entry point, if anything
+  std::string escaped;  // what left an entry point, if anything (a re-entered one too)
+  std::string inner;    // a re-entering host's own run's line
   std::int16_t counter = 0;
+  bool stacks = false;  // whether the instances' stacks are there right after the run
   std::vector<std::u16string> left;   // temporaries left in the collection
   std::set<std::u16string> remove_failed;
   std::string result;
@@ -349,6 +374,7 @@ class HostRun {
                             automation::FromUtf8(fl.type));
     }
     host_keys_ = fields_->Keys();
+    faults_.reenter = [this] { Reenter(); };
     std::u16string ini_name = ini;
     interpreter_.SetOrlinaIniFilename(ini_name);
     script_ = automation::FromUtf8(c.script);
@@ -384,16 +410,24 @@ class HostRun {
       // As above.
       o.escaped += " RealizeRegularExpression";
     }
+    o.escaped += inner_escaped_;
+    o.inner = inner_result_;
     o.calls = faults_.seen;
     o.failed = faults_.failed;
     faults_.fail_at = 0;
     o.counter = InterpreterSeam(interpreter_).InstanceCounter();
+    o.stacks = InterpreterSeam(interpreter_).StacksDimensioned();
     o.result = ResultLine(result, faults_);
     o.left = Temporaries();
     o.remove_failed = faults_.remove_failed;
 
-    // The host takes out what its own failed Remove left, and starts the interpreter afresh.
-    if (!faults_.remove_failed.empty()) {
+    // The host takes out what its own failed Remove left (after a re-entering call, every
+    // temporary left: the run it reset or ran beside could not account for them), and starts
+    // the interpreter afresh.
+    if (Reenters(family) && fail_at > 0) {
+      for (const auto& name : o.left) fields_->HostRemove(name);
+      interpreter_.ResetMemory();
+    } else if (!faults_.remove_failed.empty()) {
       for (const auto& name : faults_.remove_failed) fields_->HostRemove(name);
       interpreter_.ResetMemory();
     }
@@ -415,6 +449,23 @@ class HostRun {
     return left;
   }
 
+  // The re-entering host's call back into the interpreter, from inside the interpreter's call.
+  void Reenter() {
+    try {
+      if (faults_.family == Family::kResetsMemory) {
+        interpreter_.ResetMemory();
+      } else {
+        std::u16string script = u"1 + 2";
+        inner_result_ = ResultLine(interpreter_.RealizeRegularExpression(script), faults_);
+      }
+    } catch (...) {
+      // As for the outer entry points: anything leaving is the finding.
+      inner_escaped_ += " the re-entered call";
+    }
+  }
+
+  std::string inner_escaped_;
+  std::string inner_result_;
   Faults faults_;
   std::shared_ptr<FaultFields> fields_;
   std::shared_ptr<FaultError> error_;
@@ -483,13 +534,27 @@ TEST_P(FaultInjection, NothingEscapesNothingStaysAndTheNextCleanRunAnswersAsBefo
       const std::string where = "k=" + std::to_string(k) + " of " + std::to_string(clean.calls) +
                                 " (" + CallName(o.failed) + ")";
       EXPECT_TRUE(o.escaped.empty()) << where << ": escaped from" << o.escaped;
-      EXPECT_EQ(o.counter, -1) << where << ": instance counter";
-      std::vector<std::u16string> unexpected;
-      for (const auto& name : o.left) {
-        if (!o.remove_failed.count(name)) unexpected.push_back(name);
+      if (Reenters(p.family) && clean.result != "Nothing") {
+        // Nothing failed: the run answers a field as the clean one does.
+        EXPECT_NE(o.result, "Nothing") << where;
       }
-      EXPECT_TRUE(unexpected.empty()) << where << ": left in the collection: " << Names(unexpected)
-                                      << " (faulted run answered " << o.result << ")";
+      if (p.family == Family::kRunsAnother) {
+        // The host's own run answered a field too (which, depends on where it came in).
+        EXPECT_NE(o.inner, "") << where;
+        EXPECT_NE(o.inner, "Nothing") << where;
+      }
+      if (!Reenters(p.family)) {
+        // A run reset or run beside cannot account for its state; with a failing call, the
+        // run itself puts everything back.
+        EXPECT_EQ(o.counter, -1) << where << ": instance counter";
+        std::vector<std::u16string> unexpected;
+        for (const auto& name : o.left) {
+          if (!o.remove_failed.count(name)) unexpected.push_back(name);
+        }
+        EXPECT_TRUE(unexpected.empty()) << where << ": left in the collection: "
+                                        << Names(unexpected) << " (faulted run answered "
+                                        << o.result << ")";
+      }
       // Where a clean host's two runs already differ (a host field named like a temporary: the
       // name skipped stays in the list), the numbering depends on the runs before; the
       // collection is checked all the same.
@@ -572,13 +637,64 @@ TEST_F(FaultSteps, AFailingItemOfABuiltInsValueLeavesNothing) {
   }
 }
 
+class Reentry : public FaultInjection {};
+
+// The run the host reset from inside its collection's Item goes on undisturbed; the reset is
+// done as it ends.
+TEST_F(Reentry, AResetAskedForMidRunIsDoneWhenTheRunEnds) {
+  TempFolder folder;
+  const Case c = OneCase("1 + 2");
+  const std::u16string ini = folder.Write("host.ini", scripts::IniText(c)).u16string();
+  Outcome clean;
+  {
+    HostRun run(c, ini);
+    clean = run.Go(Family::kRaise, 0);
+  }
+  ASSERT_EQ(clean.result, "Autodf4\tLong\t3");
+  ASSERT_TRUE(clean.stacks);  // a run nobody resets leaves its instance's stack
+  HostRun run(c, ini);
+  run.faults().only_one_kind = true;
+  run.faults().only = Call::kItem;
+  const Outcome o = run.Go(Family::kResetsMemory, 1);
+  ASSERT_EQ(o.failed, Call::kItem);
+  EXPECT_EQ(o.result, clean.result);
+  EXPECT_TRUE(o.left.empty()) << Names(o.left);
+  EXPECT_EQ(o.counter, -1);
+  EXPECT_FALSE(o.stacks);  // the reset, done at the end
+  EXPECT_EQ(o.clean_result, clean.result);
+}
+
+// A script the host runs from inside a field's member, on the same interpreter, is a run of
+// its own: it answers its value, and the run it came into answers as it would have.
+TEST_F(Reentry, AScriptRunFromInsideARunAnswersAndTheOuterRunGoesOn) {
+  TempFolder folder;
+  Case c = OneCase("A + 1");
+  c.field_lines = {"A:Long=5"};
+  const std::u16string ini = folder.Write("host.ini", scripts::IniText(c)).u16string();
+  Outcome clean;
+  {
+    HostRun run(c, ini);
+    clean = run.Go(Family::kRaise, 0);
+  }
+  ASSERT_EQ(clean.result, "Autodf3\tLong\t6");
+  HostRun run(c, ini);
+  run.faults().only_one_kind = true;
+  run.faults().only = Call::kField;
+  const Outcome o = run.Go(Family::kRunsAnother, 1);
+  ASSERT_EQ(o.failed, Call::kField);
+  EXPECT_TRUE(o.escaped.empty()) << o.escaped;
+  EXPECT_EQ(o.inner.substr(o.inner.find('\t')), "\tLong\t3") << o.inner;
+  EXPECT_EQ(o.result.substr(o.result.find('\t')), "\tLong\t6") << o.result;
+  EXPECT_EQ(o.counter, -1);
+}
+
 std::vector<Param> Params() {
   std::set<std::string> files;
   for (const Case& c : Corpus()) files.insert(c.family);
   std::vector<Param> params;
   for (Family f : {Family::kRaise, Family::kAddRefuses, Family::kAddRaisesAfterAdding,
                    Family::kItemNothing, Family::kReportNonZero, Family::kCreateNothing,
-                   Family::kLogNonZero}) {
+                   Family::kLogNonZero, Family::kResetsMemory, Family::kRunsAnother}) {
     for (const auto& file : files) params.push_back({f, file});
   }
   return params;
