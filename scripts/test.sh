@@ -76,7 +76,7 @@ ctest --preset default -j "$jobs"
 
 log "COM benchmark under Wine: QorvIntr against the Script Control (figures only; fails on a wrong answer)"
 bash "$root/bench/com/run_com_bench.sh" --com-dir "$root/build/windows/com" \
-  --prefix "$root/build/bench-wine" --count 100 --rounds 3 --vbs-seconds 0.05
+  --prefix "$root/build/bench-wine" --count 1000 --rounds 3 --vbs-seconds 0.05
 
 log "COM soak under Wine: one interpreter, 20000 scripts (figures; fails on a failing call)"
 WINEPREFIX="$root/build/bench-wine" WINEDEBUG=-all wine "$root/build/windows/com/com_soak.exe" \
