@@ -77,10 +77,10 @@ inline void TakeData(const Value& data, Value& holder, Value& into) {
     into = data;
   }
 }
-// The same as a text (CStr): a host field's text read into the holder is moved, not copied.
+// The same as a text (CStr): a text is taken as TakeData takes it (CStr of a text is itself).
 inline void TakeText(const Value& data, Value& holder, Value& into) {
-  if (&data == &holder && holder.IsString()) {
-    into = std::move(holder);
+  if (data.IsString()) {
+    TakeData(data, holder, into);
   } else {
     into = Value::String(automation::CStr(data));
   }

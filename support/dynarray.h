@@ -47,6 +47,22 @@ void ResizeOrRaise(Vector& v, std::size_t n) {
 // stay as they were if that fails.
 inline constexpr std::size_t kMaxReusedElements = 4096;
 
+inline constexpr std::size_t kOutside = static_cast<std::size_t>(-1);
+// The place of an index in a dimension of n elements from lower, or kOutside (always, for a
+// table not dimensioned).
+inline std::size_t PlaceIn(std::int32_t index, std::int32_t lower, std::size_t n,
+                           bool dimensioned = true) noexcept {
+  // One compare: an index below lower wraps to beyond any extent.
+  const auto off = static_cast<std::uint64_t>(std::int64_t{index} - lower);
+  if (!dimensioned || off >= n) return kOutside;
+  return static_cast<std::size_t>(off);
+}
+// The place, where a read raises 9 for kOutside.
+inline std::size_t PlaceOrRaise(std::size_t at) {
+  if (at == kOutside) automation::Raise(automation::err::SubscriptOutOfRange);
+  return at;
+}
+
 template <class T>
 void ResetElement(T& item) {
   item = T();
@@ -152,7 +168,7 @@ class DynArray {
   // The element, or nullptr where operator() would raise 9.
   T* Find(std::int32_t index) noexcept {
     const std::size_t at = At(index);
-    return at == kOutside ? nullptr : &items_[at];
+    return at == detail::kOutside ? nullptr : &items_[at];
   }
 
  private:
@@ -166,18 +182,11 @@ class DynArray {
     for (std::size_t at = first; at < size_; ++at) detail::ResetElement(items_[at]);
   }
 
-  static constexpr std::size_t kOutside = static_cast<std::size_t>(-1);
   // The element's place, or kOutside for an index out of the bounds (or none dimensioned).
   std::size_t At(std::int32_t index) const noexcept {
-    const std::int64_t off = std::int64_t{index} - lower_;
-    if (!dimensioned_ || off < 0 || off >= static_cast<std::int64_t>(size_)) return kOutside;
-    return static_cast<std::size_t>(off);
+    return detail::PlaceIn(index, lower_, size_, dimensioned_);
   }
-  std::size_t Offset(std::int32_t index) const {
-    const std::size_t at = At(index);
-    if (at == kOutside) automation::Raise(automation::err::SubscriptOutOfRange);
-    return at;
-  }
+  std::size_t Offset(std::int32_t index) const { return detail::PlaceOrRaise(At(index)); }
 
   // Made elements; those from size_ on are past the upper bound and at their default value.
   std::vector<T> items_;
@@ -290,7 +299,7 @@ class DynArray2D {
   const T* Peek(std::int32_t i, std::int32_t j) const noexcept {
     const std::size_t r = RowAt(i);
     const std::size_t at = ColumnAt(j);
-    if (r == kOutside || at == kOutside) return nullptr;
+    if (r == detail::kOutside || at == detail::kOutside) return nullptr;
     const std::vector<T>& row = rows_[r];
     return at < row.size() ? &row[at] : &Default();
   }
@@ -314,28 +323,13 @@ class DynArray2D {
       automation::Raise(automation::err::SubscriptOutOfRange);
     }
   }
-  static constexpr std::size_t kOutside = static_cast<std::size_t>(-1);
   // The row or column of an index, or kOutside for one out of the bounds.
   std::size_t RowAt(std::int32_t i) const noexcept {
-    const std::int64_t a = std::int64_t{i} - lower1_;
-    if (!dimensioned_ || a < 0 || a >= static_cast<std::int64_t>(n1_)) return kOutside;
-    return static_cast<std::size_t>(a);
+    return detail::PlaceIn(i, lower1_, n1_, dimensioned_);
   }
-  std::size_t ColumnAt(std::int32_t j) const noexcept {
-    const std::int64_t b = std::int64_t{j} - lower2_;
-    if (b < 0 || b >= static_cast<std::int64_t>(n2_)) return kOutside;
-    return static_cast<std::size_t>(b);
-  }
-  std::size_t Row(std::int32_t i) const {
-    const std::size_t r = RowAt(i);
-    if (r == kOutside) automation::Raise(automation::err::SubscriptOutOfRange);
-    return r;
-  }
-  std::size_t Column(std::int32_t j) const {
-    const std::size_t at = ColumnAt(j);
-    if (at == kOutside) automation::Raise(automation::err::SubscriptOutOfRange);
-    return at;
-  }
+  std::size_t ColumnAt(std::int32_t j) const noexcept { return detail::PlaceIn(j, lower2_, n2_); }
+  std::size_t Row(std::int32_t i) const { return detail::PlaceOrRaise(RowAt(i)); }
+  std::size_t Column(std::int32_t j) const { return detail::PlaceOrRaise(ColumnAt(j)); }
 
   // Rows past the first 64 are reset every time.
   static constexpr std::size_t kTrackedRows = 64;
